@@ -1,0 +1,31 @@
+#include "PropertyStoreTable.h"
+
+namespace kelix {
+
+PropertyStoreTable::~PropertyStoreTable() {
+    for (auto& entry : stores_) entry.second.Detach();
+}
+
+PropertyStoreTable& PropertyStoreTable::Instance() {
+    static PropertyStoreTable table;
+    return table;
+}
+
+IPropertyStore* PropertyStoreTable::Find(const wchar_t* deviceId) const {
+    const auto entry = stores_.find(deviceId);
+    return entry == stores_.end() ? nullptr : entry->second.Get();
+}
+
+void PropertyStoreTable::Insert(const wchar_t* deviceId, Microsoft::WRL::ComPtr<IPropertyStore> store) {
+    stores_.insert_or_assign(deviceId, std::move(store));
+}
+
+IPropertyStore* PropertyStoreTable::Remove(const wchar_t* deviceId) {
+    const auto entry = stores_.find(deviceId);
+    if (entry == stores_.end()) return nullptr;
+    IPropertyStore* address = entry->second.Get();
+    stores_.erase(entry);
+    return address;
+}
+
+}  // namespace kelix

@@ -1,0 +1,34 @@
+// The open property stores, one per device id, each holding the one reference
+// that IMMDevice::OpenPropertyStore returned.
+#pragma once
+
+#include <windows.h>
+#include <propsys.h>
+#include <wrl/client.h>
+
+#include <map>
+#include <string>
+
+namespace kelix {
+
+class PropertyStoreTable {
+public:
+    PropertyStoreTable() = default;
+    // Stores still open at unload are deliberately not released: their server
+    // may already be gone when the library is unloaded at process exit.
+    ~PropertyStoreTable();
+    PropertyStoreTable(const PropertyStoreTable&) = delete;
+    PropertyStoreTable& operator=(const PropertyStoreTable&) = delete;
+
+    IPropertyStore* Find(const wchar_t* deviceId) const;
+    void Insert(const wchar_t* deviceId, Microsoft::WRL::ComPtr<IPropertyStore> store);
+    // Releases and forgets the store; gives its address, or null when none was open.
+    IPropertyStore* Remove(const wchar_t* deviceId);
+
+    static PropertyStoreTable& Instance();
+
+private:
+    std::map<std::wstring, Microsoft::WRL::ComPtr<IPropertyStore>> stores_;
+};
+
+}  // namespace kelix

@@ -1,0 +1,1 @@
+message(STATUS "arm64 check pending")

@@ -1,0 +1,13 @@
+# High warning level for every target of the project; errors unless KELIX_WERROR is OFF.
+option(KELIX_WERROR "Treat warnings as errors" ON)
+
+function(kelix_warnings target)
+  if(MSVC)
+    target_compile_options(${target} PRIVATE /W4 /permissive- $<$<BOOL:${KELIX_WERROR}>:/WX>)
+  else()
+    target_compile_options(${target} PRIVATE
+      -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-align
+      -Wformat=2 -Wimplicit-fallthrough -Wundef
+      $<$<BOOL:${KELIX_WERROR}>:-Werror>)
+  endif()
+endfunction()

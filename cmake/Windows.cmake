@@ -1,0 +1,33 @@
+# Windows tree: the DLL, the simulated platform, pexctl and the tests that run
+# them. Cross builds run their programs under Wine through cmake/wine-run.
+enable_language(RC)
+
+if(CMAKE_CROSSCOMPILING)
+  set(KELIX_WINEPREFIX ${CMAKE_BINARY_DIR}/wineprefix CACHE PATH "Wine prefix of the test runs")
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_SOURCE_DIR}/cmake/wine-run ${KELIX_WINEPREFIX})
+endif()
+
+if(MINGW)
+  # Programs and the DLL need nothing but system DLLs.
+  add_link_options(-static -static-libgcc -static-libstdc++)
+  add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX)
+else()
+  add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX)
+endif()
+
+add_subdirectory(core)
+add_subdirectory(API/Kelix3PexControl)
+add_subdirectory(sim)
+add_subdirectory(tools/pexctl)
+
+if(EXISTS ${KELIX_GTEST_SOURCE}/CMakeLists.txt)
+  kelix_add_gtest()
+  include(GoogleTest)
+  add_subdirectory(tests/sim)
+  add_subdirectory(tests/dll)
+  add_subdirectory(tests/wine-endpoint)
+endif()
+
+if(CMAKE_CROSSCOMPILING)
+  include(cmake/Arm64Check.cmake)
+endif()
