@@ -1,0 +1,92 @@
+#include "sim/MethodTable.h"
+
+#include <stdexcept>
+
+namespace sim {
+
+namespace {
+
+// Every method a simulated object implements, except IUnknown's: QueryInterface, AddRef and
+// Release are neither counted nor failed, because COM itself calls them a different number of
+// times on Windows and under Wine (CoCreateInstance may query the new object again).
+constexpr std::string_view kMethods[] = {
+    "CoCreateInstance(MMDeviceEnumerator)",
+    "IClassFactory::LockServer",
+    "IMMDeviceEnumerator::EnumAudioEndpoints",
+    "IMMDeviceEnumerator::GetDefaultAudioEndpoint",
+    "IMMDeviceEnumerator::GetDevice",
+    "IMMDeviceEnumerator::RegisterEndpointNotificationCallback",
+    "IMMDeviceEnumerator::UnregisterEndpointNotificationCallback",
+    "IMMDeviceCollection::GetCount",
+    "IMMDeviceCollection::Item",
+    "IMMDevice::Activate",
+    "IMMDevice::OpenPropertyStore",
+    "IMMDevice::GetId",
+    "IMMDevice::GetState",
+    "IMMEndpoint::GetDataFlow",
+    "IPropertyStore::GetCount",
+    "IPropertyStore::GetAt",
+    "IPropertyStore::GetValue",
+    "IPropertyStore::SetValue",
+    "IPropertyStore::Commit",
+};
+
+}  // namespace
+
+MethodTable::MethodTable() {
+    for (std::string_view method : kMethods) records_.emplace(std::string(method), Record{});
+}
+
+bool MethodTable::Known(std::string_view method) {
+    for (std::string_view known : kMethods) {
+        if (known == method) return true;
+    }
+    return false;
+}
+
+MethodTable::Record& MethodTable::Lookup(std::string_view method) {
+    const auto found = records_.find(method);
+    if (found == records_.end()) throw std::invalid_argument("unknown simulated method: " + std::string(method));
+    return found->second;
+}
+
+const MethodTable::Record& MethodTable::Lookup(std::string_view method) const {
+    const auto found = records_.find(method);
+    if (found == records_.end()) throw std::invalid_argument("unknown simulated method: " + std::string(method));
+    return found->second;
+}
+
+HRESULT MethodTable::Enter(std::string_view method) noexcept {
+    std::lock_guard lock(mutex_);
+    const auto found = records_.find(method);
+    if (found == records_.end()) return E_UNEXPECTED;  // a simulated method outside the table: a bug here
+    Record& record = found->second;
+    ++record.calls;
+    if (record.remaining == 0) return S_OK;
+    if (record.remaining > 0) --record.remaining;
+    return record.failure;
+}
+
+void MethodTable::Fail(std::string_view method, HRESULT hr, int times) {
+    if (times < -1) throw std::invalid_argument("times must be -1 or a count");
+    if (SUCCEEDED(hr)) throw std::invalid_argument("an injected failure must be a failure HRESULT");
+    std::lock_guard lock(mutex_);
+    Record& record = Lookup(method);
+    record.failure = hr;
+    record.remaining = times;
+}
+
+void MethodTable::Clear() {
+    std::lock_guard lock(mutex_);
+    for (auto& [name, record] : records_) {
+        record.failure = S_OK;
+        record.remaining = 0;
+    }
+}
+
+int MethodTable::Calls(std::string_view method) const {
+    std::lock_guard lock(mutex_);
+    return Lookup(method).calls;
+}
+
+}  // namespace sim

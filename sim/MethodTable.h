@@ -1,0 +1,45 @@
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+namespace sim {
+
+// Call counts and injected failures of the simulated methods, by name ("IMMDevice::GetId").
+// Every simulated method calls Enter first and returns its result when it is a failure.
+// Only the names of the known methods are accepted; a misspelt name throws instead of
+// silently injecting nothing.
+class MethodTable {
+public:
+    MethodTable();
+
+    // Counts a call of method and returns the failure injected for it, or S_OK.
+    HRESULT Enter(std::string_view method) noexcept;
+
+    // times = -1: every call until Clear; otherwise the next `times` calls (0 removes the failure).
+    // hr must be a failure code.
+    void Fail(std::string_view method, HRESULT hr, int times);
+    void Clear();
+    int Calls(std::string_view method) const;
+
+    static bool Known(std::string_view method);
+
+private:
+    struct Record {
+        int calls = 0;
+        HRESULT failure = S_OK;
+        int remaining = 0;  // -1: until cleared
+    };
+    Record& Lookup(std::string_view method);
+    const Record& Lookup(std::string_view method) const;
+
+    mutable std::mutex mutex_;
+    std::map<std::string, Record, std::less<>> records_;
+};
+
+}  // namespace sim

@@ -1,0 +1,60 @@
+#include "sim/Platform.h"
+
+#include <new>
+#include <stdexcept>
+#include <string>
+
+#include "sim/ClassFactory.h"
+#include "sim/PlatformState.h"
+
+namespace sim {
+
+namespace {
+
+Kind KindNamed(const std::string& name) {
+    const auto kind = Ledger::FromName(name);
+    if (!kind) throw std::invalid_argument("unknown simulated object kind: " + name);
+    return *kind;
+}
+
+}  // namespace
+
+Platform::Platform() : state_(std::make_shared<PlatformState>()) {}
+
+Platform::~Platform() {
+    if (const long objects = state_->ledger.TotalObjects(); objects != 0) {
+        const std::string message = "sim::Platform destroyed with " + std::to_string(objects) +
+                                    " live objects holding " + std::to_string(state_->ledger.TotalReferences()) +
+                                    " references\n";
+        OutputDebugStringA(message.c_str());
+    }
+}
+
+Endpoint& Platform::AddEndpoint(EndpointConfig config) { return state_->Add(std::move(config)); }
+
+void Platform::SetDefault(EDataFlow flow, ERole role, const std::wstring& id) { state_->SetDefault(flow, role, id); }
+
+Endpoint* Platform::Find(const std::wstring& id) { return state_->Find(id); }
+
+void Platform::FailMethod(const std::string& method, HRESULT hr, int times) { state_->methods.Fail(method, hr, times); }
+
+void Platform::ClearFailures() { state_->methods.Clear(); }
+
+int Platform::Calls(const std::string& method) const { return state_->methods.Calls(method); }
+
+long Platform::References(const std::string& kind) const { return state_->ledger.References(KindNamed(kind)); }
+
+long Platform::TotalReferences() const { return state_->ledger.TotalReferences(); }
+
+long Platform::Objects(const std::string& kind) const { return state_->ledger.Objects(KindNamed(kind)); }
+
+long Platform::TotalObjects() const { return state_->ledger.TotalObjects(); }
+
+Microsoft::WRL::ComPtr<IClassFactory> Platform::CreateClassFactory() const {
+    Microsoft::WRL::ComPtr<IClassFactory> factory;
+    auto* created = new sim::ClassFactory(state_);
+    factory.Attach(created);  // takes the creation reference
+    return factory;
+}
+
+}  // namespace sim

@@ -1,0 +1,78 @@
+#pragma once
+
+// The simulated audio platform: a stand-in for the MMDevice API of Windows Core Audio that a
+// process installs for itself, so that the product's own
+//   CoCreateInstance(CLSID_MMDeviceEnumerator, nullptr, CLSCTX_ALL, IID_IMMDeviceEnumerator, ...)
+// reaches simulated endpoints instead of the system's.
+//
+//   sim::Platform platform;
+//   sim::Endpoint& speakers = platform.AddEndpoint({L"{0.0.0.00000000}.{speakers}", eRender});
+//   sim::Installation installed(platform);   // COM initialised on this thread
+//   ... run the product; check platform.Calls("IPropertyStore::SetValue"), speakers.GetValue(...),
+//   and platform.TotalReferences() == 0 once it has released everything.
+
+#include <windows.h>
+#include <mmdeviceapi.h>
+#include <wrl/client.h>
+
+#include <memory>
+#include <string>
+
+#include "sim/Endpoint.h"
+#include "sim/Installation.h"
+
+namespace sim {
+
+class PlatformState;
+
+// Owns the endpoints and watches every simulated object it hands out. A Platform must outlive
+// its objects: check TotalReferences() == 0 before it goes. (Objects still alive then keep the
+// shared state and do not crash, and the destructor reports them with OutputDebugString.)
+// Thread-safe.
+class Platform {
+public:
+    Platform();
+    ~Platform();
+    Platform(const Platform&) = delete;
+    Platform& operator=(const Platform&) = delete;
+
+    // Throws std::invalid_argument for an empty or duplicate id, a flow other than eRender or
+    // eCapture, or a state that is not exactly one DEVICE_STATE_* bit.
+    Endpoint& AddEndpoint(EndpointConfig config);
+    // Default endpoint for (flow, role). Without a call, the first added active endpoint of that
+    // flow serves every role. The chosen endpoint must be an active endpoint of that flow when it
+    // is asked for, otherwise GetDefaultAudioEndpoint answers 0x80070490. An empty id returns
+    // (flow, role) to the automatic choice. Throws std::invalid_argument for eAll or a bad role.
+    void SetDefault(EDataFlow flow, ERole role, const std::wstring& id);
+    Endpoint* Find(const std::wstring& id);
+
+    // Failure injection by method name, e.g. "IMMDeviceEnumerator::GetDevice",
+    // "IMMDevice::OpenPropertyStore", "IPropertyStore::GetValue", and
+    // "CoCreateInstance(MMDeviceEnumerator)" for the class factory's CreateInstance.
+    // times = -1: every call until ClearFailures; otherwise the next `times` calls. The failing call
+    // returns hr and writes nothing through its out-parameters except the documented null-on-failure
+    // (interface pointers and GetId's string). QueryInterface, AddRef and Release are not methods
+    // here. Throws std::invalid_argument for an unknown name or a success hr.
+    void FailMethod(const std::string& method, HRESULT hr, int times = -1);
+    void ClearFailures();
+    // How often a method was called (failed calls included). Throws for an unknown name.
+    int Calls(const std::string& method) const;
+
+    // References held on live simulated objects, by kind: "IMMDeviceEnumerator",
+    // "IMMDeviceCollection", "IMMDevice", "IPropertyStore" (IMMEndpoint counts with its IMMDevice
+    // object). Throws std::invalid_argument for an unknown kind.
+    long References(const std::string& kind) const;
+    long TotalReferences() const;
+    // Live simulated objects, by the same kinds.
+    long Objects(const std::string& kind) const;
+    long TotalObjects() const;
+
+    // A new class object of CLSID_MMDeviceEnumerator for this platform (what Installation
+    // registers); also lets a test create an enumerator without registering anything.
+    Microsoft::WRL::ComPtr<IClassFactory> CreateClassFactory() const;
+
+private:
+    std::shared_ptr<PlatformState> state_;
+};
+
+}  // namespace sim

@@ -1,0 +1,57 @@
+#include "sim/PlatformState.h"
+
+#include <stdexcept>
+
+namespace sim {
+
+Endpoint& PlatformState::Add(EndpointConfig config) {
+    auto endpoint = std::make_unique<Endpoint>(std::move(config));
+    std::lock_guard lock(mutex_);
+    for (const auto& existing : endpoints_) {
+        if (existing->Id() == endpoint->Id()) throw std::invalid_argument("endpoint id already present");
+    }
+    endpoints_.push_back(std::move(endpoint));
+    return *endpoints_.back();
+}
+
+Endpoint* PlatformState::Find(std::wstring_view id) const {
+    std::lock_guard lock(mutex_);
+    for (const auto& endpoint : endpoints_) {
+        if (endpoint->Id() == id) return endpoint.get();
+    }
+    return nullptr;
+}
+
+std::vector<Endpoint*> PlatformState::Matching(EDataFlow flow, DWORD mask) const {
+    std::vector<Endpoint*> matching;
+    std::lock_guard lock(mutex_);
+    for (const auto& endpoint : endpoints_) {
+        if ((flow == eAll || endpoint->Flow() == flow) && (endpoint->State() & mask) != 0) {
+            matching.push_back(endpoint.get());
+        }
+    }
+    return matching;
+}
+
+void PlatformState::SetDefault(EDataFlow flow, ERole role, std::wstring id) {
+    if (flow != eRender && flow != eCapture) throw std::invalid_argument("default flow must be eRender or eCapture");
+    if (role < eConsole || role >= ERole_enum_count) throw std::invalid_argument("default role out of range");
+    std::lock_guard lock(mutex_);
+    if (id.empty()) {
+        defaults_.erase({flow, role});
+    } else {
+        defaults_[{flow, role}] = std::move(id);
+    }
+}
+
+Endpoint* PlatformState::Default(EDataFlow flow, ERole role) const {
+    std::lock_guard lock(mutex_);
+    const auto chosen = defaults_.find({flow, role});
+    for (const auto& endpoint : endpoints_) {
+        if (endpoint->Flow() != flow || endpoint->State() != DEVICE_STATE_ACTIVE) continue;
+        if (chosen == defaults_.end() || endpoint->Id() == chosen->second) return endpoint.get();
+    }
+    return nullptr;
+}
+
+}  // namespace sim

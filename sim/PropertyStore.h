@@ -1,0 +1,52 @@
+#pragma once
+
+#include <windows.h>
+#include <propsys.h>
+
+#include <memory>
+
+#include "sim/Endpoint.h"
+#include "sim/TrackedObject.h"
+
+namespace sim {
+
+// COM interfaces have no virtual destructor by design: the object deletes itself in Release.
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+#endif
+
+// IPropertyStore of an endpoint, opened in one STGM mode. Reads and writes go straight to the
+// endpoint's values, so every store of the endpoint sees them at once; Commit has nothing left
+// to do but is counted like every method.
+class PropertyStore final : public IPropertyStore, private TrackedObject {
+public:
+    static HRESULT Create(std::shared_ptr<PlatformState> state, Endpoint& endpoint, DWORD stgmAccess, REFIID riid,
+                          void** out) noexcept;
+
+    // IUnknown
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** out) override;
+    ULONG STDMETHODCALLTYPE AddRef() override;
+    ULONG STDMETHODCALLTYPE Release() override;
+
+    // IPropertyStore
+    HRESULT STDMETHODCALLTYPE GetCount(DWORD* count) override;
+    HRESULT STDMETHODCALLTYPE GetAt(DWORD index, PROPERTYKEY* key) override;
+    HRESULT STDMETHODCALLTYPE GetValue(REFPROPERTYKEY key, PROPVARIANT* value) override;
+    HRESULT STDMETHODCALLTYPE SetValue(REFPROPERTYKEY key, REFPROPVARIANT value) override;
+    HRESULT STDMETHODCALLTYPE Commit() override;
+
+private:
+    PropertyStore(std::shared_ptr<PlatformState> state, Endpoint& endpoint, DWORD stgmAccess) noexcept;
+    ~PropertyStore() override = default;
+
+    bool Writable() const noexcept { return access_ == STGM_WRITE || access_ == STGM_READWRITE; }
+
+    Endpoint& endpoint_;
+    const DWORD access_;
+};
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
+
+}  // namespace sim
