@@ -1,0 +1,144 @@
+#include <cstring>
+#include <functional>
+#include <string>
+#include <type_traits>
+
+#include "SimTestSupport.h"
+
+namespace simtest {
+namespace {
+
+using SimFailures = SimFixture;
+
+// The objects a product holds while it works on one endpoint's store.
+struct Chain {
+    ComPtr<IMMDeviceEnumerator> enumerator;
+    ComPtr<IMMDeviceCollection> collection;
+    ComPtr<IMMDevice> device;
+    ComPtr<IMMEndpoint> endpoint;
+    ComPtr<IPropertyStore> store;
+};
+
+// One call of a method; `documented` says whether its out-parameter holds what the contract
+// promises: null after a failure for pointers and strings, untouched for plain values.
+struct Outcome {
+    HRESULT hr;
+    bool documented;
+};
+
+template <class T, class Call>  // interface pointers and CoTaskMem strings
+Outcome Ptr(Call call) {
+    T* out = SentinelPointer<T>();
+    const HRESULT hr = call(&out);
+    if (FAILED(hr)) return {hr, out == nullptr};
+    if constexpr (std::is_same_v<T, WCHAR>) CoTaskMemFree(out);
+    else out->Release();
+    return {hr, out != SentinelPointer<T>()};
+}
+
+template <class T, class Call>  // plain values
+Outcome Val(T sentinel, Call call) {
+    T out = sentinel;
+    const HRESULT hr = call(&out);
+    return {hr, SUCCEEDED(hr) || std::memcmp(&out, &sentinel, sizeof out) == 0};
+}
+
+const PROPERTYKEY kKey = {{0x1b3c5d7e, 0x2a4b, 0x4c6d, {0x8e, 0x9f, 0xa0, 0xb1, 0xc2, 0xd3, 0xe4, 0xf5}}, 3};
+
+const struct {
+    const char* method;
+    std::function<Outcome(Chain&)> call;
+} kFailureCases[] = {
+    {"CoCreateInstance(MMDeviceEnumerator)", [](Chain&) { return Ptr<IMMDeviceEnumerator>([](IMMDeviceEnumerator** out) {
+         return CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(out)); }); }},
+    {"IMMDeviceEnumerator::EnumAudioEndpoints", [](Chain& c) { return Ptr<IMMDeviceCollection>([&](IMMDeviceCollection** out) {
+         return c.enumerator->EnumAudioEndpoints(eAll, DEVICE_STATEMASK_ALL, out); }); }},
+    {"IMMDeviceEnumerator::GetDefaultAudioEndpoint", [](Chain& c) { return Ptr<IMMDevice>([&](IMMDevice** out) {
+         return c.enumerator->GetDefaultAudioEndpoint(eRender, eConsole, out); }); }},
+    {"IMMDeviceEnumerator::GetDevice",
+     [](Chain& c) { return Ptr<IMMDevice>([&](IMMDevice** out) { return c.enumerator->GetDevice(kRender, out); }); }},
+    {"IMMDeviceEnumerator::RegisterEndpointNotificationCallback", [](Chain& c) {
+         return Outcome{c.enumerator->RegisterEndpointNotificationCallback(SentinelPointer<IMMNotificationClient>()), true}; }},
+    {"IMMDeviceEnumerator::UnregisterEndpointNotificationCallback", [](Chain& c) {
+         return Outcome{c.enumerator->UnregisterEndpointNotificationCallback(SentinelPointer<IMMNotificationClient>()), true}; }},
+    {"IMMDeviceCollection::GetCount",
+     [](Chain& c) { return Val<UINT>(0xBAAD, [&](UINT* out) { return c.collection->GetCount(out); }); }},
+    {"IMMDeviceCollection::Item",
+     [](Chain& c) { return Ptr<IMMDevice>([&](IMMDevice** out) { return c.collection->Item(0, out); }); }},
+    // Nothing can be activated yet: the call fails either way and must null its out.
+    {"IMMDevice::Activate", [](Chain& c) { return Ptr<IUnknown>([&](IUnknown** out) {
+         return c.device->Activate(__uuidof(IUnknown), CLSCTX_ALL, nullptr, reinterpret_cast<void**>(out)); }); }},
+    {"IMMDevice::OpenPropertyStore", [](Chain& c) { return Ptr<IPropertyStore>([&](IPropertyStore** out) {
+         return c.device->OpenPropertyStore(STGM_READWRITE, out); }); }},
+    {"IMMDevice::GetId", [](Chain& c) { return Ptr<WCHAR>([&](LPWSTR* out) { return c.device->GetId(out); }); }},
+    {"IMMDevice::GetState", [](Chain& c) { return Val<DWORD>(0xBAAD, [&](DWORD* out) { return c.device->GetState(out); }); }},
+    {"IMMEndpoint::GetDataFlow", [](Chain& c) {
+         return Val<EDataFlow>(EDataFlow_enum_count, [&](EDataFlow* out) { return c.endpoint->GetDataFlow(out); }); }},
+    {"IPropertyStore::GetCount", [](Chain& c) { return Val<DWORD>(0xBAAD, [&](DWORD* out) { return c.store->GetCount(out); }); }},
+    {"IPropertyStore::GetAt", [](Chain& c) {
+         return Val<PROPERTYKEY>({{}, 0xBAAD}, [&](PROPERTYKEY* out) { return c.store->GetAt(0, out); }); }},
+    {"IPropertyStore::GetValue", [](Chain& c) {
+         PROPVARIANT sentinel{};
+         sentinel.vt = VT_ILLEGAL;
+         return Val<PROPVARIANT>(sentinel, [&](PROPVARIANT* out) { return c.store->GetValue(kKey, out); }); }},
+    {"IPropertyStore::SetValue", [](Chain& c) { return Outcome{c.store->SetValue(kKey, PROPVARIANT{}), true}; }},
+    {"IPropertyStore::Commit", [](Chain& c) { return Outcome{c.store->Commit(), true}; }},
+    {"IClassFactory::LockServer", [](Chain&) {
+         ComPtr<IClassFactory> factory;
+         HRESULT hr = CoGetClassObject(__uuidof(MMDeviceEnumerator), CLSCTX_INPROC_SERVER, nullptr, IID_PPV_ARGS(&factory));
+         return Outcome{SUCCEEDED(hr) ? factory->LockServer(FALSE) : hr, true}; }},
+};
+
+class SimFailuresTable : public SimFixture {
+protected:
+    Chain Build() {
+        Chain c;
+        c.enumerator = Enumerator();
+        EXPECT_HR(S_OK, c.enumerator->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &c.collection));
+        c.device = Device(kRender);
+        EXPECT_HR(S_OK, c.device.As(&c.endpoint));
+        EXPECT_HR(S_OK, c.device->OpenPropertyStore(STGM_READWRITE, &c.store));
+        PROPVARIANT value{};
+        value.vt = VT_I4;
+        EXPECT_HR(S_OK, c.store->SetValue(kKey, value));
+        return c;
+    }
+};
+
+TEST_F(SimFailuresTable, EachMethodFailsExactlyAsInjectedAndLeaksNothing) {
+    const HRESULT injected = HRESULT_FROM_WIN32(ERROR_GEN_FAILURE);
+    for (const auto& c : kFailureCases) {
+        SCOPED_TRACE(c.method);
+        Chain chain = Build();
+        ASSERT_FALSE(testing::Test::HasFailure());
+        const long baseline = platform.TotalReferences();
+        const int calls = platform.Calls(c.method);
+
+        platform.FailMethod(c.method, injected, 2);
+        for (int i = 0; i < 2; ++i) {
+            const Outcome failed = c.call(chain);
+            EXPECT_HR(injected, failed.hr);
+            EXPECT_TRUE(failed.documented) << "out-parameter written by a failing call";
+        }
+        EXPECT_EQ(baseline, platform.TotalReferences()) << "a failing call left a reference";
+        const Outcome after = c.call(chain);
+        EXPECT_TRUE(SUCCEEDED(after.hr) || std::string(c.method) == "IMMDevice::Activate")
+            << "still failing after its count ran out: " << HrText(after.hr);
+        EXPECT_TRUE(after.documented);
+        EXPECT_EQ(calls + 3, platform.Calls(c.method)) << "failed calls count too";
+        EXPECT_EQ(baseline, platform.TotalReferences());
+    }
+}
+
+TEST_F(SimFailures, PersistentFailureLastsUntilCleared) {
+    ComPtr<IMMDevice> device = Device(kRender);
+    platform.FailMethod("IMMDevice::OpenPropertyStore", E_OUTOFMEMORY);
+    ComPtr<IPropertyStore> store;
+    for (int i = 0; i < 3; ++i) EXPECT_HR(E_OUTOFMEMORY, device->OpenPropertyStore(STGM_READ, &store));
+    platform.ClearFailures();
+    EXPECT_HR(S_OK, device->OpenPropertyStore(STGM_READ, &store));
+    EXPECT_EQ(4, platform.Calls("IMMDevice::OpenPropertyStore"));
+}
+
+}  // namespace
+}  // namespace simtest
