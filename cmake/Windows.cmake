@@ -7,13 +7,14 @@ if(CMAKE_CROSSCOMPILING)
   set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_SOURCE_DIR}/cmake/wine-run ${KELIX_WINEPREFIX})
 endif()
 
+add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX)
 if(MINGW)
   # Programs and the DLL need nothing but system DLLs.
   add_link_options(-static -static-libgcc -static-libstdc++)
-  add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX)
-else()
-  add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX)
 endif()
+
+# The DLL, the programs and the tests side by side, so that a test loads the DLL it was built with.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 
 add_subdirectory(core)
 add_subdirectory(API/Kelix3PexControl)
@@ -23,6 +24,7 @@ add_subdirectory(tools/pexctl)
 if(EXISTS ${KELIX_GTEST_SOURCE}/CMakeLists.txt)
   kelix_add_gtest()
   include(GoogleTest)
+  add_subdirectory(tests/support)
   add_subdirectory(tests/sim)
   add_subdirectory(tests/dll)
   add_subdirectory(tests/wine-endpoint)

@@ -1,0 +1,487 @@
+// The five exports on the property-store route, against the simulated platform,
+// with the DLL loaded fresh for every test.
+#include <windows.h>
+#include <mmdeviceapi.h>
+#include <propvarutil.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "DllUnderTest.h"
+#include "LogCapture.h"
+#include "sim/Platform.h"
+
+namespace kelix::test {
+namespace {
+
+constexpr wchar_t kSpeakers[] = L"{0.0.0.00000000}.{5e1f0a11-0000-4000-8000-00000000a001}";
+constexpr wchar_t kHeadset[] = L"{0.0.0.00000000}.{5e1f0a11-0000-4000-8000-00000000a002}";
+
+// Keys written out by hand: the effect reads these exact keys.
+constexpr PROPERTYKEY kPexPostGainKey = {{0xF112024A, 0xFE30, 0x42A8, {0x80, 0xAB, 0x8D, 0xD8, 0x25, 0xA0, 0x6F, 0x78}}, 4};
+constexpr PROPERTYKEY kPexBypassKey = {{0x0C5E4949, 0x7A67, 0x4B9E, {0x90, 0x69, 0x1D, 0x62, 0x59, 0x68, 0x24, 0x36}}, 3201};
+constexpr PROPERTYKEY kNsBypassKey = {{0x5B5E03CB, 0x8070, 0x420D, {0xB7, 0x94, 0x8A, 0x28, 0xC8, 0x9F, 0x62, 0x74}}, 0};
+constexpr PROPERTYKEY kKreloTargetPowerKey = {{0x5510C7AB, 0xDFC2, 0x40D0, {0xA9, 0x8B, 0x5F, 0x77, 0xF6, 0x97, 0x00, 0x5E}}, 15};
+constexpr PROPERTYKEY kFormFactorKey = {{0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 0};
+
+constexpr wchar_t kApo[] = L"ApoController.cpp";
+constexpr wchar_t kDsp[] = L"DspController.cpp";
+constexpr wchar_t kExports[] = L"Kelix3PexControl.cpp";
+
+// "[0x%.8x]%s" as the library writes it.
+std::wstring Failure(HRESULT hr) {
+    wchar_t code[16];
+    _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(hr));
+    return code + SystemText(hr);
+}
+
+wchar_t* const kSentinelHandle = reinterpret_cast<wchar_t*>(0x5E47);
+
+class ExportsTest : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(installed.Result(), S_OK);
+        ASSERT_TRUE(dll.Loaded());
+    }
+    void TearDown() override { log.Clear(); }
+
+    wchar_t* OpenSpeakers() {
+        wchar_t* handle = nullptr;
+        EXPECT_EQ(dll.Open(&handle, kSpeakers), S_OK);
+        return handle;
+    }
+    std::int32_t StoredI4(const sim::Endpoint& endpoint, const PROPERTYKEY& key) {
+        PROPVARIANT value;
+        PropVariantInit(&value);
+        EXPECT_EQ(endpoint.GetValue(key, &value), S_OK);
+        EXPECT_EQ(value.vt, VT_I4);
+        const std::int32_t word = value.lVal;
+        PropVariantClear(&value);
+        return word;
+    }
+
+    LogCapture log;  // before the DLL loads: the logger reads its settings when it registers
+    sim::Platform platform;
+    sim::Endpoint& speakers = platform.AddEndpoint({kSpeakers});
+    sim::Endpoint& headset = platform.AddEndpoint({kHeadset});
+    sim::Installation installed{platform};
+    DllUnderTest dll;
+};
+
+TEST_F(ExportsTest, OpenDefaultKeepsOnlyTheStoreAndCloseReleasesIt) {
+    wchar_t* handle = nullptr;
+    ASSERT_EQ(dll.Open(&handle, nullptr), S_OK);
+    ASSERT_NE(handle, nullptr);
+    EXPECT_STREQ(handle, kSpeakers);
+    EXPECT_EQ(platform.References("IPropertyStore"), 1);
+    EXPECT_EQ(platform.TotalReferences(), 1);
+    EXPECT_EQ(platform.Calls("IMMDevice::OpenPropertyStore"), 1);
+
+    std::vector<LogLine> lines = log.Lines();
+    ASSERT_GE(lines.size(), 4u);
+    EXPECT_EQ(MaskAddresses(lines[0].raw).substr(lines[0].raw.find(L"] ")),
+              L"] ApoController::Open: Property store for device[" + std::wstring(kSpeakers) +
+                  L"] is [0xXXXXXXXXXXXXXXXX]");
+    EXPECT_EQ(lines[0].level, 4);
+    EXPECT_TRUE(log.Has(5, kDsp, L"DspController::Open", L"Enter"));
+    EXPECT_TRUE(log.Has(3, kDsp, L"DspController::Open",
+                        L"Could not find the dsp module for the device [" + std::wstring(kSpeakers) + L"]"));
+    EXPECT_TRUE(log.Has(5, kDsp, L"DspController::Open", L" Leave"));
+
+    log.Clear();
+    EXPECT_EQ(dll.Close(handle), S_OK);
+    EXPECT_EQ(platform.TotalReferences(), 0);
+    EXPECT_EQ(platform.Calls("IPropertyStore::Commit"), 0);
+    lines = log.Lines();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines[0].level, 4);
+    EXPECT_EQ(MaskAddresses(lines[0].message),
+              L"Property store[0xXXXXXXXXXXXXXXXX] for device[" + std::wstring(kSpeakers) + L"] is closed");
+    EXPECT_TRUE(log.Has(3, kDsp, L"DspController::Close",
+                        L"DSP module for device[" + std::wstring(kSpeakers) + L"] is not opened."));
+}
+
+TEST_F(ExportsTest, OpenTwiceSharesTheStoreUntilTheFirstClose) {
+    wchar_t* first = OpenSpeakers();
+    wchar_t* second = OpenSpeakers();
+    ASSERT_NE(second, nullptr);
+    EXPECT_NE(first, second);
+    EXPECT_EQ(platform.Calls("IMMDeviceEnumerator::GetDevice"), 1);
+    EXPECT_EQ(platform.References("IPropertyStore"), 1);
+    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::Open",
+                        L"Property store for device[" + std::wstring(kSpeakers) + L"] is already opened."));
+
+    // The second handle names the same per-endpoint state, which the first close removed.
+    ASSERT_EQ(dll.Close(first), S_OK);
+    std::int32_t gain = 3;
+    EXPECT_EQ(dll.Set(second, 1105, &gain, 4, 1), E_FAIL);
+    EXPECT_TRUE(log.Has(2, kApo, L"ApoController::SetParameter",
+                        L"Property store for device[" + std::wstring(kSpeakers) + L"] is not opened."));
+    UINT32 size = 4;
+    EXPECT_EQ(dll.Get(second, 1105, &gain, &size, 1), E_FAIL);
+    EXPECT_TRUE(log.Has(2, kApo, L"ApoController::GetParameter",
+                        L"Property store for device[" + std::wstring(kSpeakers) + L"] is not opened."));
+    EXPECT_EQ(dll.Close(second), S_OK);
+    EXPECT_TRUE(log.Has(3, kApo, L"ApoController::Close",
+                        L"Property store for device[" + std::wstring(kSpeakers) + L"] is not opened."));
+    EXPECT_EQ(platform.TotalReferences(), 0);
+}
+
+TEST_F(ExportsTest, OpenFailuresPassThroughAndLeaveNothing) {
+    struct Case {
+        const char* name;
+        const wchar_t* deviceId;
+        std::string method;
+        HRESULT hr;
+        int level;
+        std::wstring message;
+    };
+    const HRESULT kNotFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
+    const Case cases[] = {
+        {"enumerator", kSpeakers, "CoCreateInstance(MMDeviceEnumerator)", REGDB_E_CLASSNOTREG, 2,
+         L"Failed to create device enumerator: " + Failure(REGDB_E_CLASSNOTREG)},
+        {"unknown device", L"{0.0.0.00000000}.{nowhere}", "", kNotFound, 2,
+         L"Failed to find device[{0.0.0.00000000}.{nowhere}]: " + Failure(kNotFound)},
+        {"device lookup", kSpeakers, "IMMDeviceEnumerator::GetDevice", E_OUTOFMEMORY, 2,
+         L"Failed to find device[" + std::wstring(kSpeakers) + L"]: " + Failure(E_OUTOFMEMORY)},
+        {"no store", kSpeakers, "IMMDevice::OpenPropertyStore", E_ACCESSDENIED, 2,
+         L"Failed to open property store in read only mode: " + Failure(E_ACCESSDENIED)},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        log.Clear();
+        platform.ClearFailures();
+        if (!c.method.empty()) platform.FailMethod(c.method, c.hr);
+        wchar_t* handle = kSentinelHandle;
+        EXPECT_EQ(dll.Open(&handle, c.deviceId), c.hr) << Hex(c.hr);
+        EXPECT_EQ(handle, kSentinelHandle);
+        EXPECT_TRUE(log.Has(c.level, kApo, L"ApoController::Open", c.message));
+        EXPECT_EQ(platform.TotalReferences(), 0);
+    }
+}
+
+TEST_F(ExportsTest, ReadOnlyStoreOpensWithSFalseAndRefusesWrites) {
+    speakers.SetAccess(sim::StoreAccess::ReadOnly);
+    wchar_t* handle = nullptr;
+    ASSERT_EQ(dll.Open(&handle, kSpeakers), S_FALSE);
+    EXPECT_TRUE(log.Has(3, kApo, L"ApoController::Open",
+                        L"Failed to open property store in read write mode, try read only mode again: " +
+                            Failure(E_ACCESSDENIED)));
+    std::int32_t gain = -6;
+    EXPECT_EQ(dll.Set(handle, 1105, &gain, 4, 1), STG_E_ACCESSDENIED);
+    EXPECT_TRUE(log.Has(3, kApo, L"ApoController::SetParameter",
+                        L"Set property key [pex_postgain, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 4] failed: " +
+                            Failure(STG_E_ACCESSDENIED)));
+    EXPECT_EQ(dll.Close(handle), S_OK);
+    EXPECT_EQ(platform.TotalReferences(), 0);
+
+    speakers.SetAccess(sim::StoreAccess::None);
+    handle = kSentinelHandle;
+    EXPECT_EQ(dll.Open(&handle, kSpeakers), E_ACCESSDENIED);
+    EXPECT_EQ(handle, kSentinelHandle);
+}
+
+TEST_F(ExportsTest, DefaultEndpointFailuresGoOnWithTheEmptyId) {
+    struct Case {
+        std::string method;
+        HRESULT hr;
+        std::wstring message;
+    };
+    const HRESULT kNotFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
+    const Case cases[] = {
+        // The second creation, in ApoController::Open, fails the same way.
+        {"CoCreateInstance(MMDeviceEnumerator)", E_NOINTERFACE,
+         L"Create instance for MMDeviceEnumerator failed: " + Failure(E_NOINTERFACE)},
+        {"IMMDeviceEnumerator::GetDefaultAudioEndpoint", kNotFound,
+         L"Failed to get default device. " + Failure(kNotFound)},
+        {"IMMDevice::GetId", E_OUTOFMEMORY, L"Failed to get device ID of default device. " + Failure(E_OUTOFMEMORY)},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.method);
+        log.Clear();
+        platform.ClearFailures();
+        platform.FailMethod(c.method, c.hr);
+        wchar_t* handle = kSentinelHandle;
+        const HRESULT expected = c.method.starts_with("CoCreateInstance") ? c.hr : kNotFound;
+        EXPECT_EQ(dll.Open(&handle, nullptr), expected) << Hex(expected);
+        EXPECT_EQ(handle, kSentinelHandle);
+        EXPECT_TRUE(log.Has(2, kExports, L"`anonymous-namespace'::GetDefaultDeviceId", c.message));
+        EXPECT_EQ(platform.TotalReferences(), 0);
+    }
+    // The empty id reached the property-store route.
+    EXPECT_TRUE(log.Has(2, kApo, L"ApoController::Open", L"Failed to find device[]: " + Failure(kNotFound)));
+}
+
+TEST_F(ExportsTest, DefaultFollowsTheConsoleRole) {
+    platform.SetDefault(eRender, eConsole, kHeadset);
+    platform.SetDefault(eRender, eMultimedia, kSpeakers);
+    wchar_t* handle = nullptr;
+    ASSERT_EQ(dll.Open(&handle, nullptr), S_OK);
+    EXPECT_STREQ(handle, kHeadset);
+    EXPECT_EQ(dll.Close(handle), S_OK);
+}
+
+TEST_F(ExportsTest, ScalarWriteAndReadThroughTheStore) {
+    wchar_t* handle = OpenSpeakers();
+    struct Case {
+        std::int32_t id;
+        PROPERTYKEY key;
+        const wchar_t* name;
+        const wchar_t* fmtid;
+        int pid;
+        std::int32_t value;
+    };
+    const Case cases[] = {
+        {1105, kPexPostGainKey, L"pex_postgain", L"{F112024A-FE30-42A8-80AB-8DD825A06F78}", 4, -6},
+        {1002, kPexBypassKey, L"pex_bypass", L"{0C5E4949-7A67-4B9E-9069-1D6259682436}", 3201, 1},
+        {2121, kKreloTargetPowerKey, L"krelo_target_power_level", L"{5510C7AB-DFC2-40D0-A98B-5F77F697005E}", 15,
+         INT32_MIN},
+        {3002, kNsBypassKey, L"ns_bypass", L"{5B5E03CB-8070-420D-B794-8A28C89F6274}", 0, 2147483647},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.id);
+        std::int32_t value = c.value;
+        ASSERT_EQ(dll.Set(handle, c.id, &value, 4, 1), S_OK);
+        EXPECT_EQ(StoredI4(speakers, c.key), c.value);
+        const std::wstring key = std::wstring(c.name) + L", " + c.fmtid + L", " + std::to_wstring(c.pid);
+        EXPECT_TRUE(log.Has(4, kApo, L"ApoController::SetParameter",
+                            L"Set property key [" + key + L"]: " + std::to_wstring(c.value)));
+
+        std::int32_t read = 0x5E5E5E5E;
+        UINT32 size = 4;
+        ASSERT_EQ(dll.Get(handle, c.id, &read, &size, 1), S_OK);
+        EXPECT_EQ(read, c.value);
+        EXPECT_EQ(size, 4u);
+        EXPECT_TRUE(log.Has(4, kApo, L"ApoController::GetParameter",
+                            L"Get property key [" + key + L"]: " + std::to_wstring(c.value)));
+    }
+    EXPECT_EQ(platform.Calls("IPropertyStore::Commit"), 0);
+    EXPECT_EQ(platform.References("IPropertyStore"), 1);
+    EXPECT_EQ(dll.Close(handle), S_OK);
+    EXPECT_EQ(platform.TotalReferences(), 0);
+}
+
+TEST_F(ExportsTest, VariantsAreStoredAsGivenAndLoggedAsCountedValues) {
+    wchar_t* handle = OpenSpeakers();
+    PROPVARIANT unsignedValue;
+    unsignedValue.vt = VT_UI4;
+    unsignedValue.ulVal = 4000000000u;
+    ASSERT_EQ(dll.SetVariant(handle, 1105, &unsignedValue, 1), S_OK);
+    // A VT_UI4 above INT32_MAX prints as a negative number.
+    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::SetParameter",
+                        L"Set property key [pex_postgain, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 4]: -294967296"));
+
+    // A blob lists cbSize / 4 words; the filter configuration lists its bytes.
+    BYTE bytes[] = {1, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 9};
+    PROPVARIANT blob;
+    blob.vt = VT_BLOB;
+    blob.blob.cbSize = sizeof bytes;
+    blob.blob.pBlobData = bytes;
+    ASSERT_EQ(dll.SetVariant(handle, 1114, &blob, 1), S_OK);
+    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::SetParameter",
+                        L"Set property key [pex_ieq_bands, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 13]: 1, -2"));
+    blob.blob.cbSize = 5;
+    ASSERT_EQ(dll.SetVariant(handle, 2105, &blob, 1), S_OK);
+    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::SetParameter",
+                        L"Set property key [krelo_filter_config, {5510C7AB-DFC2-40D0-A98B-5F77F697005E}, 5]: "
+                        L"1, 0, 0, 0, 254"));
+    PROPVARIANT stored;
+    PropVariantInit(&stored);
+    ASSERT_EQ(speakers.GetValue({{0x5510C7AB, 0xDFC2, 0x40D0, {0xA9, 0x8B, 0x5F, 0x77, 0xF6, 0x97, 0x00, 0x5E}}, 5},
+                                &stored),
+              S_OK);
+    ASSERT_EQ(stored.vt, VT_BLOB);
+    ASSERT_EQ(stored.blob.cbSize, 5u);
+    EXPECT_EQ(std::memcmp(stored.blob.pBlobData, bytes, 5), 0);
+    PropVariantClear(&stored);
+
+    // A value without counted data logs as NULL and is never read through.
+    PROPVARIANT text;
+    text.vt = VT_LPWSTR;
+    text.pwszVal = const_cast<wchar_t*>(L"text");
+    ASSERT_EQ(dll.SetVariant(handle, 1105, &text, 1), S_OK);
+    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::SetParameter",
+                        L"Set property key [pex_postgain, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 4]: NULL"));
+    EXPECT_EQ(dll.Close(handle), S_OK);
+}
+
+TEST_F(ExportsTest, ReadsOfAbsentAndShortValues) {
+    wchar_t* handle = OpenSpeakers();
+    unsigned char buffer[8];
+    std::memset(buffer, 0xAA, sizeof buffer);
+    UINT32 size = 8;
+    // Absent: the store answers S_OK with VT_EMPTY, the export E_FAIL.
+    EXPECT_EQ(dll.Get(handle, 1105, buffer, &size, 1), E_FAIL);
+    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::GetParameter",
+                        L"Get property key [pex_postgain, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 4]: NULL"));
+    EXPECT_EQ(size, 8u);
+    EXPECT_EQ(buffer[0], 0xAA);
+
+    std::int32_t gain = 77;
+    ASSERT_EQ(dll.Set(handle, 1105, &gain, 4, 1), S_OK);
+    size = 2;
+    EXPECT_EQ(dll.Get(handle, 1105, buffer, &size, 1), E_INVALIDARG);
+    EXPECT_EQ(size, 4u);
+    EXPECT_EQ(buffer[0], 0);  // the caller's two bytes are zeroed first
+    EXPECT_EQ(buffer[1], 0);
+    EXPECT_EQ(buffer[2], 0xAA);
+    size = 0;
+    EXPECT_EQ(dll.Get(handle, 1105, nullptr, &size, 1), E_INVALIDARG);
+    EXPECT_EQ(size, 4u);
+
+    platform.FailMethod("IPropertyStore::GetValue", E_UNEXPECTED, 1);
+    size = 4;
+    EXPECT_EQ(dll.Get(handle, 1105, buffer, &size, 1), E_UNEXPECTED);
+    EXPECT_TRUE(log.Has(3, kApo, L"ApoController::GetParameter",
+                        L"Get property key [pex_postgain, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 4] failed: " +
+                            Failure(E_UNEXPECTED)));
+    EXPECT_EQ(dll.Close(handle), S_OK);
+}
+
+TEST_F(ExportsTest, IdsWithoutARowAreRefusedByTheStore) {
+    wchar_t* handle = OpenSpeakers();
+    for (std::int32_t id : {1001, 1003 + 3, 2001, 1500, 0, -1}) {
+        std::int32_t value = 1;
+        if (id == 1001 || id == 2001) {
+            PROPVARIANT variant;
+            variant.vt = VT_I4;
+            variant.lVal = 1;
+            EXPECT_EQ(dll.SetVariant(handle, id, &variant, 1), E_FAIL) << id;
+        } else {
+            EXPECT_EQ(dll.Set(handle, id, &value, 4, 1), E_FAIL) << id;
+        }
+        EXPECT_TRUE(log.Has(2, kApo, L"ApoController::SetParameter",
+                            L"Parameter id[" + std::to_wstring(id) + L"] is not valid"));
+    }
+    EXPECT_EQ(platform.Calls("IPropertyStore::SetValue"), 0);
+    EXPECT_EQ(dll.Close(handle), S_OK);
+}
+
+TEST_F(ExportsTest, FlagsWithoutARouteDoNothing) {
+    wchar_t* handle = OpenSpeakers();
+    log.Clear();
+    std::int32_t value = 5;
+    UINT32 size = 4;
+    PROPVARIANT variant;
+    variant.vt = VT_I4;
+    variant.lVal = 5;
+    for (UINT32 flags : {0u, 4u, 0xFFFFFFFCu}) {
+        EXPECT_EQ(dll.Set(handle, 1105, &value, 4, flags), S_OK) << flags;
+        EXPECT_EQ(dll.SetVariant(handle, 1105, &variant, flags), S_OK) << flags;
+        EXPECT_EQ(dll.Get(handle, 1105, &value, &size, flags), S_OK) << flags;
+        EXPECT_EQ(dll.Set(handle, 1003, &value, 8, flags), E_INVALIDARG) << flags;  // needs the DSP bit
+    }
+    EXPECT_EQ(platform.Calls("IPropertyStore::SetValue") + platform.Calls("IPropertyStore::GetValue"), 0);
+    EXPECT_TRUE(log.Lines().empty());
+    EXPECT_EQ(dll.Close(handle), S_OK);
+}
+
+TEST_F(ExportsTest, VersionQueryNegotiatesItsSize) {
+    wchar_t* handle = OpenSpeakers();
+    // No effect is detected on a simulated endpoint: the empty text, size 0.
+    for (std::int32_t id : {1001, 2001}) {
+        wchar_t text[4] = {L'x', L'x', L'x', L'x'};
+        UINT32 size = sizeof text;
+        EXPECT_EQ(dll.Get(handle, id, text, &size, 3), S_OK) << id;
+        EXPECT_EQ(size, 0u);
+        EXPECT_EQ(text[0], L'\0');  // the terminator is copied
+        EXPECT_EQ(text[1], L'x');
+        size = 10;
+        EXPECT_EQ(dll.Get(handle, id, nullptr, &size, 1), E_INVALIDARG) << id;
+        EXPECT_EQ(size, 0u);
+    }
+    EXPECT_EQ(platform.Calls("IPropertyStore::GetValue"), 0);
+    // With the DSP bit only it is no version query: the PEX family is not available.
+    UINT32 size = 64;
+    wchar_t text[32];
+    EXPECT_EQ(dll.Get(handle, 1001, text, &size, 2), E_INVALIDARG);
+    EXPECT_EQ(size, 64u);
+    EXPECT_EQ(dll.Close(handle), S_OK);
+}
+
+TEST_F(ExportsTest, DspRouteWithoutModules) {
+    wchar_t* handle = OpenSpeakers();
+    const std::wstring notOpened = L"DSP module for device[" + std::wstring(kSpeakers) + L"] is not opened.";
+    std::int32_t value = 9;
+    // Family ids: refused by the availability test, after the store write of flags 3.
+    EXPECT_EQ(dll.Set(handle, 1105, &value, 4, 3), E_INVALIDARG);
+    EXPECT_EQ(StoredI4(speakers, kPexPostGainKey), 9);
+    EXPECT_EQ(dll.Set(handle, 2121, &value, 4, 2), E_INVALIDARG);
+    UINT32 size = 4;
+    EXPECT_EQ(dll.Get(handle, 1105, &value, &size, 3), E_INVALIDARG);
+    EXPECT_EQ(value, 9);  // filled by the store before the DSP route refused
+
+    // Ids outside both families pass the availability test and reach the DSP controller.
+    for (std::int32_t id : {999, 3000, 3002}) {
+        log.Clear();
+        EXPECT_EQ(dll.Set(handle, id, &value, 4, 2), E_INVALIDARG) << id;
+        EXPECT_TRUE(log.Has(3, kDsp, L"DspController::SetParameter",
+                            L"DSP module does NOT support this parameter. ID: [" + std::to_wstring(id) + L"]"));
+        EXPECT_TRUE(log.Has(4, kApo, L"ApoController::GetFormFactor", L"formFactor = [0]"));
+        size = 4;
+        EXPECT_EQ(dll.Get(handle, id, &value, &size, 2), E_FAIL) << id;
+        EXPECT_TRUE(log.Has(3, kDsp, L"DspController::SelectModule", notOpened));
+    }
+
+    // The direct request checks its arguments, then finds no module for the device.
+    unsigned char request[8] = {};
+    struct Case {
+        std::int32_t id;
+        void* value;
+        UINT32 size;
+        UINT32 flags;
+        HRESULT hr;
+    };
+    const Case cases[] = {
+        {1003, request, 8, 1, E_INVALIDARG}, {1003, request, 4, 2, E_INVALIDARG}, {2003, nullptr, 8, 2, E_INVALIDARG},
+        {2003, request, 9, 3, E_INVALIDARG}, {1003, request, 8, 2, E_FAIL},       {2003, request, 8, 3, E_FAIL},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(dll.Set(handle, c.id, c.value, c.size, c.flags), c.hr)
+            << c.id << " size " << c.size << " flags " << c.flags;
+    }
+    EXPECT_EQ(dll.Close(handle), S_OK);
+    EXPECT_EQ(platform.TotalReferences(), 0);
+}
+
+TEST_F(ExportsTest, FormFactorOfTheEndpointReachesTheDspRoute) {
+    PROPVARIANT formFactor;
+    formFactor.vt = VT_UI4;
+    formFactor.ulVal = 5;
+    ASSERT_EQ(speakers.SetValue(kFormFactorKey, formFactor), S_OK);
+    wchar_t* handle = OpenSpeakers();
+    std::int32_t value = 1;
+    EXPECT_EQ(dll.Set(handle, 999, &value, 4, 2), E_INVALIDARG);
+    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::GetFormFactor", L"formFactor = [5]"));
+    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::GetFormFactor",
+                        L"Headset will be considered as headphone, formFactor changes to [3]"));
+    EXPECT_EQ(dll.Close(handle), S_OK);
+}
+
+TEST_F(ExportsTest, NullPointersAreRefusedAndChangeNothing) {
+    wchar_t* handle = OpenSpeakers();
+    const int storeCalls = platform.Calls("IPropertyStore::SetValue") + platform.Calls("IPropertyStore::GetValue");
+    std::int32_t value = 1;
+    UINT32 size = 4;
+    PROPVARIANT variant;
+    variant.vt = VT_I4;
+    variant.lVal = 1;
+    EXPECT_EQ(dll.Open(nullptr, kSpeakers), E_INVALIDARG);
+    EXPECT_EQ(dll.Open(nullptr, nullptr), E_INVALIDARG);
+    EXPECT_EQ(dll.Close(nullptr), E_INVALIDARG);
+    EXPECT_EQ(dll.Set(nullptr, 1105, &value, 4, 1), E_INVALIDARG);
+    EXPECT_EQ(dll.Set(handle, 1105, nullptr, 4, 1), E_INVALIDARG);
+    EXPECT_EQ(dll.SetVariant(nullptr, 1105, &variant, 1), E_INVALIDARG);
+    EXPECT_EQ(dll.SetVariant(handle, 1105, nullptr, 3), E_INVALIDARG);
+    EXPECT_EQ(dll.Get(nullptr, 1105, &value, &size, 1), E_INVALIDARG);
+    EXPECT_EQ(dll.Get(handle, 1105, &value, nullptr, 1), E_INVALIDARG);
+    EXPECT_EQ(dll.Get(handle, 1001, &value, nullptr, 1), E_INVALIDARG);
+    EXPECT_EQ(platform.Calls("IPropertyStore::SetValue") + platform.Calls("IPropertyStore::GetValue"), storeCalls);
+    EXPECT_EQ(platform.Calls("IMMDeviceEnumerator::GetDevice"), 1);
+    EXPECT_EQ(dll.Close(handle), S_OK);
+}
+
+}  // namespace
+}  // namespace kelix::test
