@@ -12,7 +12,7 @@ namespace sim {
 namespace {
 
 // E_NOTFOUND of the MMDevice API: no such device, or no default device.
-constexpr HRESULT kNotFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
+const HRESULT kNotFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND);  // not constexpr: an inline function in the Windows SDK
 
 }  // namespace
 

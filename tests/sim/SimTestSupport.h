@@ -34,7 +34,7 @@ inline ::testing::AssertionResult HrEqual(const char* expectedExpr, const char* 
 #define EXPECT_HR(expected, actual) EXPECT_PRED_FORMAT2(::simtest::HrEqual, expected, actual)
 #define ASSERT_HR(expected, actual) ASSERT_PRED_FORMAT2(::simtest::HrEqual, expected, actual)
 
-constexpr HRESULT kNotFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND);  // 0x80070490
+inline const HRESULT kNotFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND);  // 0x80070490
 
 // Written into out-parameters before a call, to see what the call wrote.
 template <class T>
