@@ -1,5 +1,7 @@
 // gtest main for Windows test programs: the thread enters COM first, as a
-// client of the library must.
+// client of the library must. The multithreaded apartment: under Wine a
+// single-threaded one starts a desktop process that holds the test's output
+// pipe open for a second after every test.
 #include <windows.h>
 #include <objbase.h>
 
@@ -7,7 +9,7 @@
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
-    if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 2;
+    if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) return 2;
     const int result = RUN_ALL_TESTS();
     CoUninitialize();
     return result;

@@ -1,0 +1,43 @@
+// Wine without any audio endpoint: opening the default goes on with the empty id.
+#include <windows.h>
+#include <mmdeviceapi.h>
+#include <wrl/client.h>
+
+#include <gtest/gtest.h>
+
+#include "DllUnderTest.h"
+#include "LogCapture.h"
+
+using Microsoft::WRL::ComPtr;
+
+namespace kelix::test {
+namespace {
+
+TEST(NoEndpointTest, OpenDefaultGoesOnWithTheEmptyId) {
+    LogCapture log;
+    DllUnderTest dll;
+    ASSERT_TRUE(dll.Loaded());
+    ComPtr<IMMDeviceEnumerator> enumerator;
+    ASSERT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator)), S_OK);
+    ComPtr<IMMDevice> device;
+    const HRESULT noDefault = enumerator->GetDefaultAudioEndpoint(eRender, eConsole, &device);
+    if (SUCCEEDED(noDefault)) GTEST_SKIP() << "this Wine shows an endpoint";
+    // What the store route answers for the empty id is the platform's own result.
+    const HRESULT emptyId = enumerator->GetDevice(L"", &device);
+    ASSERT_TRUE(FAILED(emptyId)) << Hex(emptyId);
+
+    wchar_t* const sentinel = reinterpret_cast<wchar_t*>(0x5E47);
+    wchar_t* handle = sentinel;
+    EXPECT_EQ(dll.Open(&handle, nullptr), emptyId) << Hex(emptyId);
+    EXPECT_EQ(handle, sentinel);
+    wchar_t code[16];
+    _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(noDefault));
+    EXPECT_TRUE(log.Has(2, L"Kelix3PexControl.cpp", L"`anonymous-namespace'::GetDefaultDeviceId",
+                        L"Failed to get default device. " + std::wstring(code) + SystemText(noDefault)));
+    _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(emptyId));
+    EXPECT_TRUE(log.Has(2, L"ApoController.cpp", L"ApoController::Open",
+                        L"Failed to find device[]: " + std::wstring(code) + SystemText(emptyId)));
+}
+
+}  // namespace
+}  // namespace kelix::test

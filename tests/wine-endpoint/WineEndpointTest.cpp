@@ -1,0 +1,101 @@
+// The DLL against Wine's own Core Audio endpoint (an ALSA null device): the
+// property-store route on a real, registry-backed store that accepts only
+// VT_UI4, VT_BLOB and VT_LPWSTR.
+#include <windows.h>
+#include <mmdeviceapi.h>
+#include <wrl/client.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "DllUnderTest.h"
+#include "LogCapture.h"
+#include "core/ParameterCatalogue.h"
+
+using Microsoft::WRL::ComPtr;
+
+namespace kelix::test {
+namespace {
+
+PROPERTYKEY ToPropertyKey(const PropertyKey& key) {
+    PROPERTYKEY out;
+    std::memcpy(&out.fmtid, &key.fmtid, sizeof out.fmtid);
+    out.pid = key.pid;
+    return out;
+}
+
+class WineEndpointTest : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(dll.Loaded());
+        ASSERT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator)), S_OK);
+        const HRESULT hr = enumerator->GetDefaultAudioEndpoint(eRender, eConsole, &device);
+        if (hr == HRESULT_FROM_WIN32(ERROR_NOT_FOUND)) GTEST_SKIP() << "Wine shows no endpoint: ALSA null device not configured";
+        ASSERT_EQ(hr, S_OK) << Hex(hr);
+        wchar_t* id = nullptr;
+        ASSERT_EQ(device->GetId(&id), S_OK);
+        deviceId = id;
+        CoTaskMemFree(id);
+    }
+
+    LogCapture log;
+    DllUnderTest dll;
+    ComPtr<IMMDeviceEnumerator> enumerator;
+    ComPtr<IMMDevice> device;
+    std::wstring deviceId;
+};
+
+TEST_F(WineEndpointTest, EveryCatalogueIdLandsUnderItsKey) {
+    wchar_t* handle = nullptr;
+    ASSERT_EQ(dll.Open(&handle, nullptr), S_OK);
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(std::wstring(handle), deviceId);
+
+    // A distinct value per id, so that a value under the wrong key shows.
+    const auto valueFor = [](ParameterId id) { return 0xA0000000u + static_cast<ULONG>(id) * 3u; };
+    int rows = 0;
+    for (const auto& [id, info] : ParameterCatalogue()) {
+        PROPVARIANT value;
+        value.vt = VT_UI4;
+        value.ulVal = valueFor(id);
+        EXPECT_EQ(dll.SetVariant(handle, id, &value, KELIX_ROUTE_PROPERTY_STORE), S_OK) << id;
+        ++rows;
+    }
+    EXPECT_EQ(rows, 91);
+
+    ComPtr<IPropertyStore> store;
+    ASSERT_EQ(device->OpenPropertyStore(STGM_READ, &store), S_OK);
+    for (const auto& [id, info] : ParameterCatalogue()) {
+        PROPVARIANT stored;
+        PropVariantInit(&stored);
+        ASSERT_EQ(store->GetValue(ToPropertyKey(info.key), &stored), S_OK) << id;
+        EXPECT_EQ(stored.vt, VT_UI4) << id;
+        EXPECT_EQ(stored.ulVal, valueFor(id)) << id;
+        PropVariantClear(&stored);
+    }
+
+    // Read back through the export as a scalar.
+    UINT32 read = 0;
+    UINT32 size = sizeof read;
+    ASSERT_EQ(dll.Get(handle, KELIX_PEX_POSTGAIN, &read, &size, KELIX_ROUTE_PROPERTY_STORE), S_OK);
+    EXPECT_EQ(read, valueFor(KELIX_PEX_POSTGAIN));
+    EXPECT_EQ(dll.Close(handle), S_OK);
+}
+
+TEST_F(WineEndpointTest, StoreRefusalOfVtI4PassesThroughUnchanged) {
+    wchar_t* handle = nullptr;
+    ASSERT_EQ(dll.Open(&handle, deviceId.c_str()), S_OK);
+    INT32 gain = -6;
+    EXPECT_EQ(dll.Set(handle, KELIX_PEX_POSTGAIN, &gain, sizeof gain, KELIX_ROUTE_PROPERTY_STORE), E_INVALIDARG);
+    wchar_t code[16];
+    _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(E_INVALIDARG));
+    EXPECT_TRUE(log.Has(3, L"ApoController.cpp", L"ApoController::SetParameter",
+                        L"Set property key [pex_postgain, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 4] failed: " +
+                            std::wstring(code) + SystemText(E_INVALIDARG)));
+    EXPECT_EQ(dll.Close(handle), S_OK);
+}
+
+}  // namespace
+}  // namespace kelix::test
