@@ -1,7 +1,6 @@
 #include "ApoController.h"
 
 #include <mmdeviceapi.h>
-#include <functiondiscoverykeys_devpkey.h>
 #include <propsys.h>
 #include <wrl/client.h>
 

@@ -1,0 +1,21 @@
+// The built-in simulated audio platform of `pexctl --simulate`: two render
+// endpoints (speakers, the default, and headphones) with their usual properties.
+#pragma once
+
+#include <memory>
+
+#include "sim/Platform.h"
+
+namespace pexctl {
+
+class SimulatedDevice {
+public:
+    SimulatedDevice();
+    HRESULT Install();  // registers the platform in this process (COM must be initialised)
+
+private:
+    sim::Platform platform_;
+    std::unique_ptr<sim::Installation> installation_;
+};
+
+}  // namespace pexctl
