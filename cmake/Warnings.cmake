@@ -6,7 +6,7 @@ function(kelix_warnings target)
     target_compile_options(${target} PRIVATE /W4 /permissive- $<$<BOOL:${KELIX_WERROR}>:/WX>)
   else()
     target_compile_options(${target} PRIVATE
-      -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wcast-align
+      -Wall -Wextra -Wpedantic -Wshadow -Wcast-align $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
       -Wformat=2 -Wimplicit-fallthrough -Wundef
       $<$<BOOL:${KELIX_WERROR}>:-Werror>)
   endif()

@@ -483,5 +483,38 @@ TEST_F(ExportsTest, NullPointersAreRefusedAndChangeNothing) {
     EXPECT_EQ(dll.Close(handle), S_OK);
 }
 
+// A listener at the information level sees errors and values but no scope lines;
+// one at the error level sees errors only.
+TEST(ExportsLogLevelTest, LinesFollowTheListenersLevel) {
+    struct Case {
+        int level;
+        bool information;
+        bool scopes;
+    };
+    for (const Case& c : {Case{4, true, false}, Case{2, false, false}, Case{5, true, true}}) {
+        SCOPED_TRACE(c.level);
+        LogCapture log(c.level);
+        sim::Platform platform;
+        platform.AddEndpoint({kSpeakers});
+        sim::Installation installed(platform);
+        DllUnderTest dll;
+        wchar_t* handle = nullptr;
+        ASSERT_EQ(dll.Open(&handle, kSpeakers), S_OK);
+        std::int32_t value = 1;
+        EXPECT_EQ(dll.Set(handle, 1001, &value, 4, 1), E_FAIL);
+        EXPECT_EQ(dll.Close(handle), S_OK);
+
+        EXPECT_TRUE(log.Has(2, kApo, L"ApoController::SetParameter", L"Parameter id[1001] is not valid"));
+        bool information = false, scopes = false;
+        for (const LogLine& line : log.Lines()) {
+            EXPECT_LE(line.level, c.level);
+            information |= line.level == 4;
+            scopes |= line.message == L"Enter" || line.message == L" Leave";
+        }
+        EXPECT_EQ(information, c.information);
+        EXPECT_EQ(scopes, c.scopes);
+    }
+}
+
 }  // namespace
 }  // namespace kelix::test
