@@ -10,12 +10,6 @@
 
 namespace sim {
 
-// COM interfaces have no virtual destructor by design: the object deletes itself in Release.
-#if defined(__GNUC__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-#endif
-
 // Class object of CLSID_MMDeviceEnumerator: each CreateInstance makes a new enumerator of the
 // platform. Not in the ledger: COM holds it for as long as it is registered.
 class ClassFactory final : public IClassFactory {
@@ -39,8 +33,5 @@ private:
     const std::shared_ptr<PlatformState> state_;
     std::atomic<ULONG> references_{1};
 };
-#if defined(__GNUC__)
-#pragma GCC diagnostic pop
-#endif
 
 }  // namespace sim

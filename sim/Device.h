@@ -10,12 +10,6 @@
 
 namespace sim {
 
-// COM interfaces have no virtual destructor by design: the object deletes itself in Release.
-#if defined(__GNUC__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-#endif
-
 // IMMDevice (with IMMEndpoint) of one endpoint. Each call of GetDevice, Item or
 // GetDefaultAudioEndpoint makes a new object; all objects of an endpoint share its values.
 class Device final : public IMMDevice, public IMMEndpoint, private TrackedObject {
@@ -46,8 +40,5 @@ private:
 
     Endpoint& endpoint_;
 };
-#if defined(__GNUC__)
-#pragma GCC diagnostic pop
-#endif
 
 }  // namespace sim

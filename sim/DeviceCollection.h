@@ -10,12 +10,6 @@
 
 namespace sim {
 
-// COM interfaces have no virtual destructor by design: the object deletes itself in Release.
-#if defined(__GNUC__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-#endif
-
 // IMMDeviceCollection: the endpoints that matched when it was made, in the order added.
 class DeviceCollection final : public IMMDeviceCollection, private TrackedObject {
 public:
@@ -37,8 +31,5 @@ private:
 
     const std::vector<Endpoint*> endpoints_;
 };
-#if defined(__GNUC__)
-#pragma GCC diagnostic pop
-#endif
 
 }  // namespace sim

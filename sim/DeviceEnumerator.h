@@ -9,12 +9,6 @@
 
 namespace sim {
 
-// COM interfaces have no virtual destructor by design: the object deletes itself in Release.
-#if defined(__GNUC__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-#endif
-
 // IMMDeviceEnumerator over the platform's endpoints. Notification callbacks are accepted and
 // never called: the simulated endpoints do not change on their own.
 class DeviceEnumerator final : public IMMDeviceEnumerator, private TrackedObject {
@@ -37,8 +31,5 @@ private:
     explicit DeviceEnumerator(std::shared_ptr<PlatformState> state) noexcept;
     ~DeviceEnumerator() override = default;
 };
-#if defined(__GNUC__)
-#pragma GCC diagnostic pop
-#endif
 
 }  // namespace sim

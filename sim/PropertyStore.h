@@ -10,12 +10,6 @@
 
 namespace sim {
 
-// COM interfaces have no virtual destructor by design: the object deletes itself in Release.
-#if defined(__GNUC__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-#endif
-
 // IPropertyStore of an endpoint, opened in one STGM mode. Reads and writes go straight to the
 // endpoint's values, so every store of the endpoint sees them at once; Commit has nothing left
 // to do but is counted like every method.
@@ -45,8 +39,5 @@ private:
     Endpoint& endpoint_;
     const DWORD access_;
 };
-#if defined(__GNUC__)
-#pragma GCC diagnostic pop
-#endif
 
 }  // namespace sim
