@@ -20,6 +20,7 @@ add_subdirectory(core)
 add_subdirectory(API/Kelix3PexControl)
 add_subdirectory(sim)
 add_subdirectory(tools/pexctl)
+add_subdirectory(bench/dll)
 
 if(EXISTS ${KELIX_GTEST_SOURCE}/CMakeLists.txt)
   kelix_add_gtest()

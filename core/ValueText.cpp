@@ -7,14 +7,27 @@ namespace {
 
 constexpr ParameterId kFilterConfigId = 2105;
 
+void AppendDecimal(std::wstring& text, std::int64_t value) {
+    wchar_t digits[24];
+    wchar_t* end = digits + 24;
+    wchar_t* first = end;
+    std::uint64_t magnitude = value < 0 ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
+    do {
+        *--first = static_cast<wchar_t>(L'0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (value < 0) *--first = L'-';
+    text.append(first, end);
+}
+
 template <typename ElementAt>
 std::wstring JoinDecimal(bool empty, std::size_t count, ElementAt element) {
     if (empty || count == 0) return L"NULL";
     std::wstring text;
-    text.reserve(count * 6);
+    text.reserve(count * 8);
     for (std::size_t i = 0; i < count; ++i) {
         if (i != 0) text += L", ";
-        text += std::to_wstring(element(i));
+        AppendDecimal(text, element(i));
     }
     return text;
 }

@@ -14,13 +14,20 @@ namespace kelix {
 
 class LogTextSink {
 public:
+    LogTextSink() = default;
+    ~LogTextSink();
+    LogTextSink(const LogTextSink&) = delete;
+    LogTextSink& operator=(const LogTextSink&) = delete;
+
     void Configure();
     bool Accepts(UCHAR level) const { return level != 0 && level <= level_; }
     void Write(UCHAR level, const std::wstring& line) const;
 
 private:
     UCHAR level_ = 0;  // 0: off
-    std::wstring path_;
+    // The named file, opened for appending and shared, so that readers may
+    // read, truncate or delete it while lines go on being appended.
+    HANDLE file_ = INVALID_HANDLE_VALUE;
 };
 
 }  // namespace kelix
