@@ -64,7 +64,11 @@ const wchar_t* TraceLogger::EventSourceName() const {
 
 void TraceLogger::EnsureRegistered() {
     if (handle_ != 0) return;
-    textSink_.Configure();
+    // The text sink reads its settings at the first registration, not at every retry.
+    if (!textSinkConfigured_) {
+        textSink_.Configure();
+        textSinkConfigured_ = true;
+    }
     REGHANDLE handle = 0;
     if (api_.eventRegister(&providerId_, &TraceLogger::EnableCallback, this, &handle) != ERROR_SUCCESS) {
         return;

@@ -74,6 +74,7 @@ private:
     volatile ULONGLONG keywords_ = 0;
     HANDLE eventSource_ = nullptr;
     LogTextSink textSink_;
+    bool textSinkConfigured_ = false;
 };
 
 // "[0x%.8x]%s" arguments of a failure message: the code and its system text.
