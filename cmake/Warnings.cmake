@@ -6,8 +6,13 @@ function(kelix_warnings target)
     target_compile_options(${target} PRIVATE /W4 /permissive- $<$<BOOL:${KELIX_WERROR}>:/WX>)
   else()
     target_compile_options(${target} PRIVATE
-      -Wall -Wextra -Wpedantic -Wshadow -Wcast-align $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
+      -Wall -Wextra -Wpedantic -Wshadow -Wcast-align
       -Wformat=2 -Wimplicit-fallthrough -Wundef
       $<$<BOOL:${KELIX_WERROR}>:-Werror>)
+    # COM interfaces have no virtual destructor by design (an object deletes
+    # itself in Release), so the check only holds for the portable code.
+    if(NOT WIN32)
+      target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>)
+    endif()
   endif()
 endfunction()

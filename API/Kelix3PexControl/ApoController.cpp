@@ -11,6 +11,7 @@
 #include "ComError.h"
 #include "PropVariantOwner.h"
 #include "PropVariantView.h"
+#include "PropertyKeyConversion.h"
 #include "PropertyStoreTable.h"
 #include "TraceLogger.h"
 
@@ -29,14 +30,6 @@ constexpr UINT kFormFactorUnknown = 10;
 // PKEY_AudioEndpoint_FormFactor
 constexpr PROPERTYKEY kEndpointFormFactorKey = {
     {0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 0};
-
-PROPERTYKEY ToPropertyKey(const PropertyKey& key) {
-    PROPERTYKEY out;
-    static_assert(sizeof(out.fmtid) == sizeof(key.fmtid));
-    std::memcpy(&out.fmtid, &key.fmtid, sizeof out.fmtid);
-    out.pid = key.pid;
-    return out;
-}
 
 unsigned long long Address(const void* pointer) {
     return static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(pointer));

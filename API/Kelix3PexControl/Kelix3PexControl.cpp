@@ -8,16 +8,24 @@
 #include <cstring>
 #include <cwchar>
 #include <new>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "ApoController.h"
 #include "ComError.h"
 #include "CoTaskMemString.h"
 #include "DspController.h"
+#include "Int32VectorPropVariant.h"
+#include "PolicyConfig.h"
 #include "PropVariantOwner.h"
 #include "PropVariantView.h"
+#include "PropertyKeyConversion.h"
+#include "RegKeyOwner.h"
 #include "TraceLogger.h"
+#include "core/FxTables.h"
 #include "core/ParameterFamily.h"
+#include "core/ValueLayouts.h"
 
 using Microsoft::WRL::ComPtr;
 using namespace kelix;
@@ -26,7 +34,6 @@ namespace {
 
 constexpr wchar_t kLogSourcePath[] = L"API\\Kelix3PexControl\\Kelix3PexControl.cpp";
 
-constexpr UINT32 kScalarSize = 4;
 constexpr UINT32 kDirectRequestSize = 8;
 
 // The default render endpoint of the console role; empty when there is none.
@@ -53,28 +60,107 @@ std::wstring GetDefaultDeviceId() {
     return id.Get();
 }
 
-// Caller bytes -> PROPVARIANT: a scalar is VT_I4 from the caller's first word.
-bool ConvertParameterToPropVariant(ParameterId, const void* value, UINT32, PROPVARIANT* out) {
-    std::int32_t word;
-    std::memcpy(&word, value, sizeof word);
-    out->vt = VT_I4;
-    out->lVal = word;
-    return true;
+HRESULT FromLayoutStatus(LayoutStatus status) {
+    switch (status) {
+        case LayoutStatus::Ok: return S_OK;
+        case LayoutStatus::OutOfMemory: return E_OUTOFMEMORY;
+        case LayoutStatus::InvalidArgument: break;
+    }
+    return E_INVALIDARG;
 }
 
-// PROPVARIANT -> caller bytes, with the needed size written back when the buffer is too small.
-HRESULT CopyValueToOutputBuffer(ParameterId, void* buffer, UINT32* size, const PROPVARIANT& value) {
-    if (buffer != nullptr) std::memset(buffer, 0, *size);
-    if (buffer == nullptr || *size < kScalarSize) {
-        *size = kScalarSize;
-        return E_INVALIDARG;
+// Caller bytes -> PROPVARIANT: VT_I4 for a scalar, a VT_I4 vector for the array layouts.
+HRESULT ConvertParameterToPropVariant(ParameterId id, void* value, UINT32 size, PROPVARIANT* out) {
+    const StoredValue stored = CallerToStored(id, static_cast<std::uint8_t*>(value), size);
+    if (stored.filterCleared) {
+        KELIX_LOG(kLevelError, L"`anonymous-namespace'::ConvertParameterToPropVariant",
+                  L"Filter config is too large to set, capacity = %d bytes, asked = %d. Clear filter config to null.",
+                  static_cast<int>(kFilterConfigCapacity), *stored.filterCleared);
     }
-    std::memcpy(buffer, &value.lVal, kScalarSize);
+    if (stored.status != LayoutStatus::Ok) return FromLayoutStatus(stored.status);
+    if (!stored.scalar) return InitInt32VectorPropVariant(stored.words, out);
+    out->vt = VT_I4;
+    out->lVal = stored.value;
     return S_OK;
 }
 
-// Version name of the effect installed on the endpoint; empty while no effect is detected.
-std::wstring GetApoVersion(const wchar_t*, ParameterId) {
+// PROPVARIANT -> caller bytes, with the needed size written back when the buffer is too small.
+HRESULT CopyValueToOutputBuffer(ParameterId id, void* buffer, UINT32* size, const PROPVARIANT& value) {
+    const StoredBytes stored = StoredBytesOf(value);
+    const CopyResult result = StoredToCaller(id, stored.data, stored.size, static_cast<std::uint8_t*>(buffer), size);
+    if (result.filterCleared) {
+        KELIX_LOG(kLevelError, L"`anonymous-namespace'::CopyValueToOutputBuffer",
+                  L"Filter config is too large to get, capacity = %d bytes, asked = %d. Clear filter config to null.",
+                  static_cast<int>(kFilterConfigCapacity), static_cast<int>(*result.filterCleared));
+    }
+    return FromLayoutStatus(result.status);
+}
+
+// The class ids held by one FX key of the endpoint, in order.
+std::vector<std::wstring> CollectClassIds(IPolicyConfigVistaClient* policy, const wchar_t* deviceId,
+                                          const PROPERTYKEY& key) {
+    std::vector<std::wstring> classIds;
+    PropVariantOwner value;
+    if (FAILED(policy->GetPropertyValue(deviceId, TRUE, key, value.Receive()))) return classIds;
+    const PROPVARIANT& v = value.Get();
+    const VARTYPE base = v.vt & VT_TYPEMASK;
+    if (base != VT_LPWSTR && base != VT_BSTR) return classIds;
+    if ((v.vt & VT_VECTOR) != 0) {
+        // A vector of LPWSTR or BSTR: the element pointers lie alike; a missing one ends the list.
+        for (ULONG i = 0; i < v.calpwstr.cElems; ++i) {
+            const wchar_t* element = base == VT_LPWSTR ? v.calpwstr.pElems[i] : v.cabstr.pElems[i];
+            if (element == nullptr) break;
+            classIds.emplace_back(element);
+        }
+    } else if (v.vt == VT_LPWSTR || v.vt == VT_BSTR) {
+        const wchar_t* text = v.vt == VT_LPWSTR ? v.pwszVal : v.bstrVal;
+        classIds.emplace_back(text != nullptr ? text : L"");
+    }
+    return classIds;
+}
+
+// The version the wrapper effect of an FX slot names in the registry, if any.
+std::optional<std::wstring_view> WrappedApoVersion(std::wstring_view slot) {
+    RegKeyOwner key;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Sonavel\\Wrapper\\", 0, KEY_READ, key.Receive()) != ERROR_SUCCESS) {
+        return std::nullopt;
+    }
+    const std::wstring name(slot);
+    DWORD bytes = 0;
+    if (RegGetValueW(key.Get(), nullptr, name.c_str(), RRF_RT_REG_SZ, nullptr, nullptr, &bytes) != ERROR_SUCCESS) {
+        key.Abandon();  // left open on this path, as the detection always has
+        return std::nullopt;
+    }
+    std::wstring text(bytes / sizeof(wchar_t) + 1, L'\0');
+    bytes = static_cast<DWORD>(text.size() * sizeof(wchar_t));
+    if (RegGetValueW(key.Get(), nullptr, name.c_str(), RRF_RT_REG_SZ, nullptr, text.data(), &bytes) != ERROR_SUCCESS) {
+        key.Abandon();
+        return std::nullopt;
+    }
+    text.resize(wcsnlen(text.c_str(), text.size()));
+    return LookupApoVersion(LowerAscii(text));
+}
+
+// Version name of the effect installed on the endpoint for the family of a
+// version query id; empty when none is recognised.
+std::wstring GetApoVersion(const wchar_t* deviceId, ParameterId id) {
+    ComPtr<IPolicyConfigVistaClient> policy;
+    const HRESULT hr = CoCreateInstance(kClsidPolicyConfig, nullptr, CLSCTX_INPROC_SERVER, kIidPolicyConfigVistaClient,
+                                        reinterpret_cast<void**>(policy.GetAddressOf()));
+    if (FAILED(hr)) {
+        KELIX_LOG(kLevelError, L"`anonymous-namespace'::GetApoVersion",
+                  L"Cannot create instance for IPolicyConfigVistaClient. [0x%.8x]%s", KELIX_HR(hr));
+        return {};
+    }
+    for (const PropertyKey& probe : ProbeKeysFor(id)) {
+        for (const std::wstring& classId : CollectClassIds(policy.Get(), deviceId, ToPropertyKey(probe))) {
+            const std::wstring lower = LowerAscii(classId);
+            if (const auto version = LookupApoVersion(lower)) return std::wstring(*version);
+            const auto slot = LookupFxSlot(lower);
+            if (!slot) continue;
+            if (const auto wrapped = WrappedApoVersion(*slot)) return std::wstring(*wrapped);
+        }
+    }
     return {};
 }
 
@@ -163,9 +249,9 @@ HRESULT SetPexParam(wchar_t* handle, INT32 id, void* value, UINT32 size, UINT32 
     if (handle == nullptr) return E_INVALIDARG;
     return Guarded([&] {
         if (IsDirectRequestId(id)) return DirectRequest(handle, id, value, size, flags);
-        if (value == nullptr) return E_INVALIDARG;
         PropVariantOwner variant;
-        if (!ConvertParameterToPropVariant(id, value, size, &variant.Get())) return E_INVALIDARG;
+        const HRESULT converted = ConvertParameterToPropVariant(id, value, size, variant.Receive());
+        if (FAILED(converted)) return converted;
         return SetPexVariantParam(handle, id, &variant.Get(), flags);
     });
 }

@@ -20,6 +20,15 @@ struct CountedValue {
 
 bool IsScalar(const PROPVARIANT& value);
 
+// The stored bytes of a value as the caller layouts read them: the 4 bytes of
+// a scalar, the cbSize bytes of a blob, every element's bytes of a vector of
+// fixed-size numbers; nothing for any other type.
+struct StoredBytes {
+    const std::uint8_t* data = nullptr;
+    std::uint32_t size = 0;
+};
+StoredBytes StoredBytesOf(const PROPVARIANT& value);
+
 // For VT_BLOB and vectors the count word and data pointer; every other type
 // carries no counted data and gives an empty value, so nothing is ever read
 // through a field that is not a pointer to counted data.

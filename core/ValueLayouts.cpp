@@ -1,0 +1,308 @@
+#include "core/ValueLayouts.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace kelix {
+namespace {
+
+// Parameters made of fixed arrays: an optional count word, then `arrays`
+// arrays of `length` words. Stored, each array is preceded by its length.
+enum class Tail {
+    Fixed,           // every array copied whole on the way out
+    RemainingBytes,  // the last array: as many bytes as the stored value still holds (S - 92)
+    StopWhenShort,   // arrays after the first stop at the first the stored value does not hold whole
+};
+struct ArrayLayout {
+    ParameterId id;
+    bool count;
+    std::uint32_t arrays;
+    std::uint32_t length;
+    Tail tail;
+};
+constexpr ArrayLayout kArrayLayouts[] = {
+    {1114, true, 2, 20, Tail::RemainingBytes},  // pex_ieq_bands
+    {1122, true, 2, 20, Tail::RemainingBytes},  // pex_graphic_equalizer_bands
+    {1119, true, 11, 20, Tail::StopWhenShort},  // pex_audio_optimizer_bands
+    {1123, true, 4, 20, Tail::Fixed},           // pex_regulator_tuning
+    {1170, true, 4, 20, Tail::Fixed},           // pex_woofer_regulator_tuning
+    {2108, false, 2, 20, Tail::Fixed},          // krelo_regulator_thresholds
+    {2109, false, 1, 20, Tail::Fixed},          // krelo_regulator_isolated_bands
+    {2122, false, 1, 8, Tail::Fixed},           // krelo_regulator_stress_amount
+};
+
+constexpr ParameterId kPartialOutputMode = 1156;
+constexpr ParameterId kInitInfo = 1161;
+constexpr ParameterId kDrcMetadata = 1162;
+constexpr ParameterId kFilterConfig = 2105;
+constexpr ParameterId kOptimizerGains = 2107;
+constexpr ParameterId kCompressorTuning = 2116;
+
+constexpr std::uint32_t kInitInfoHead = 10;      // words before the inserted length word
+constexpr std::uint32_t kInitInfoTail = 32;
+constexpr std::uint32_t kDrcMetadataWords = 18;
+constexpr std::uint32_t kRecordWords = 6;
+constexpr std::uint32_t kCompressorBufferSize = 100;  // count word and four records
+constexpr std::int32_t kCompressorRecords = 4;
+
+const ArrayLayout* FindArrayLayout(ParameterId id) {
+    for (const ArrayLayout& layout : kArrayLayouts) {
+        if (layout.id == id) return &layout;
+    }
+    return nullptr;
+}
+
+std::int32_t Word(const std::uint8_t* bytes, std::size_t index) {
+    std::int32_t word;
+    std::memcpy(&word, bytes + index * 4, sizeof word);
+    return word;
+}
+
+void AppendWords(std::vector<std::int32_t>& words, const std::uint8_t* bytes, std::size_t first, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) words.push_back(Word(bytes, first + i));
+}
+
+StoredValue Invalid() {
+    StoredValue stored;
+    stored.status = LayoutStatus::InvalidArgument;
+    return stored;
+}
+
+StoredValue Vector(std::vector<std::int32_t> words) {
+    StoredValue stored;
+    stored.scalar = false;
+    stored.words = std::move(words);
+    return stored;
+}
+
+// A count-sized layout: `headerBytes` of header, then `count` items of `itemBytes`.
+bool CountFits(std::int32_t count, std::uint32_t headerBytes, std::uint32_t itemBytes, std::uint32_t size) {
+    return count >= 0 && std::uint64_t{headerBytes} + std::uint64_t{itemBytes} * static_cast<std::uint32_t>(count) <= size;
+}
+
+StoredValue ArrayToStored(const ArrayLayout& layout, const std::uint8_t* value) {
+    std::vector<std::int32_t> words;
+    words.reserve(layout.count + layout.arrays * (layout.length + 1));
+    std::size_t next = 0;
+    if (layout.count) words.push_back(Word(value, next++));
+    for (std::uint32_t array = 0; array < layout.arrays; ++array) {
+        words.push_back(static_cast<std::int32_t>(layout.length));
+        AppendWords(words, value, next, layout.length);
+        next += layout.length;
+    }
+    return Vector(std::move(words));
+}
+
+// Copies from the stored bytes to the caller's bytes, clipped to both.
+class BoundedCopy {
+public:
+    BoundedCopy(const std::uint8_t* data, std::uint32_t dataBytes, std::uint8_t* buffer, std::uint32_t size)
+        : data_(data), dataBytes_(data != nullptr ? dataBytes : 0), buffer_(buffer), size_(size) {}
+
+    void Bytes(std::uint64_t to, std::uint64_t from, std::uint64_t count) const {
+        if (to >= size_ || from >= dataBytes_) return;
+        count = std::min({count, size_ - to, dataBytes_ - from});
+        std::memcpy(buffer_ + to, data_ + from, static_cast<std::size_t>(count));
+    }
+    void Words(std::uint64_t to, std::uint64_t fromWord, std::uint64_t count) const {
+        Bytes(to, fromWord * 4, count * 4);
+    }
+    std::int32_t StoredWord(std::size_t index) const {
+        if ((index + 1) * 4 > dataBytes_) return 0;
+        return Word(data_, index);
+    }
+    void Put(std::uint64_t to, std::int32_t word) const {
+        if (to + 4 <= size_) std::memcpy(buffer_ + to, &word, 4);
+    }
+
+private:
+    const std::uint8_t* data_;
+    std::uint64_t dataBytes_;
+    std::uint8_t* buffer_;
+    std::uint64_t size_;
+};
+
+void ArrayToCaller(const ArrayLayout& layout, const BoundedCopy& copy, std::uint32_t storedBytes) {
+    std::uint64_t to = 0;
+    std::uint64_t word = 0;
+    if (layout.count) {
+        copy.Words(to, word++, 1);
+        to += 4;
+    }
+    const std::uint32_t stride = layout.length + 1;
+    for (std::uint32_t array = 0; array < layout.arrays; ++array, to += layout.length * 4, word += stride) {
+        const std::uint64_t first = word + 1;  // behind the length word
+        if (array > 0 && layout.tail == Tail::StopWhenShort && storedBytes / 4 < first + layout.length) return;
+        if (array == layout.arrays - 1 && layout.tail == Tail::RemainingBytes) {
+            if (storedBytes > first * 4) copy.Bytes(to, first * 4, storedBytes - first * 4);
+            return;
+        }
+        copy.Words(to, first, layout.length);
+    }
+}
+
+}  // namespace
+
+StoredValue CallerToStored(ParameterId id, std::uint8_t* value, std::uint32_t size) {
+    if (id == kDrcMetadata) {
+        std::vector<std::int32_t> words(kDrcMetadataWords, 0);
+        if (value != nullptr && size != 0) std::memcpy(words.data(), value, kDrcMetadataWords * 4);
+        return Vector(std::move(words));
+    }
+    if (value == nullptr) return Invalid();
+    if (const ArrayLayout* layout = FindArrayLayout(id)) return ArrayToStored(*layout, value);
+
+    switch (id) {
+        case kPartialOutputMode: {  // first; n; v[n]
+            if (size < 8) return Invalid();
+            const std::int32_t n = Word(value, 1);
+            if (!CountFits(n, 8, 4, size)) return Invalid();
+            std::vector<std::int32_t> words{Word(value, 0), n};
+            AppendWords(words, value, 2, static_cast<std::uint32_t>(n));
+            return Vector(std::move(words));
+        }
+        case kInitInfo: {  // head[10]; tail[32], stored with the tail's length between them
+            std::vector<std::int32_t> words;
+            AppendWords(words, value, 0, kInitInfoHead);
+            words.push_back(static_cast<std::int32_t>(kInitInfoTail));
+            AppendWords(words, value, kInitInfoHead, kInitInfoTail);
+            return Vector(std::move(words));
+        }
+        case kFilterConfig: {  // byte count N; N bytes, stored zero-padded to whole words
+            if (size < 4) return Invalid();
+            std::int32_t n = Word(value, 0);
+            std::optional<std::int32_t> cleared;
+            if (n > static_cast<std::int32_t>(kFilterConfigCapacity)) {
+                cleared = n;
+                n = 0;
+                std::memset(value, 0, 4);  // the caller's count is cleared, by design
+            } else if (!CountFits(n, 4, 1, size)) {
+                return Invalid();
+            }
+            const auto dataWords = static_cast<std::size_t>(std::ceil(n * 0.25));
+            std::vector<std::int32_t> words(dataWords + 1, 0);
+            words[0] = n;
+            if (n > 0) std::memcpy(words.data() + 1, value + 4, static_cast<std::size_t>(n));
+            StoredValue stored = Vector(std::move(words));
+            stored.filterCleared = cleared;
+            return stored;
+        }
+        case kOptimizerGains: {  // n; v[n]
+            if (size < 4) return Invalid();
+            const std::int32_t n = Word(value, 0);
+            if (!CountFits(n, 4, 4, size)) return Invalid();
+            std::vector<std::int32_t> words{n};
+            AppendWords(words, value, 1, static_cast<std::uint32_t>(n));
+            return Vector(std::move(words));
+        }
+        case kCompressorTuning: {  // n; n records of six words, stored each behind its length
+            if (size < 4) return Invalid();
+            const std::int32_t n = Word(value, 0);
+            if (!CountFits(n, 4, kRecordWords * 4, size)) return Invalid();
+            std::vector<std::int32_t> words{n};
+            words.reserve(1 + static_cast<std::size_t>(n) * (kRecordWords + 1));
+            for (std::int32_t record = 0; record < n; ++record) {
+                words.push_back(static_cast<std::int32_t>(kRecordWords));
+                AppendWords(words, value, 1 + static_cast<std::size_t>(record) * kRecordWords, kRecordWords);
+            }
+            return Vector(std::move(words));
+        }
+        default: {
+            StoredValue stored;
+            stored.value = Word(value, 0);
+            return stored;
+        }
+    }
+}
+
+CopyResult StoredToCaller(ParameterId id, const std::uint8_t* data, std::uint32_t dataBytes, std::uint8_t* buffer,
+                          std::uint32_t* size) {
+    CopyResult result;
+    if (id == kPartialOutputMode && data == nullptr) {
+        result.status = LayoutStatus::InvalidArgument;
+        return result;
+    }
+    if (buffer != nullptr) std::memset(buffer, 0, *size);
+    const std::uint32_t s = data != nullptr ? dataBytes : 0;  // the stored value's size in bytes
+    const BoundedCopy copy(data, s, buffer, *size);
+
+    // The size the caller needs. Computed in 32 bits as the layouts define it;
+    // a stored value shorter than its layout asks for more than any buffer holds.
+    const ArrayLayout* layout = FindArrayLayout(id);
+    std::uint32_t need = 4;
+    if (layout != nullptr) {
+        need = s - 4 * layout->arrays;
+    } else {
+        switch (id) {
+            case kPartialOutputMode: need = copy.StoredWord(1) != 0 ? 8 : 2; break;
+            case kInitInfo: need = s - 4; break;
+            case kDrcMetadata:
+            case kFilterConfig:
+            case kOptimizerGains: need = s; break;
+            case kCompressorTuning: need = kCompressorBufferSize; break;
+            default: break;
+        }
+    }
+    if (buffer == nullptr || *size < need) {
+        *size = need;
+        result.status = LayoutStatus::InvalidArgument;
+        return result;
+    }
+
+    if (layout != nullptr) {
+        ArrayToCaller(*layout, copy, s);
+        return result;
+    }
+    switch (id) {
+        case kPartialOutputMode: {
+            const std::int32_t n = copy.StoredWord(1);
+            copy.Words(0, 0, 2);
+            // The rest of the caller's buffer is already zero, the 2044 bytes after the header included.
+            if (n != 0) copy.Words(8, 2, static_cast<std::uint32_t>(n));
+            break;
+        }
+        case kInitInfo:
+            copy.Words(0, 0, kInitInfoHead);
+            copy.Bytes(kInitInfoHead * 4, (kInitInfoHead + 1) * 4, static_cast<std::uint32_t>(copy.StoredWord(kInitInfoHead)));
+            break;
+        case kDrcMetadata:
+            copy.Bytes(0, 0, s);
+            break;
+        case kFilterConfig: {
+            const auto n = static_cast<std::uint32_t>(copy.StoredWord(0));
+            if (n > kFilterConfigCapacity) {
+                result.filterCleared = n;
+                copy.Put(0, 0);
+                break;
+            }
+            copy.Put(0, static_cast<std::int32_t>(n));
+            copy.Bytes(4, 4, n);
+            break;
+        }
+        case kOptimizerGains: {
+            const std::int32_t n = copy.StoredWord(0);
+            copy.Put(0, n);
+            copy.Words(4, 1, static_cast<std::uint32_t>(n));
+            break;
+        }
+        case kCompressorTuning: {
+            const std::int32_t n = copy.StoredWord(0);
+            copy.Put(0, n);
+            if (n > kCompressorRecords) {
+                result.status = LayoutStatus::OutOfMemory;
+                break;
+            }
+            for (std::int32_t record = 0; record < n; ++record) {
+                copy.Words(4 + record * kRecordWords * 4, record * (kRecordWords + 1) + 2, kRecordWords);
+            }
+            break;
+        }
+        default:
+            copy.Bytes(0, 0, 4);
+            break;
+    }
+    return result;
+}
+
+}  // namespace kelix

@@ -1,0 +1,52 @@
+// Caller value layouts: the structures a client passes to SetPexParam and
+// receives from GetPexParam, and the 32-bit word vectors the property store
+// holds for them, in which every array is preceded by its own length word.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "core/ParameterCatalogue.h"
+
+namespace kelix {
+
+// Capacity of the filter configuration (2105), in bytes, both directions.
+inline constexpr std::uint32_t kFilterConfigCapacity = 2044;
+
+enum class LayoutStatus {
+    Ok,
+    InvalidArgument,  // bad caller input, or a buffer too small for the value (size then says what is needed)
+    OutOfMemory,      // a compressor tuning with more records than the caller structure holds
+};
+
+// Caller bytes -> stored value.
+struct StoredValue {
+    LayoutStatus status = LayoutStatus::Ok;
+    bool scalar = true;                        // a scalar is stored as VT_I4, everything else as a VT_I4 vector
+    std::int32_t value = 0;                    // the scalar
+    std::vector<std::int32_t> words;           // the vector
+    std::optional<std::int32_t> filterCleared; // 2105 above capacity: the byte count asked for
+};
+
+// Fixed layouts are read at their fixed size, whatever `size` says. Layouts
+// sized by a count in the caller's bytes (1156, 2105, 2107, 2116) are refused
+// when the count is negative or claims more bytes than `size`. A filter
+// configuration above capacity is cleared: the caller's byte count is set to 0
+// and an empty configuration stored. A null value is refused, except by 1162,
+// which stores 18 zero words.
+StoredValue CallerToStored(ParameterId id, std::uint8_t* value, std::uint32_t size);
+
+// Stored value -> caller bytes. `data` and `dataBytes` are the stored value's
+// bytes (4 for a scalar). The caller's buffer is zeroed for its size first;
+// when it is null or smaller than the value needs, *size receives the needed
+// size and InvalidArgument is the result. Every copy stays inside both the
+// stored bytes and the caller's size.
+struct CopyResult {
+    LayoutStatus status = LayoutStatus::Ok;
+    std::optional<std::uint32_t> filterCleared;  // 2105 above capacity: the byte count found
+};
+CopyResult StoredToCaller(ParameterId id, const std::uint8_t* data, std::uint32_t dataBytes, std::uint8_t* buffer,
+                          std::uint32_t* size);
+
+}  // namespace kelix
