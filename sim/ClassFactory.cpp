@@ -2,12 +2,12 @@
 
 #include <utility>
 
-#include "sim/DeviceEnumerator.h"
 #include "sim/TrackedObject.h"
 
 namespace sim {
 
-ClassFactory::ClassFactory(std::shared_ptr<PlatformState> state) noexcept : state_(std::move(state)) {}
+ClassFactory::ClassFactory(std::shared_ptr<PlatformState> state, const char* createMethod, Creator create) noexcept
+    : state_(std::move(state)), createMethod_(createMethod), create_(create) {}
 
 HRESULT ClassFactory::QueryInterface(REFIID riid, void** out) {
     ClearOut(out);
@@ -30,10 +30,10 @@ ULONG ClassFactory::Release() {
 
 HRESULT ClassFactory::CreateInstance(IUnknown* outer, REFIID riid, void** out) {
     ClearOut(out);
-    if (const HRESULT hr = state_->methods.Enter("CoCreateInstance(MMDeviceEnumerator)"); FAILED(hr)) return hr;
+    if (const HRESULT hr = state_->methods.Enter(createMethod_); FAILED(hr)) return hr;
     if (out == nullptr) return E_POINTER;
     if (outer != nullptr) return CLASS_E_NOAGGREGATION;
-    return DeviceEnumerator::Create(state_, riid, out);
+    return create_(state_, riid, out);
 }
 
 HRESULT ClassFactory::LockServer(BOOL /*lock*/) {

@@ -10,11 +10,14 @@
 
 namespace sim {
 
-// Class object of CLSID_MMDeviceEnumerator: each CreateInstance makes a new enumerator of the
-// platform. Not in the ledger: COM holds it for as long as it is registered.
+// Class object of a simulated class (the device enumerator, the policy-configuration object):
+// each CreateInstance makes a new object of the platform. Not in the ledger: COM holds it for
+// as long as it is registered.
 class ClassFactory final : public IClassFactory {
 public:
-    explicit ClassFactory(std::shared_ptr<PlatformState> state) noexcept;
+    using Creator = HRESULT (*)(std::shared_ptr<PlatformState> state, REFIID riid, void** out) noexcept;
+    // createMethod: the method name under which CreateInstance is counted and failed.
+    ClassFactory(std::shared_ptr<PlatformState> state, const char* createMethod, Creator create) noexcept;
     ClassFactory(const ClassFactory&) = delete;
     ClassFactory& operator=(const ClassFactory&) = delete;
 
@@ -31,6 +34,8 @@ private:
     virtual ~ClassFactory() = default;
 
     const std::shared_ptr<PlatformState> state_;
+    const char* const createMethod_;
+    const Creator create_;
     std::atomic<ULONG> references_{1};
 };
 

@@ -1,15 +1,10 @@
 #include "sim/Endpoint.h"
 
-#include <new>
 #include <stdexcept>
 
 namespace sim {
 
 namespace {
-
-bool SameKey(const PROPERTYKEY& a, const PROPERTYKEY& b) {
-    return a.pid == b.pid && IsEqualGUID(a.fmtid, b.fmtid);
-}
 
 bool IsSingleState(DWORD state) {
     return state == DEVICE_STATE_ACTIVE || state == DEVICE_STATE_DISABLED ||
@@ -50,53 +45,18 @@ DWORD Endpoint::State() const {
     return state_;
 }
 
-size_t Endpoint::IndexLocked(const PROPERTYKEY& key) const {
-    for (size_t i = 0; i < values_.size(); ++i) {
-        if (SameKey(values_[i].first, key)) return i;
-    }
-    return kAbsent;
-}
+HRESULT Endpoint::SetValue(const PROPERTYKEY& key, const PROPVARIANT& value) { return values_.Set(key, value); }
 
-HRESULT Endpoint::SetValue(const PROPERTYKEY& key, const PROPVARIANT& value) {
-    PropVariant copy;
-    const HRESULT hr = copy.Assign(value);
-    if (FAILED(hr)) return hr;
-    std::lock_guard lock(mutex_);
-    if (const size_t index = IndexLocked(key); index != kAbsent) {
-        values_[index].second = std::move(copy);
-        return S_OK;
-    }
-    try {
-        values_.emplace_back(key, std::move(copy));
-    } catch (const std::bad_alloc&) {
-        return E_OUTOFMEMORY;
-    }
-    return S_OK;
-}
+HRESULT Endpoint::GetValue(const PROPERTYKEY& key, PROPVARIANT* out) const { return values_.Get(key, out); }
 
-HRESULT Endpoint::GetValue(const PROPERTYKEY& key, PROPVARIANT* out) const {
-    if (out == nullptr) return E_POINTER;
-    std::lock_guard lock(mutex_);
-    if (const size_t index = IndexLocked(key); index != kAbsent) return values_[index].second.CopyTo(out);
-    PropVariantInit(out);
-    return S_OK;
-}
+bool Endpoint::Has(const PROPERTYKEY& key) const { return values_.Has(key); }
 
-bool Endpoint::Has(const PROPERTYKEY& key) const {
-    std::lock_guard lock(mutex_);
-    return IndexLocked(key) != kAbsent;
-}
+size_t Endpoint::ValueCount() const { return values_.Count(); }
 
-size_t Endpoint::ValueCount() const {
-    std::lock_guard lock(mutex_);
-    return values_.size();
-}
+bool Endpoint::KeyAt(size_t index, PROPERTYKEY* key) const { return values_.KeyAt(index, key); }
 
-bool Endpoint::KeyAt(size_t index, PROPERTYKEY* key) const {
-    std::lock_guard lock(mutex_);
-    if (index >= values_.size()) return false;
-    *key = values_[index].first;
-    return true;
-}
+HRESULT Endpoint::SetFxValue(const PROPERTYKEY& key, const PROPVARIANT& value) { return fxValues_.Set(key, value); }
+
+HRESULT Endpoint::GetFxValue(const PROPERTYKEY& key, PROPVARIANT* out) const { return fxValues_.Get(key, out); }
 
 }  // namespace sim

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "sim/PropVariant.h"
+#include "sim/ValueStore.h"
 
 namespace sim {
 
@@ -59,17 +59,19 @@ public:
     // The key at position index in GetAt order; false when index is out of range.
     bool KeyAt(size_t index, PROPERTYKEY* key) const;
 
-private:
-    using Entry = std::pair<PROPERTYKEY, PropVariant>;
-    static constexpr size_t kAbsent = static_cast<size_t>(-1);
-    size_t IndexLocked(const PROPERTYKEY& key) const;  // kAbsent when the key has no value
+    // Values of the endpoint's FX store (the effect registrations), which the
+    // policy-configuration object serves; same semantics as the values above.
+    HRESULT SetFxValue(const PROPERTYKEY& key, const PROPVARIANT& value);
+    HRESULT GetFxValue(const PROPERTYKEY& key, PROPVARIANT* out) const;
 
+private:
     const std::wstring id_;
     const EDataFlow flow_;
     mutable std::mutex mutex_;
     DWORD state_;
     StoreAccess access_;
-    std::vector<Entry> values_;
+    ValueStore values_;
+    ValueStore fxValues_;
 };
 
 }  // namespace sim

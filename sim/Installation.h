@@ -6,8 +6,8 @@ namespace sim {
 
 class Platform;
 
-// Registers a platform's class object for CLSID_MMDeviceEnumerator in the calling thread's
-// apartment (CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE) and revokes it in the destructor.
+// Registers a platform's class objects for CLSID_MMDeviceEnumerator and the policy-configuration
+// class in the calling thread's apartment (CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE) and revokes it in the destructor.
 // COM must be initialised on the thread, and the product must create its enumerator in the same
 // apartment: the same STA thread, or any thread of the MTA. The Platform must outlive it.
 class Installation {
@@ -22,6 +22,7 @@ public:
 private:
     HRESULT result_ = E_UNEXPECTED;
     DWORD cookie_ = 0;
+    DWORD policyCookie_ = 0;
 };
 
 }  // namespace sim

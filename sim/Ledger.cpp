@@ -10,6 +10,7 @@ constexpr std::array<std::string_view, static_cast<size_t>(Kind::Count)> kKindNa
     "IMMDeviceCollection",
     "IMMDevice",
     "IPropertyStore",
+    "IPolicyConfigVistaClient",
 };
 
 size_t Index(Kind kind) { return static_cast<size_t>(kind); }

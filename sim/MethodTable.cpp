@@ -29,6 +29,8 @@ constexpr std::string_view kMethods[] = {
     "IPropertyStore::GetValue",
     "IPropertyStore::SetValue",
     "IPropertyStore::Commit",
+    "CoCreateInstance(PolicyConfig)",
+    "IPolicyConfigVistaClient::GetPropertyValue",
 };
 
 }  // namespace

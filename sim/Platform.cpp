@@ -5,7 +5,9 @@
 #include <string>
 
 #include "sim/ClassFactory.h"
+#include "sim/DeviceEnumerator.h"
 #include "sim/PlatformState.h"
+#include "sim/PolicyConfig.h"
 
 namespace sim {
 
@@ -52,8 +54,14 @@ long Platform::TotalObjects() const { return state_->ledger.TotalObjects(); }
 
 Microsoft::WRL::ComPtr<IClassFactory> Platform::CreateClassFactory() const {
     Microsoft::WRL::ComPtr<IClassFactory> factory;
-    auto* created = new sim::ClassFactory(state_);
-    factory.Attach(created);  // takes the creation reference
+    // Attach takes the creation reference.
+    factory.Attach(new sim::ClassFactory(state_, "CoCreateInstance(MMDeviceEnumerator)", &DeviceEnumerator::Create));
+    return factory;
+}
+
+Microsoft::WRL::ComPtr<IClassFactory> Platform::CreatePolicyConfigFactory() const {
+    Microsoft::WRL::ComPtr<IClassFactory> factory;
+    factory.Attach(new sim::ClassFactory(state_, "CoCreateInstance(PolicyConfig)", &PolicyConfig::Create));
     return factory;
 }
 

@@ -48,7 +48,8 @@ public:
 
     // Failure injection by method name, e.g. "IMMDeviceEnumerator::GetDevice",
     // "IMMDevice::OpenPropertyStore", "IPropertyStore::GetValue", and
-    // "CoCreateInstance(MMDeviceEnumerator)" for the class factory's CreateInstance.
+    // "CoCreateInstance(MMDeviceEnumerator)" / "CoCreateInstance(PolicyConfig)" for the class
+    // factories' CreateInstance.
     // times = -1: every call until ClearFailures; otherwise the next `times` calls. The failing call
     // returns hr and writes nothing through its out-parameters except the documented null-on-failure
     // (interface pointers and GetId's string). QueryInterface, AddRef and Release are not methods
@@ -60,7 +61,7 @@ public:
 
     // References held on live simulated objects, by kind: "IMMDeviceEnumerator",
     // "IMMDeviceCollection", "IMMDevice", "IPropertyStore" (IMMEndpoint counts with its IMMDevice
-    // object). Throws std::invalid_argument for an unknown kind.
+    // object), "IPolicyConfigVistaClient". Throws std::invalid_argument for an unknown kind.
     long References(const std::string& kind) const;
     long TotalReferences() const;
     // Live simulated objects, by the same kinds.
@@ -70,6 +71,9 @@ public:
     // A new class object of CLSID_MMDeviceEnumerator for this platform (what Installation
     // registers); also lets a test create an enumerator without registering anything.
     Microsoft::WRL::ComPtr<IClassFactory> CreateClassFactory() const;
+    // A new class object of the policy-configuration class, which serves the endpoints' FX
+    // stores ("CoCreateInstance(PolicyConfig)", "IPolicyConfigVistaClient::GetPropertyValue").
+    Microsoft::WRL::ComPtr<IClassFactory> CreatePolicyConfigFactory() const;
 
 private:
     std::shared_ptr<PlatformState> state_;

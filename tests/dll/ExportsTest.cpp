@@ -9,66 +9,20 @@
 #include <cstring>
 #include <string>
 
-#include "DllUnderTest.h"
-#include "LogCapture.h"
-#include "sim/Platform.h"
+#include "SimulatedEndpointTest.h"
 
 namespace kelix::test {
 namespace {
 
-constexpr wchar_t kSpeakers[] = L"{0.0.0.00000000}.{5e1f0a11-0000-4000-8000-00000000a001}";
-constexpr wchar_t kHeadset[] = L"{0.0.0.00000000}.{5e1f0a11-0000-4000-8000-00000000a002}";
-
-// Keys written out by hand: the effect reads these exact keys.
-constexpr PROPERTYKEY kPexPostGainKey = {{0xF112024A, 0xFE30, 0x42A8, {0x80, 0xAB, 0x8D, 0xD8, 0x25, 0xA0, 0x6F, 0x78}}, 4};
+constexpr PROPERTYKEY kFormFactorKey = {{0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 0};
+const PROPERTYKEY kPexPostGainKey = PexTuningKey(4);
+const PROPERTYKEY kKreloTargetPowerKey = KreloTuningKey(15);
 constexpr PROPERTYKEY kPexBypassKey = {{0x0C5E4949, 0x7A67, 0x4B9E, {0x90, 0x69, 0x1D, 0x62, 0x59, 0x68, 0x24, 0x36}}, 3201};
 constexpr PROPERTYKEY kNsBypassKey = {{0x5B5E03CB, 0x8070, 0x420D, {0xB7, 0x94, 0x8A, 0x28, 0xC8, 0x9F, 0x62, 0x74}}, 0};
-constexpr PROPERTYKEY kKreloTargetPowerKey = {{0x5510C7AB, 0xDFC2, 0x40D0, {0xA9, 0x8B, 0x5F, 0x77, 0xF6, 0x97, 0x00, 0x5E}}, 15};
-constexpr PROPERTYKEY kFormFactorKey = {{0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 0};
-
-constexpr wchar_t kApo[] = L"ApoController.cpp";
-constexpr wchar_t kDsp[] = L"DspController.cpp";
-constexpr wchar_t kExports[] = L"Kelix3PexControl.cpp";
-
-// "[0x%.8x]%s" as the library writes it.
-std::wstring Failure(HRESULT hr) {
-    wchar_t code[16];
-    _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(hr));
-    return code + SystemText(hr);
-}
 
 wchar_t* const kSentinelHandle = reinterpret_cast<wchar_t*>(0x5E47);
 
-class ExportsTest : public testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_EQ(installed.Result(), S_OK);
-        ASSERT_TRUE(dll.Loaded());
-    }
-    void TearDown() override { log.Clear(); }
-
-    wchar_t* OpenSpeakers() {
-        wchar_t* handle = nullptr;
-        EXPECT_EQ(dll.Open(&handle, kSpeakers), S_OK);
-        return handle;
-    }
-    std::int32_t StoredI4(const sim::Endpoint& endpoint, const PROPERTYKEY& key) {
-        PROPVARIANT value;
-        PropVariantInit(&value);
-        EXPECT_EQ(endpoint.GetValue(key, &value), S_OK);
-        EXPECT_EQ(value.vt, VT_I4);
-        const std::int32_t word = value.lVal;
-        PropVariantClear(&value);
-        return word;
-    }
-
-    LogCapture log;  // before the DLL loads: the logger reads its settings when it registers
-    sim::Platform platform;
-    sim::Endpoint& speakers = platform.AddEndpoint({kSpeakers});
-    sim::Endpoint& headset = platform.AddEndpoint({kHeadset});
-    sim::Installation installed{platform};
-    DllUnderTest dll;
-};
+using ExportsTest = SimulatedEndpointTest;
 
 TEST_F(ExportsTest, OpenDefaultKeepsOnlyTheStoreAndCloseReleasesIt) {
     wchar_t* handle = nullptr;
@@ -244,7 +198,7 @@ TEST_F(ExportsTest, ScalarWriteAndReadThroughTheStore) {
         SCOPED_TRACE(c.id);
         std::int32_t value = c.value;
         ASSERT_EQ(dll.Set(handle, c.id, &value, 4, 1), S_OK);
-        EXPECT_EQ(StoredI4(speakers, c.key), c.value);
+        EXPECT_EQ(StoredI4(c.key), c.value);
         const std::wstring key = std::wstring(c.name) + L", " + c.fmtid + L", " + std::to_wstring(c.pid);
         EXPECT_TRUE(log.Has(4, kApo, L"ApoController::SetParameter",
                             L"Set property key [" + key + L"]: " + std::to_wstring(c.value)));
@@ -407,7 +361,7 @@ TEST_F(ExportsTest, DspRouteWithoutModules) {
     std::int32_t value = 9;
     // Family ids: refused by the availability test, after the store write of flags 3.
     EXPECT_EQ(dll.Set(handle, 1105, &value, 4, 3), E_INVALIDARG);
-    EXPECT_EQ(StoredI4(speakers, kPexPostGainKey), 9);
+    EXPECT_EQ(StoredI4(kPexPostGainKey), 9);
     EXPECT_EQ(dll.Set(handle, 2121, &value, 4, 2), E_INVALIDARG);
     UINT32 size = 4;
     EXPECT_EQ(dll.Get(handle, 1105, &value, &size, 3), E_INVALIDARG);

@@ -1,0 +1,59 @@
+#include "SimulatedEndpointTest.h"
+
+#include <cstring>
+
+namespace kelix::test {
+
+std::wstring Failure(HRESULT hr) {
+    wchar_t code[16];
+    _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(hr));
+    return code + SystemText(hr);
+}
+
+PROPERTYKEY PexTuningKey(DWORD pid) {
+    return {{0xF112024A, 0xFE30, 0x42A8, {0x80, 0xAB, 0x8D, 0xD8, 0x25, 0xA0, 0x6F, 0x78}}, pid};
+}
+
+PROPERTYKEY KreloTuningKey(DWORD pid) {
+    return {{0x5510C7AB, 0xDFC2, 0x40D0, {0xA9, 0x8B, 0x5F, 0x77, 0xF6, 0x97, 0x00, 0x5E}}, pid};
+}
+
+std::vector<std::uint8_t> Bytes(const std::vector<std::int32_t>& words) {
+    std::vector<std::uint8_t> bytes(words.size() * 4);
+    if (!words.empty()) std::memcpy(bytes.data(), words.data(), bytes.size());
+    return bytes;
+}
+
+void SimulatedEndpointTest::SetUp() {
+    ASSERT_EQ(installed.Result(), S_OK);
+    ASSERT_TRUE(dll.Loaded());
+}
+
+wchar_t* SimulatedEndpointTest::OpenSpeakers() {
+    wchar_t* handle = nullptr;
+    EXPECT_EQ(dll.Open(&handle, kSpeakers), S_OK);
+    return handle;
+}
+
+std::int32_t SimulatedEndpointTest::StoredI4(const PROPERTYKEY& key) {
+    PROPVARIANT value;
+    PropVariantInit(&value);
+    EXPECT_EQ(speakers.GetValue(key, &value), S_OK);
+    EXPECT_EQ(value.vt, VT_I4);
+    const std::int32_t word = value.lVal;
+    PropVariantClear(&value);
+    return word;
+}
+
+std::vector<std::int32_t> SimulatedEndpointTest::StoredWords(const PROPERTYKEY& key) {
+    PROPVARIANT value;
+    PropVariantInit(&value);
+    EXPECT_EQ(speakers.GetValue(key, &value), S_OK);
+    EXPECT_EQ(value.vt, VT_VECTOR | VT_I4);
+    std::vector<std::int32_t> words;
+    if (value.vt == (VT_VECTOR | VT_I4)) words.assign(value.cal.pElems, value.cal.pElems + value.cal.cElems);
+    PropVariantClear(&value);
+    return words;
+}
+
+}  // namespace kelix::test

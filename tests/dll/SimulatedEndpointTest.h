@@ -1,0 +1,53 @@
+// Fixture of the tests through the exports: the simulated platform with two
+// render endpoints installed in the process, the log captured, and the DLL
+// loaded fresh for the test.
+#pragma once
+
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "DllUnderTest.h"
+#include "LogCapture.h"
+#include "sim/Platform.h"
+
+namespace kelix::test {
+
+inline constexpr wchar_t kSpeakers[] = L"{0.0.0.00000000}.{5e1f0a11-0000-4000-8000-00000000a001}";
+inline constexpr wchar_t kHeadset[] = L"{0.0.0.00000000}.{5e1f0a11-0000-4000-8000-00000000a002}";
+
+inline constexpr wchar_t kApo[] = L"ApoController.cpp";
+inline constexpr wchar_t kDsp[] = L"DspController.cpp";
+inline constexpr wchar_t kExports[] = L"Kelix3PexControl.cpp";
+
+// "[0x%.8x]%s" as the library writes a failure.
+std::wstring Failure(HRESULT hr);
+
+// Property keys written out by hand: the effect reads these exact keys.
+PROPERTYKEY PexTuningKey(DWORD pid);
+PROPERTYKEY KreloTuningKey(DWORD pid);
+
+std::vector<std::uint8_t> Bytes(const std::vector<std::int32_t>& words);
+
+class SimulatedEndpointTest : public testing::Test {
+protected:
+    void SetUp() override;
+
+    wchar_t* OpenSpeakers();
+    // The endpoint store's value under key: a VT_I4, or the words of a VT_I4 vector.
+    std::int32_t StoredI4(const PROPERTYKEY& key);
+    std::vector<std::int32_t> StoredWords(const PROPERTYKEY& key);
+
+    LogCapture log;  // before the DLL loads: the logger reads its settings when it registers
+    sim::Platform platform;
+    sim::Endpoint& speakers = platform.AddEndpoint({kSpeakers});
+    sim::Endpoint& headset = platform.AddEndpoint({kHeadset});
+    sim::Installation installed{platform};
+    DllUnderTest dll;
+};
+
+}  // namespace kelix::test
