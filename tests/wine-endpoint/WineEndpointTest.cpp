@@ -9,6 +9,7 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "DllUnderTest.h"
 #include "LogCapture.h"
@@ -94,6 +95,64 @@ TEST_F(WineEndpointTest, StoreRefusalOfVtI4PassesThroughUnchanged) {
     EXPECT_TRUE(log.Has(3, L"ApoController.cpp", L"ApoController::SetParameter",
                         L"Set property key [pex_postgain, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 4] failed: " +
                             std::wstring(code) + SystemText(E_INVALIDARG)));
+    EXPECT_EQ(dll.Close(handle), S_OK);
+}
+
+std::vector<BYTE> WordBytes(const std::vector<INT32>& words) {
+    std::vector<BYTE> bytes(words.size() * 4);
+    std::memcpy(bytes.data(), words.data(), bytes.size());
+    return bytes;
+}
+
+std::vector<INT32> Count(INT32 first, size_t count) {
+    std::vector<INT32> words(count);
+    for (size_t i = 0; i < count; ++i) words[i] = first + static_cast<INT32>(i);
+    return words;
+}
+
+std::vector<INT32> Join(std::initializer_list<std::vector<INT32>> parts) {
+    std::vector<INT32> all;
+    for (const auto& part : parts) all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+// Blobs put into the store by another writer (as the effect's tuning tools do)
+// read back in the caller layouts.
+TEST_F(WineEndpointTest, BlobsReadBackInCallerLayouts) {
+    struct Case {
+        ParameterId id;
+        std::vector<BYTE> blob;
+        std::vector<BYTE> caller;
+    };
+    const Case cases[] = {
+        {1114, WordBytes(Join({{3, 20}, Count(1, 20), {20}, Count(21, 20)})), WordBytes(Join({{3}, Count(1, 40)}))},
+        {2105, {5, 0, 0, 0, 1, 2, 3, 4, 5, 0, 0, 0}, {5, 0, 0, 0, 1, 2, 3, 4, 5, 0, 0, 0}},
+        {2116, WordBytes(Join({{2, 6}, Count(10, 6), {6}, Count(20, 6)})),
+         WordBytes(Join({{2}, Count(10, 6), Count(20, 6), std::vector<INT32>(12, 0)}))},
+        {1162, WordBytes(Count(-9, 18)), WordBytes(Count(-9, 18))},
+    };
+    ComPtr<IPropertyStore> store;
+    ASSERT_EQ(device->OpenPropertyStore(STGM_READWRITE, &store), S_OK);
+    wchar_t* handle = nullptr;
+    ASSERT_EQ(dll.Open(&handle, deviceId.c_str()), S_OK);
+    for (const Case& c : cases) {
+        std::vector<BYTE> blob = c.blob;
+        PROPVARIANT value;
+        value.vt = VT_BLOB;
+        value.blob.cbSize = static_cast<ULONG>(blob.size());
+        value.blob.pBlobData = blob.data();
+        ASSERT_EQ(store->SetValue(ToPropertyKey(LookupParameter(c.id).key), value), S_OK) << c.id;
+        std::vector<BYTE> read(c.caller.size(), 0xAA);
+        UINT32 size = static_cast<UINT32>(read.size());
+        ASSERT_EQ(dll.Get(handle, c.id, read.data(), &size, KELIX_ROUTE_PROPERTY_STORE), S_OK) << c.id;
+        EXPECT_EQ(read, c.caller) << c.id;
+    }
+    // Wine has no policy-configuration object: no effect is detected.
+    wchar_t version[4] = {L'#', L'#', L'#', L'#'};
+    UINT32 size = sizeof version;
+    EXPECT_EQ(dll.Get(handle, KELIX_PEX_VERSION, version, &size, KELIX_ROUTE_PROPERTY_STORE), S_OK);
+    EXPECT_EQ(size, 0u);
+    EXPECT_EQ(version[0], L'\0');
     EXPECT_EQ(dll.Close(handle), S_OK);
 }
 

@@ -1,0 +1,179 @@
+// Caller structures through SetPexParam and GetPexParam on the property-store
+// route: the words the store receives, written out by hand, and the round trip.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <numeric>
+
+#include "SimulatedEndpointTest.h"
+
+namespace kelix::test {
+namespace {
+
+std::vector<std::int32_t> Iota(std::size_t count, std::int32_t first) {
+    std::vector<std::int32_t> words(count);
+    std::iota(words.begin(), words.end(), first);
+    return words;
+}
+
+std::vector<std::int32_t> Join(std::initializer_list<std::vector<std::int32_t>> parts) {
+    std::vector<std::int32_t> all;
+    for (const auto& part : parts) all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+class LayoutsTest : public SimulatedEndpointTest {
+protected:
+    void SetUp() override {
+        SimulatedEndpointTest::SetUp();
+        handle = OpenSpeakers();
+    }
+    void TearDown() override { EXPECT_EQ(dll.Close(handle), S_OK); }
+    wchar_t* handle = nullptr;
+};
+
+TEST_F(LayoutsTest, StoredWordsAndRoundTripOfEveryArrayParameter) {
+    const auto b = [](int k) { return Iota(20, 1000 + 100 * k); };
+    struct Case {
+        std::int32_t id;
+        PROPERTYKEY key;
+        std::vector<std::int32_t> caller;
+        std::vector<std::int32_t> stored;
+        bool roundTrip;
+    };
+    const Case cases[] = {
+        {1114, PexTuningKey(13), Join({{3}, Iota(20, 1), Iota(20, 21)}),
+         Join({{3, 20}, Iota(20, 1), {20}, Iota(20, 21)}), true},
+        {1122, PexTuningKey(21), Join({{-7}, Iota(20, -50), Iota(20, 50)}),
+         Join({{-7, 20}, Iota(20, -50), {20}, Iota(20, 50)}), true},
+        {1119, PexTuningKey(18), Join({{2}, Iota(20, 1), b(0), b(1), b(2), b(3), b(4), b(5), b(6), b(7), b(8), b(9)}),
+         Join({{2, 20}, Iota(20, 1), {20}, b(0), {20}, b(1), {20}, b(2), {20}, b(3), {20}, b(4), {20}, b(5), {20}, b(6),
+               {20}, b(7), {20}, b(8), {20}, b(9)}),
+         true},
+        {1123, PexTuningKey(22), Join({{4}, b(0), b(1), b(2), b(3)}),
+         Join({{4, 20}, b(0), {20}, b(1), {20}, b(2), {20}, b(3)}), true},
+        {1170, PexTuningKey(73), Join({{1}, b(4), b(5), b(6), b(7)}),
+         Join({{1, 20}, b(4), {20}, b(5), {20}, b(6), {20}, b(7)}), true},
+        {1156, PexTuningKey(55), {9, 3, 31, 32, 33}, {9, 3, 31, 32, 33}, true},
+        {1161, PexTuningKey(64), Join({Iota(10, 1), Iota(32, 100)}), Join({Iota(10, 1), {32}, Iota(32, 100)}), false},
+        {1162, PexTuningKey(65), Iota(18, -9), Iota(18, -9), true},
+        {2107, KreloTuningKey(7), {4, -1, -2, -3, -4}, {4, -1, -2, -3, -4}, true},
+        {2108, KreloTuningKey(8), Join({b(0), b(1)}), Join({{20}, b(0), {20}, b(1)}), true},
+        {2109, KreloTuningKey(9), b(2), Join({{20}, b(2)}), true},
+        {2116, KreloTuningKey(17), Join({{2}, Iota(6, 1), Iota(6, 7)}), Join({{2, 6}, Iota(6, 1), {6}, Iota(6, 7)}), true},
+        {2122, KreloTuningKey(22), Iota(8, 80), Join({{8}, Iota(8, 80)}), true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.id);
+        std::vector<std::uint8_t> caller = Bytes(c.caller);
+        ASSERT_EQ(dll.Set(handle, c.id, caller.data(), static_cast<UINT32>(caller.size()), 1), S_OK);
+        EXPECT_EQ(StoredWords(c.key), c.stored);
+        if (!c.roundTrip) continue;
+
+        // The caller's size, with room enough: what the library asks for.
+        UINT32 size = 0;
+        EXPECT_EQ(dll.Get(handle, c.id, nullptr, &size, 1), E_INVALIDARG);
+        ASSERT_LE(size, 4096u);
+        std::vector<std::uint8_t> read(std::max<size_t>(size, caller.size()), 0xAA);
+        size = static_cast<UINT32>(read.size());
+        ASSERT_EQ(dll.Get(handle, c.id, read.data(), &size, 1), S_OK);
+        read.resize(caller.size());
+        EXPECT_EQ(read, caller);
+    }
+}
+
+TEST_F(LayoutsTest, FilterConfiguration) {
+    // Five bytes: stored as the count and two words, zero-padded.
+    std::vector<std::uint8_t> five = {5, 0, 0, 0, 0x11, 0x22, 0x33, 0x44, 0x55};
+    ASSERT_EQ(dll.Set(handle, 2105, five.data(), 9, 1), S_OK);
+    EXPECT_EQ(StoredWords(KreloTuningKey(5)), (std::vector<std::int32_t>{5, 0x44332211, 0x55}));
+    std::vector<std::uint8_t> read(12, 0xAA);
+    UINT32 size = 12;
+    ASSERT_EQ(dll.Get(handle, 2105, read.data(), &size, 1), S_OK);
+    EXPECT_EQ(read, (std::vector<std::uint8_t>{5, 0, 0, 0, 0x11, 0x22, 0x33, 0x44, 0x55, 0, 0, 0}));
+
+    // Above capacity: logged, the caller's count cleared, an empty configuration stored.
+    std::vector<std::uint8_t> large = Bytes({2045});
+    large.resize(4 + 2045, 0x77);
+    ASSERT_EQ(dll.Set(handle, 2105, large.data(), static_cast<UINT32>(large.size()), 1), S_OK);
+    EXPECT_EQ(StoredWords(KreloTuningKey(5)), std::vector<std::int32_t>{0});
+    EXPECT_EQ(large[0], 0);
+    EXPECT_TRUE(log.Has(2, kExports, L"`anonymous-namespace'::ConvertParameterToPropVariant",
+                        L"Filter config is too large to set, capacity = 2044 bytes, asked = 2045. Clear filter config "
+                        L"to null."));
+
+    // A stored configuration above capacity reads back cleared.
+    std::vector<std::int32_t> stored(600, 0x01010101);
+    stored[0] = 3000;
+    PROPVARIANT value;
+    value.vt = VT_VECTOR | VT_I4;
+    value.cal.cElems = static_cast<ULONG>(stored.size());
+    value.cal.pElems = reinterpret_cast<LONG*>(stored.data());
+    ASSERT_EQ(speakers.SetValue(KreloTuningKey(5), value), S_OK);
+    std::vector<std::uint8_t> big(2400, 0xAA);
+    size = 2400;
+    EXPECT_EQ(dll.Get(handle, 2105, big.data(), &size, 1), S_OK);
+    EXPECT_EQ(std::count(big.begin(), big.end(), 0), 2400);
+    EXPECT_TRUE(log.Has(2, kExports, L"`anonymous-namespace'::CopyValueToOutputBuffer",
+                        L"Filter config is too large to get, capacity = 2044 bytes, asked = 3000. Clear filter config "
+                        L"to null."));
+}
+
+TEST_F(LayoutsTest, BadCountsAreRefusedAndWriteNothing) {
+    struct Case {
+        std::int32_t id;
+        std::vector<std::int32_t> caller;
+        UINT32 size;
+    };
+    const Case cases[] = {
+        {1156, {1, 5, 0}, 12}, {1156, {1, -1}, 8},  {2105, {9, 0}, 8},         {2105, {-1}, 4},
+        {2107, {3, 1, 2}, 12}, {2107, {-3}, 4},     {2116, {1, 1, 2, 3}, 16}, {2116, {0x7FFFFFFF}, 4},
+    };
+    for (const Case& c : cases) {
+        std::vector<std::uint8_t> caller = Bytes(c.caller);
+        EXPECT_EQ(dll.Set(handle, c.id, caller.data(), c.size, 3), E_INVALIDARG) << c.id;
+    }
+    EXPECT_EQ(platform.Calls("IPropertyStore::SetValue"), 0);
+    EXPECT_EQ(dll.Set(handle, 1114, nullptr, 164, 1), E_INVALIDARG);
+
+    // 1162 alone takes a null value: eighteen zeros.
+    ASSERT_EQ(dll.Set(handle, 1162, nullptr, 0, 1), S_OK);
+    EXPECT_EQ(StoredWords(PexTuningKey(65)), std::vector<std::int32_t>(18, 0));
+}
+
+TEST_F(LayoutsTest, ReadsNegotiateTheirSize) {
+    std::vector<std::uint8_t> tuning = Bytes(Join({{1}, Iota(6, 1)}));
+    ASSERT_EQ(dll.Set(handle, 2116, tuning.data(), static_cast<UINT32>(tuning.size()), 1), S_OK);
+    std::vector<std::uint8_t> read(99, 0xAA);
+    UINT32 size = 99;
+    EXPECT_EQ(dll.Get(handle, 2116, read.data(), &size, 1), E_INVALIDARG);
+    EXPECT_EQ(size, 100u);
+
+    // More records than the 100-byte structure holds: the count, then E_OUTOFMEMORY.
+    std::vector<std::int32_t> five{5};
+    for (int record = 0; record < 5; ++record) five = Join({five, {6}, Iota(6, record)});
+    PROPVARIANT value;
+    value.vt = VT_VECTOR | VT_I4;
+    value.cal.cElems = static_cast<ULONG>(five.size());
+    value.cal.pElems = reinterpret_cast<LONG*>(five.data());
+    ASSERT_EQ(speakers.SetValue(KreloTuningKey(17), value), S_OK);
+    read.assign(100, 0xAA);
+    size = 100;
+    EXPECT_EQ(dll.Get(handle, 2116, read.data(), &size, 1), E_OUTOFMEMORY);
+    EXPECT_EQ(read[0], 5);
+    EXPECT_EQ(std::count(read.begin() + 4, read.end(), 0), 96);
+
+    // A blob under a layout id is read as its bytes.
+    std::vector<std::uint8_t> blobBytes = Bytes(Join({{2, 20}, Iota(20, 1), {20}, Iota(20, 41)}));
+    value.vt = VT_BLOB;
+    value.blob.cbSize = static_cast<ULONG>(blobBytes.size());
+    value.blob.pBlobData = blobBytes.data();
+    ASSERT_EQ(speakers.SetValue(PexTuningKey(13), value), S_OK);
+    read.assign(164, 0xAA);
+    size = 164;
+    ASSERT_EQ(dll.Get(handle, 1114, read.data(), &size, 1), S_OK);
+    EXPECT_EQ(read, Bytes(Join({{2}, Iota(20, 1), Iota(20, 41)})));
+}
+
+}  // namespace
+}  // namespace kelix::test

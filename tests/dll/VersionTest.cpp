@@ -1,0 +1,176 @@
+// The version query (1001, 2001) through GetPexParam: class ids of the FX keys
+// served by the simulated policy-configuration object, wrappers resolved
+// through the redirected HKEY_LOCAL_MACHINE.
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "SimulatedEndpointTest.h"
+#include "sim/RegistryOverride.h"
+
+namespace kelix::test {
+namespace {
+
+PROPERTYKEY FxKey(DWORD pid) {
+    return {{0xD04E05A6, 0x594B, 0x4FB6, {0xA8, 0x0D, 0x01, 0xAF, 0x5E, 0xED, 0x7D, 0x1D}}, pid};
+}
+
+constexpr wchar_t kWrapperKey[] = L"SOFTWARE\\Sonavel\\Wrapper\\";
+constexpr wchar_t kMfxSlot[] = L"{0EBD8506-17BB-4AE7-AD76-E86F99A425E9}";  // APO_MFX, as Windows writes it
+constexpr wchar_t kEfxSlot[] = L"{0ebd8507-17bb-4ae7-ad76-e86f99a425e9}";  // APO_EFX
+
+struct FxValue {
+    DWORD pid;
+    std::vector<std::wstring> classIds;
+    VARTYPE type = VT_LPWSTR;  // VT_LPWSTR or VT_BSTR, a vector when more than one
+};
+
+class VersionTest : public SimulatedEndpointTest {
+protected:
+    void SetUp() override {
+        SimulatedEndpointTest::SetUp();
+        ASSERT_EQ(registry.Result(), ERROR_SUCCESS);
+    }
+
+    void Register(const FxValue& fx) {
+        PROPVARIANT value;
+        PropVariantInit(&value);
+        std::vector<BSTR> bstrs;
+        std::vector<LPWSTR> texts;
+        for (const std::wstring& id : fx.classIds) {
+            bstrs.push_back(SysAllocString(id.c_str()));
+            texts.push_back(const_cast<LPWSTR>(id.c_str()));
+        }
+        if (fx.classIds.size() == 1) {
+            value.vt = fx.type;
+            if (fx.type == VT_BSTR) value.bstrVal = bstrs[0];
+            else value.pwszVal = texts[0];
+        } else if (fx.type == VT_BSTR) {
+            value.vt = VT_VECTOR | VT_BSTR;
+            value.cabstr.cElems = static_cast<ULONG>(bstrs.size());
+            value.cabstr.pElems = bstrs.data();
+        } else {
+            value.vt = VT_VECTOR | VT_LPWSTR;
+            value.calpwstr.cElems = static_cast<ULONG>(texts.size());
+            value.calpwstr.pElems = texts.data();
+        }
+        ASSERT_EQ(speakers.SetFxValue(FxKey(fx.pid), value), S_OK);
+        for (BSTR text : bstrs) SysFreeString(text);
+    }
+
+    // The version text, or nothing when the query fails.
+    std::optional<std::wstring> Version(std::int32_t id) {
+        wchar_t* handle = OpenSpeakers();
+        UINT32 size = 0;
+        std::optional<std::wstring> version;
+        EXPECT_EQ(dll.Get(handle, id, nullptr, &size, 1), E_INVALIDARG);
+        std::vector<wchar_t> text(size / 2 + 1, L'#');
+        UINT32 room = size;  // exactly 2 x L: the terminator is copied beyond it
+        if (SUCCEEDED(dll.Get(handle, id, text.data(), &room, 1))) {
+            EXPECT_EQ(room, size);
+            EXPECT_EQ(text.back(), L'\0');
+            version = std::wstring(text.data());
+        }
+        EXPECT_EQ(dll.Close(handle), S_OK);
+        EXPECT_EQ(platform.TotalReferences(), 0);
+        return version;
+    }
+
+    sim::RegistryOverride registry;
+};
+
+TEST_F(VersionTest, ClassIdsMapThroughTheKeysInOrder) {
+    struct Case {
+        const char* name;
+        std::int32_t id;
+        std::vector<FxValue> fx;
+        std::vector<std::pair<std::wstring, std::wstring>> wrappers;  // registry: slot name, class id
+        std::wstring version;
+    };
+    const Case cases[] = {
+        {"stream effect", 1001, {{5, {L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"}}}, {}, L"pex2.5"},
+        {"upper case maps", 1001, {{13, {L"{EFC7A7B3-40A7-4601-ABC1-878CD5EAE544}"}}}, {}, L"pex2.10"},
+        {"composite stream before stream", 1001,
+         {{5, {L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"}}, {13, {L"{1bedaecc-55f6-4149-95d9-a707a2fb4134}"}}}, {},
+         L"pex2.10-lite"},
+        {"wrapper named in the registry", 1001, {{13, {kMfxSlot}}},
+         {{L"APO_MFX", L"{EFC7A7B3-40A7-4601-ABC1-878CD5EAE544}"}}, L"pex2.10"},
+        {"wrapper without a registry value, next slot", 1001,
+         {{13, {kEfxSlot}}, {5, {L"{d9916f9f-99f7-11e7-bf21-6c0b849889e1}"}}}, {}, L"pex2.5-gaming"},
+        {"composite endpoint before composite mode", 2001,
+         {{14, {L"{97acd2ab-83ec-494b-9fe4-922bce1bd691}"}}, {15, {L"{6e4dd785-e58a-4a6a-81d9-5eb9eb434eda}"}}}, {},
+         L"krelo1.3"},
+        {"vector, first known id wins", 2001,
+         {{7, {L"{00000000-0000-0000-0000-000000000000}", L"{d9916f9c-99f7-11e7-bf21-6c0b849889e1}",
+               L"{d9916f9e-99f7-11e7-bf21-6c0b849889e1}"}}},
+         {}, L"krelo1.2"},
+        {"BSTR values", 2001, {{6, {L"{d9916f9d-99f7-11e7-bf21-6c0b849889e1}"}, VT_BSTR}}, {}, L"krelo1.0-gaming"},
+        {"the other family's effect", 2001, {{5, {L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"}}}, {}, L""},
+        {"no effect", 1001, {}, {}, L""},
+        {"unknown class id", 1001, {{5, {L"{12345678-0000-0000-0000-000000000000}"}}}, {}, L""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        for (const FxValue& fx : c.fx) Register(fx);
+        for (const auto& [slot, classId] : c.wrappers) ASSERT_EQ(registry.SetString(kWrapperKey, slot, classId), 0);
+        EXPECT_EQ(Version(c.id), c.version);
+        // Next case: a clean FX store and registry.
+        for (DWORD pid : {5u, 6u, 7u, 13u, 14u, 15u}) {
+            PROPVARIANT empty;
+            PropVariantInit(&empty);
+            speakers.SetFxValue(FxKey(pid), empty);
+        }
+        registry.DeleteKey(L"SOFTWARE\\Sonavel");
+    }
+}
+
+TEST_F(VersionTest, UnreadableWrapperValuesAreSkipped) {
+    Register({13, {kMfxSlot}});
+    Register({5, {L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"}});
+    const DWORD number = 7;
+    ASSERT_EQ(registry.SetValue(kWrapperKey, L"APO_MFX", REG_DWORD, &number, sizeof number), 0);
+    EXPECT_EQ(Version(1001), L"pex2.5");
+    const wchar_t text[] = L"{EFC7A7B3-40A7-4601-ABC1-878CD5EAE544}";
+    ASSERT_EQ(registry.SetValue(kWrapperKey, L"APO_MFX", REG_BINARY, text, sizeof text), 0);
+    EXPECT_EQ(Version(1001), L"pex2.5");
+    ASSERT_EQ(registry.SetValue(kWrapperKey, L"APO_MFX", REG_MULTI_SZ, text, sizeof text), 0);
+    EXPECT_EQ(Version(1001), L"pex2.5");
+    // The string types the system reads as REG_SZ: REG_SZ, and REG_EXPAND_SZ once expanded.
+    ASSERT_EQ(registry.SetValue(kWrapperKey, L"APO_MFX", REG_EXPAND_SZ, text, sizeof text), 0);
+    EXPECT_EQ(Version(1001), L"pex2.10");
+    ASSERT_EQ(registry.SetString(kWrapperKey, L"APO_MFX", L"{D9916F9F-99F7-11E7-BF21-6C0B849889E1}"), 0);
+    EXPECT_EQ(Version(1001), L"pex2.5-gaming");
+}
+
+TEST_F(VersionTest, SizeNegotiationAndFailures) {
+    Register({5, {L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"}});  // "pex2.5": L = 6
+    wchar_t* handle = OpenSpeakers();
+    wchar_t text[8];
+    std::fill(std::begin(text), std::end(text), L'#');
+    UINT32 size = 11;  // 2 x L - 1
+    EXPECT_EQ(dll.Get(handle, 1001, text, &size, 3), E_INVALIDARG);
+    EXPECT_EQ(size, 12u);
+    EXPECT_EQ(text[0], L'#');  // nothing copied
+    EXPECT_EQ(dll.Get(handle, 1001, text, &size, 3), S_OK);  // 2 x L: the terminator is copied too
+    EXPECT_STREQ(text, L"pex2.5");
+    EXPECT_EQ(text[7], L'#');
+
+    // A failing read of a key gives nothing for that key.
+    platform.FailMethod("IPolicyConfigVistaClient::GetPropertyValue", E_ACCESSDENIED);
+    size = 16;
+    EXPECT_EQ(dll.Get(handle, 1001, text, &size, 1), S_OK);
+    EXPECT_EQ(size, 0u);
+
+    // Without the policy-configuration object: logged, and the empty text.
+    platform.FailMethod("CoCreateInstance(PolicyConfig)", REGDB_E_CLASSNOTREG);
+    size = 16;
+    EXPECT_EQ(dll.Get(handle, 2001, text, &size, 1), S_OK);
+    EXPECT_EQ(size, 0u);
+    EXPECT_TRUE(log.Has(2, kExports, L"`anonymous-namespace'::GetApoVersion",
+                        L"Cannot create instance for IPolicyConfigVistaClient. " + Failure(REGDB_E_CLASSNOTREG)));
+    EXPECT_EQ(dll.Close(handle), S_OK);
+    EXPECT_EQ(platform.References("IPolicyConfigVistaClient"), 0);
+}
+
+}  // namespace
+}  // namespace kelix::test
