@@ -1,0 +1,236 @@
+// PP API wire format: every request record against bytes written out by hand
+// from the record tables, and the module list parser on replies that lie.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "core/KnownModules.h"
+#include "core/ModuleList.h"
+#include "core/PpApiRequests.h"
+
+namespace kelix {
+namespace {
+
+// "37 ce e9 ba" -> {0x37, 0xce, 0xe9, 0xba}; blanks and '|' separate nothing but help the eye.
+std::vector<std::uint8_t> Hex(const std::string& text) {
+    std::vector<std::uint8_t> bytes;
+    std::string digits;
+    for (char c : text) {
+        if (std::isxdigit(static_cast<unsigned char>(c))) digits.push_back(c);
+        if (digits.size() == 2) {
+            bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits, nullptr, 16)));
+            digits.clear();
+        }
+    }
+    return bytes;
+}
+
+template <std::size_t Size>
+std::vector<std::uint8_t> Bytes(const KsRecord<Size>& record) {
+    return std::vector<std::uint8_t>(record.begin(), record.end());
+}
+
+// Property sets and GUIDs in wire order, copied from the tables.
+const std::string kPpSet = "37 ce e9 ba 99 aa c7 4b 9b df 4c bf 3d 23 e1 b9";
+const std::string kTag = "7e 2f 8e c1 3d 93 65 49 b7 d1 1e ef 22 8d 2a f3";
+const std::string kAmdSet = "bd fc 07 82 1a c8 1b 44 96 b5 4a 0c f0 86 65 ad";
+const std::string kEngineSet = "dc 82 2f 3a 6f 88 aa 4b 9e b4 08 2b 90 25 c5 36";
+// {CBDD3DB0-85AE-4466-B18D-504FD8E7082B}
+const Guid kModule{0xCBDD3DB0, 0x85AE, 0x4466, {0xB1, 0x8D, 0x50, 0x4F, 0xD8, 0xE7, 0x08, 0x2B}};
+const std::string kModuleBytes = "b0 3d dd cb ae 85 66 44 b1 8d 50 4f d8 e7 08 2b";
+// {B5FCC815-1F49-4F4E-B04C-05F3A383EFFF}
+const Guid kAmdModule{0xB5FCC815, 0x1F49, 0x4F4E, {0xB0, 0x4C, 0x05, 0xF3, 0xA3, 0x83, 0xEF, 0xFF}};
+const std::string kAmdModuleBytes = "15 c8 fc b5 49 1f 4e 4f b0 4c 05 f3 a3 83 ef ff";
+
+TEST(PpApiRequestTest, RecordsMatchTheTables) {
+    const PpModuleAddress module{0x11, 2, kModule};
+    struct Case {
+        const char* name;
+        std::vector<std::uint8_t> built;
+        std::string expected;
+    };
+    const Case cases[] = {
+        {"version, pin 1", Bytes(PpShortHeader(kPpVersion, kKsPropertyGet, 1)),
+         kPpSet + "| 00 00 00 00 | 01 00 00 00 | 01 00 00 00 | 00 00 00 00"},
+        {"module list, pin 0x0102", Bytes(PpModuleHeader(kPpModuleList, kKsPropertyGet, 0x0102)),
+         kPpSet + "| 01 00 00 00 | 01 00 00 00 | 02 01 00 00 | 00 00 00 00 |" + kTag},
+        {"instantiation state", Bytes(PpModuleRequest(kPpInstantiationState, kKsPropertyGet, module)),
+         kPpSet + "| 06 00 00 00 | 01 00 00 00 | 11 00 00 00 | 00 00 00 00 |" + kTag + "| 02 00 00 00 |" +
+             kModuleBytes},
+        {"direct request", Bytes(PpModuleRequest(kPpModuleRequest, kKsPropertySet, {3, 1, kModule})),
+         kPpSet + "| 05 00 00 00 | 02 00 00 00 | 03 00 00 00 | 00 00 00 00 |" + kTag + "| 01 00 00 00 |" +
+             kModuleBytes},
+        {"enable set", Bytes(PpModuleEnableRequest(kKsPropertySet, module, 1)),
+         kPpSet + "| 02 00 00 00 | 02 00 00 00 | 11 00 00 00 | 00 00 00 00 |" + kTag + "| 02 00 00 00 |" +
+             kModuleBytes + "| 01"},
+        {"enable get", Bytes(PpModuleEnableRequest(kKsPropertyGet, module, 0)),
+         kPpSet + "| 02 00 00 00 | 01 00 00 00 | 11 00 00 00 | 00 00 00 00 |" + kTag + "| 02 00 00 00 |" +
+             kModuleBytes + "| 00"},
+        {"parameter set 127", Bytes(PpModuleParameterRequest(kKsPropertySet, module, 127, 1)),
+         kPpSet + "| 03 00 00 00 | 02 00 00 00 | 11 00 00 00 | 00 00 00 00 |" + kTag + "| 02 00 00 00 |" +
+             kModuleBytes + "| 7f 00 00 00 | 01"},
+        {"parameter get", Bytes(PpModuleParameterRequest(kKsPropertyGet, {0, 0, kModule}, 0x01020304, 0)),
+         kPpSet + "| 03 00 00 00 | 01 00 00 00 | 00 00 00 00 | 00 00 00 00 |" + kTag + "| 00 00 00 00 |" +
+             kModuleBytes + "| 04 03 02 01 | 00"},
+        {"AMD instantiation", Bytes(AmdInstantiationRequest(kAmdModule)),
+         kAmdSet + "| 01 00 00 00 | 01 00 00 00 |" + kAmdModuleBytes + "| 02 00 00 00 | 00 00 00 00"},
+        {"AMD parameter set", Bytes(AmdParameterRequest(kKsPropertySet, kAmdModule, 2, 45)),
+         kAmdSet + "| 00 00 00 00 | 02 00 00 00 |" + kAmdModuleBytes + "| 02 00 00 00 | 2d 00 00 00"},
+        {"audio-engine descriptor, node 5", Bytes(AudioEngineDescriptorRequest(5)),
+         kEngineSet + "| 06 00 00 00 | 01 00 00 10 | 05 00 00 00 | 00 00 00 00"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(c.built, Hex(c.expected)) << c.name;
+    }
+}
+
+TEST(PpApiRequestTest, ValueBuffersAndSmallReplies) {
+    const std::vector<std::uint8_t> value{0xAA, 0xBB, 0xCC};
+    const auto buffer = ParameterValueBuffer(kPpParameterBufferSize, value);
+    ASSERT_TRUE(buffer.has_value());
+    ASSERT_EQ(buffer->size(), 64004u);
+    EXPECT_EQ(std::vector<std::uint8_t>(buffer->begin(), buffer->begin() + 8),
+              Hex("03 00 00 00 aa bb cc 00"));
+    EXPECT_EQ(std::count(buffer->begin() + 7, buffer->end(), 0), 64004 - 7);
+
+    const std::vector<std::uint8_t> large(64001, 1);
+    EXPECT_TRUE(ParameterValueBuffer(kPpParameterBufferSize, std::span(large).first(64000)).has_value());
+    EXPECT_FALSE(ParameterValueBuffer(kPpParameterBufferSize, large).has_value());
+    EXPECT_TRUE(ParameterValueBuffer(kAmdParameterBufferSize, std::span(large).first(4092)).has_value());
+    EXPECT_FALSE(ParameterValueBuffer(kAmdParameterBufferSize, std::span(large).first(4093)).has_value());
+
+    const auto descriptor = ParseAudioEngineDescriptor(Hex("00 00 00 00 07 00 00 00 02 00 00 00"));
+    ASSERT_TRUE(descriptor.has_value());
+    EXPECT_EQ(descriptor->offloadPinId, 7u);
+    EXPECT_EQ(descriptor->loopbackPinId, 2u);
+    EXPECT_FALSE(ParseAudioEngineDescriptor(Hex("00 00 00 00 07 00 00 00 02 00 00")).has_value());
+    EXPECT_EQ(ReadU32(Hex("01 02 03 04 05"), 1), 0x05040302u);
+    EXPECT_EQ(ReadU32(Hex("01 02 03 04 05"), 2), 0u);
+    EXPECT_EQ(ReadU32(Hex("01 02 03 04 05"), 9), 0u);
+}
+
+// A reply: header words, then descriptors (type, id, name, version), then `extra` stray bytes.
+struct Descriptor {
+    std::uint32_t type;
+    Guid id;
+    std::string name;
+    std::string version;
+};
+std::vector<std::uint8_t> Reply(std::uint32_t totalSize, std::uint32_t count, const std::vector<Descriptor>& modules,
+                                std::size_t extra = 0) {
+    std::vector<std::uint8_t> bytes(8 + modules.size() * 148 + extra, 0x5A);
+    std::memcpy(bytes.data(), &totalSize, 4);
+    std::memcpy(bytes.data() + 4, &count, 4);
+    std::size_t at = 8;
+    for (const Descriptor& module : modules) {
+        std::memcpy(bytes.data() + at, &module.type, 4);
+        std::memcpy(bytes.data() + at + 4, &module.id, 16);
+        std::memset(bytes.data() + at + 20, 0, 128);
+        std::memcpy(bytes.data() + at + 20, module.name.data(), std::min<std::size_t>(module.name.size(), 64));
+        std::memcpy(bytes.data() + at + 84, module.version.data(), std::min<std::size_t>(module.version.size(), 64));
+        at += 148;
+    }
+    return bytes;
+}
+
+TEST(ModuleListTest, OnlyWhatFitsTheBytesReceived) {
+    const Descriptor first{2, kModule, "krelo", "1.4.2.7"};
+    const Descriptor second{7, kAmdModule, std::string(64, 'N'), std::string(64, 'V')};
+    struct Case {
+        const char* name;
+        std::vector<std::uint8_t> reply;
+        std::uint32_t totalSize;
+        std::uint32_t count;
+        std::size_t parsed;
+    };
+    const Case cases[] = {
+        {"nothing", {}, 0, 0, 0},
+        {"short header", Hex("08 00 00 00 01 00 00"), 0, 0, 0},
+        {"empty list", Reply(8, 0, {}), 8, 0, 0},
+        {"two modules", Reply(304, 2, {first, second}), 304, 2, 2},
+        {"count beyond the bytes", Reply(304, 2, {first}, 147), 304, 2, 1},
+        {"one byte short of a descriptor", Reply(156, 1, {}, 147), 156, 1, 0},
+        {"count of 0xFFFFFFFF", Reply(8, 0xFFFFFFFF, {first}), 8, 0xFFFFFFFF, 1},
+        {"count below the bytes", Reply(304, 1, {first, second}), 304, 1, 1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        // An exact-size copy, so that the sanitizer sees a read past the end.
+        const std::vector<std::uint8_t> reply(c.reply);
+        const ModuleList list = ParseModuleList(reply);
+        EXPECT_EQ(list.totalSize, c.totalSize);
+        EXPECT_EQ(list.count, c.count);
+        ASSERT_EQ(list.descriptors.size(), c.parsed);
+        if (c.parsed > 0) {
+            EXPECT_EQ(list.descriptors[0].type, 2u);
+            EXPECT_EQ(list.descriptors[0].id, kModule);
+            EXPECT_EQ(DescriptorText(list.descriptors[0].name), "krelo");
+            EXPECT_EQ(DescriptorText(list.descriptors[0].version), "1.4.2.7");
+        }
+        if (c.parsed > 1) {
+            // Texts without a terminator end with their field.
+            EXPECT_EQ(list.descriptors[1].type, 7u);
+            EXPECT_EQ(DescriptorText(list.descriptors[1].name), std::string(64, 'N'));
+            EXPECT_EQ(DescriptorText(list.descriptors[1].version), std::string(64, 'V'));
+        }
+    }
+}
+
+TEST(ModuleListTest, DescriptorTextsAndTypeNames) {
+    ModuleDescriptor descriptor{};
+    std::memset(descriptor.version, 'x', sizeof descriptor.version);
+    SetDescriptorText(descriptor.version, "1.3.1-lite");
+    EXPECT_EQ(DescriptorText(descriptor.version), "1.3.1-lite");
+    EXPECT_EQ(descriptor.version[63], '\0');
+    SetDescriptorText(descriptor.version, std::string(70, 'y'));
+    EXPECT_EQ(DescriptorText(descriptor.version), std::string(63, 'y'));
+    EXPECT_EQ(WidenText("n\xE9"), std::wstring(L"n\u00E9"));
+
+    EXPECT_STREQ(ModuleTypeName(0), L"SFX");
+    EXPECT_STREQ(ModuleTypeName(1), L"MFX");
+    EXPECT_STREQ(ModuleTypeName(2), L"EFX");
+    EXPECT_STREQ(ModuleTypeName(3), L"Unknown module type");
+    EXPECT_STREQ(ModuleTypeName(7), L"Unknown module type");
+}
+
+// "{CBDD3DB0-85AE-4466-B18D-504FD8E7082B}" -> the GUID, by the registry text layout.
+Guid GuidFromText(const std::string& text) {
+    const std::vector<std::uint8_t> b = Hex(text);
+    return Guid{static_cast<std::uint32_t>(b[0] << 24 | b[1] << 16 | b[2] << 8 | b[3]),
+                static_cast<std::uint16_t>(b[4] << 8 | b[5]), static_cast<std::uint16_t>(b[6] << 8 | b[7]),
+                {b[8], b[9], b[10], b[11], b[12], b[13], b[14], b[15]}};
+}
+
+TEST(KnownModulesTest, VersionTextsByModuleId) {
+    struct Case {
+        const char* id;
+        const char* version;  // null: unspecific
+    };
+    const Case cases[] = {
+        {"{849F0D73-1678-4D57-8C78-61C548253993}", "1.0.0"},
+        {"{F5151CC1-D8AA-4F79-8A05-7AB55D8B7A39}", "1.0.0"},
+        {"{2F20FF4C-587D-4EA5-BD72-F246351DEFE6}", "1.2.0"},
+        {"{D11B4F61-42FA-43BB-997C-8D2B026D11C8}", "2.10.0-lite"},
+        {"{56A9EA76-3745-4CC0-815C-A621FAA8C9CB}", "1.4.2-lite"},
+        {"{CFE115BD-8AEA-40BC-A764-AD9C18FEE730}", nullptr},  // an AMD row is no PP module
+    };
+    for (const Case& c : cases) {
+        const auto version = KnownModuleVersion(GuidFromText(c.id));
+        if (c.version == nullptr) {
+            EXPECT_FALSE(version.has_value()) << c.id;
+        } else {
+            EXPECT_EQ(version.value_or("none"), c.version) << c.id;
+        }
+    }
+    ASSERT_EQ(AmdModules().size(), 7u);
+    EXPECT_EQ(AmdModules()[0].id, GuidFromText("{CFE115BD-8AEA-40BC-A764-AD9C18FEE730}"));
+    EXPECT_EQ(AmdModules()[3].id, kAmdModule);
+    EXPECT_EQ(AmdModules()[3].version, "1.4.1");
+}
+
+}  // namespace
+}  // namespace kelix
