@@ -1,5 +1,6 @@
 // The built-in simulated audio platform of `pexctl --simulate`: two render
-// endpoints (speakers, the default, and headphones) with their usual properties.
+// endpoints (speakers, the default, and headphones) with their usual
+// properties; the speakers carry the PEX 2.10 and KRELO 1.4 effects.
 #pragma once
 
 #include <memory>

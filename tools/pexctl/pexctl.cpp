@@ -270,15 +270,22 @@ int Dump(const Options& options, Session& session) {
 
 int Demo(const Options& options, Session& session) {
     Print(L"Opened endpoint %s\n", session.Handle());
+    // Scalars, then an array parameter: a band count and two arrays of 20 values.
+    std::vector<std::wstring> bands{L"2"};
+    for (int i = 0; i < 40; ++i) bands.push_back(std::to_wstring(i < 20 ? 100 + i * 10 : -i));
     const struct {
         kelix::ParameterId id;
-        INT32 value;
-    } writes[] = {{KELIX_PEX_POSTGAIN, -6}, {KELIX_PEX_BYPASS, 0}, {KELIX_KRELO_POST_GAIN, 3}};
+        std::vector<std::wstring> value;
+    } writes[] = {{KELIX_PEX_POSTGAIN, {L"-6"}},
+                  {KELIX_PEX_BYPASS, {L"0"}},
+                  {KELIX_KRELO_POST_GAIN, {L"3"}},
+                  {KELIX_PEX_IEQ_BANDS, bands}};
     for (const auto& write : writes) {
-        if (const int failed = Set(options, session, write.id, {std::to_wstring(write.value)})) return failed;
+        if (const int failed = Set(options, session, write.id, write.value)) return failed;
         if (const int failed = Get(options, session, write.id)) return failed;
     }
     if (const int failed = Get(options, session, KELIX_PEX_VERSION)) return failed;
+    if (const int failed = Get(options, session, KELIX_KRELO_VERSION)) return failed;
     const HRESULT hr = session.Close();
     if (FAILED(hr)) return Fail(L"closing the endpoint", hr);
     Print(L"Closed\n");
