@@ -1,0 +1,223 @@
+#include "core/DspValueShaping.h"
+
+#include <algorithm>
+#include <cstring>
+#include <cwctype>
+
+namespace kelix {
+namespace {
+
+std::vector<std::int32_t> Words(const std::uint8_t* bytes, std::uint32_t size) {
+    std::vector<std::int32_t> words(size / 4);
+    if (!words.empty()) std::memcpy(words.data(), bytes, words.size() * 4);
+    return words;
+}
+
+std::vector<std::uint8_t> WithTail(const std::vector<std::int32_t>& words, const std::uint8_t* blob, std::uint32_t size) {
+    std::vector<std::uint8_t> bytes(words.size() * 4 + size % 4);
+    if (!words.empty()) std::memcpy(bytes.data(), words.data(), words.size() * 4);
+    if (size % 4 != 0) std::memcpy(bytes.data() + words.size() * 4, blob + size / 4 * 4, size % 4);
+    return bytes;
+}
+
+std::uint32_t ReadU32(const std::uint8_t* bytes) {
+    std::uint32_t word;
+    std::memcpy(&word, bytes, 4);
+    return word;
+}
+
+void Put(std::uint8_t* buffer, std::uint32_t size, std::uint32_t at, std::uint32_t word) {
+    if (std::uint64_t{at} + 4 <= size) std::memcpy(buffer + at, &word, 4);
+}
+
+// Copies count bytes of the reply from `from` to the buffer at `to`, clipped to both.
+void Copy(std::uint8_t* buffer, std::uint32_t size, std::uint32_t to, const std::uint8_t* reply, std::uint32_t length,
+          std::uint32_t from, std::uint64_t count) {
+    if (to >= size || from >= length) return;
+    count = std::min<std::uint64_t>({count, size - to, length - from});
+    std::memcpy(buffer + to, reply + from, static_cast<std::size_t>(count));
+}
+
+// Reply sizes of the fixed information blocks.
+std::optional<std::uint32_t> FixedReplySize(ParameterId id, std::wstring_view moduleVersion) {
+    switch (id) {
+        case 2125: {  // krelo-regulator-tuning-info: 160 bytes below "1.4.1", 720 from it on
+            const auto version = ParseModuleVersion(moduleVersion);
+            const bool older = version && *version < std::array<int, 3>{1, 4, 1};
+            return older ? 160u : 720u;
+        }
+        case 2126: return 80;   // krelo-vis-bands
+        case 2127: return 352;  // krelo-mb-compressor-tuning-info
+        case 2128: return 4;    // krelo-limiter-gain
+        default: return std::nullopt;
+    }
+}
+
+// The replies that carry a caller structure (DspReplyLayoutOf). False when the
+// id has none: then nothing is copied and the read still succeeds.
+bool RebuildCallerStructure(ParameterId id, const std::uint8_t* reply, std::uint32_t length, std::uint8_t* buffer,
+                            std::uint32_t callerSize, DspReadResult& result) {
+    const auto tooSmall = [&](std::uint64_t need) {
+        result.status = LayoutStatus::InvalidArgument;
+        result.size = static_cast<std::uint32_t>(std::min<std::uint64_t>(need, UINT32_MAX));
+        return true;
+    };
+    switch (DspReplyLayoutOf(id)) {
+        case ReplyLayout::StoreLayout1114:
+        case ReplyLayout::StoreLayout1123: {  // the caller's structure is the store layout without length words
+            const std::uint64_t need = length >= 8 ? length - 8 : 0;
+            if (callerSize < need) return tooSmall(need);
+            std::uint32_t size = callerSize;
+            if (StoredToCaller(id, reply, length, buffer, &size).status != LayoutStatus::Ok) return tooSmall(size);
+            return true;
+        }
+        case ReplyLayout::CountedWords: {  // [word count, caller structure]
+            const std::uint64_t need = length >= 4 ? length - 4 : 0;
+            if (callerSize < need) return tooSmall(need);
+            Copy(buffer, callerSize, 0, reply, length, 4, need);
+            return true;
+        }
+        case ReplyLayout::None:
+            break;
+    }
+    return false;
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> ReshapeBlobForDsp(ParameterId id, const std::uint8_t* blob, std::uint32_t size,
+                                            bool moduleIsVersion100) {
+    if (blob == nullptr) size = 0;
+    switch (id) {
+        case 2108: {  // [k, ...]: drop k, then the word at position k
+            std::vector<std::int32_t> words = Words(blob, size);
+            if (words.empty()) break;
+            const std::int32_t k = words.front();
+            words.erase(words.begin());
+            if (k >= 0 && static_cast<std::size_t>(k) < words.size()) words.erase(words.begin() + k);
+            return WithTail(words, blob, size);
+        }
+        case 2116: {  // [n, (6, six words) x n]: drop each record's length word
+            std::vector<std::int32_t> words = Words(blob, size);
+            if (words.empty()) break;
+            const std::int32_t n = words.front();
+            std::size_t position = 1;
+            for (std::int32_t record = 0; record < n && position < words.size(); ++record, position += 6) {
+                words.erase(words.begin() + static_cast<std::ptrdiff_t>(position));
+            }
+            return WithTail(words, blob, size);
+        }
+        case 2109:
+        case 2122:
+            if (size >= 4) return std::vector<std::uint8_t>(blob + 4, blob + size);
+            return {};
+        case 2107:
+            if (moduleIsVersion100) {
+                if (size >= 4) return std::vector<std::uint8_t>(blob + 4, blob + size);
+                return {};
+            }
+            break;
+        default:
+            break;
+    }
+    return std::vector<std::uint8_t>(blob, blob + size);
+}
+
+std::optional<std::array<int, 3>> ParseModuleVersion(std::wstring_view text) {
+    std::array<int, 3> numbers{};
+    std::size_t at = 0;
+    for (std::size_t part = 0; part < 3; ++part) {
+        if (part > 0) {
+            if (at >= text.size() || text[at] != L'.') return std::nullopt;
+            ++at;
+        }
+        while (at < text.size() && std::iswspace(text[at])) ++at;
+        bool negative = false;
+        if (at < text.size() && (text[at] == L'-' || text[at] == L'+')) negative = text[at++] == L'-';
+        const std::size_t digits = at;
+        long long value = 0;
+        while (at < text.size() && text[at] >= L'0' && text[at] <= L'9') {
+            value = std::min<long long>(value * 10 + (text[at++] - L'0'), 0x7FFFFFFF);
+        }
+        if (at == digits) return std::nullopt;
+        numbers[part] = static_cast<int>(negative ? -value : value);
+    }
+    return numbers;
+}
+
+ReplyLayout DspReplyLayoutOf(ParameterId id) {
+    switch (id) {
+        case 1114: return ReplyLayout::StoreLayout1114;
+        case 1123: return ReplyLayout::StoreLayout1123;
+        case 1141: return ReplyLayout::CountedWords;
+        default: return ReplyLayout::None;
+    }
+}
+
+DspReadResult ShapeDspReply(ParameterId id, const std::uint8_t* reply, std::uint32_t length,
+                            std::wstring_view moduleVersion, std::uint8_t* buffer, std::uint32_t callerSize) {
+    DspReadResult result;
+    result.size = length;
+    if (reply == nullptr) length = 0;
+    if (buffer == nullptr) callerSize = 0;
+    const auto tooSmall = [&](std::uint64_t need) {
+        result.status = LayoutStatus::InvalidArgument;
+        result.size = static_cast<std::uint32_t>(std::min<std::uint64_t>(need, UINT32_MAX));
+        return result;
+    };
+    const auto fits = [&](std::uint64_t need) { return callerSize >= need; };
+
+    if (length == 4) {
+        if (!fits(4)) return tooSmall(4);
+        Copy(buffer, callerSize, 0, reply, length, 0, 4);
+        result.copied = true;
+        return result;
+    }
+    if (const auto fixed = FixedReplySize(id, moduleVersion)) {
+        result.size = *fixed;
+        if (!fits(*fixed)) return tooSmall(*fixed);
+        if (length >= *fixed) {
+            Copy(buffer, callerSize, 0, reply, length, 0, *fixed);
+            result.copied = true;
+        }
+        return result;
+    }
+    switch (id) {
+        case 1162:  // pex_nelp-drc-metadata
+        case 2108:  // the set-side reshaping is not undone on reads
+        case 2109:
+        case 2116:
+        case 2122:
+            if (!fits(length)) return tooSmall(length);
+            Copy(buffer, callerSize, 0, reply, length, 0, length);
+            break;
+        case 2105: {  // [n, n bytes]
+            const std::uint32_t n = length >= 4 ? std::min(ReadU32(reply), length - 4) : 0;
+            if (!fits(std::uint64_t{n} + 4)) return tooSmall(std::uint64_t{n} + 4);
+            Put(buffer, callerSize, 0, n);
+            Copy(buffer, callerSize, 4, reply, length, 4, n);
+            break;
+        }
+        case 2107: {
+            if (moduleVersion == L"1.0.0") {  // the module sends the gains without their count
+                if (!fits(std::uint64_t{length} + 4)) return tooSmall(std::uint64_t{length} + 4);
+                Put(buffer, callerSize, 0, length / 4);
+                Copy(buffer, callerSize, 4, reply, length, 0, length);
+                break;
+            }
+            const std::uint32_t n = length >= 4 ? std::min(ReadU32(reply), (length - 4) / 4) : 0;
+            if (!fits(4 + std::uint64_t{n} * 4)) return tooSmall(4 + std::uint64_t{n} * 4);
+            Put(buffer, callerSize, 0, n);
+            Copy(buffer, callerSize, 4, reply, length, 4, std::uint64_t{n} * 4);
+            break;
+        }
+        default:
+            if (!RebuildCallerStructure(id, reply, length, buffer, callerSize, result)) return result;
+            if (result.status != LayoutStatus::Ok) return result;
+            break;
+    }
+    result.copied = true;
+    return result;
+}
+
+}  // namespace kelix

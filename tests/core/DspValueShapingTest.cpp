@@ -1,0 +1,125 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <numeric>
+
+#include "core/DspValueShaping.h"
+
+namespace kelix {
+namespace {
+
+std::vector<std::uint8_t> Bytes(const std::vector<std::int32_t>& words) {
+    std::vector<std::uint8_t> bytes(words.size() * 4);
+    if (!words.empty()) std::memcpy(bytes.data(), words.data(), bytes.size());
+    return bytes;
+}
+
+std::vector<std::int32_t> Iota(std::size_t count, std::int32_t first) {
+    std::vector<std::int32_t> words(count);
+    std::iota(words.begin(), words.end(), first);
+    return words;
+}
+
+std::vector<std::int32_t> Join(std::initializer_list<std::vector<std::int32_t>> parts) {
+    std::vector<std::int32_t> all;
+    for (const auto& part : parts) all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+TEST(ReshapeBlobForDspTest, BytesSentPerParameter) {
+    struct Case {
+        ParameterId id;
+        bool version100;
+        std::vector<std::int32_t> blob;
+        std::vector<std::int32_t> sent;
+    };
+    const Case cases[] = {
+        {2108, false, {2, 11, 12, 13, 14}, {11, 12, 14}},
+        {2108, false, {0, 11, 12}, {12}},
+        {2108, false, {7, 11, 12}, {11, 12}},  // a position past the end removes nothing more
+        {2108, false, {-1, 11}, {11}},
+        {2116, false, Join({{2, 6}, Iota(6, 1), {6}, Iota(6, 7)}), Join({{2}, Iota(12, 1)})},
+        {2116, false, {5, 6, 1}, {5, 1}},  // more records claimed than sent
+        {2109, false, Join({{20}, Iota(20, 1)}), Iota(20, 1)},
+        {2122, true, Join({{8}, Iota(8, 1)}), Iota(8, 1)},
+        {2107, true, {3, 1, 2, 3}, {1, 2, 3}},
+        {2107, false, {3, 1, 2, 3}, {3, 1, 2, 3}},
+        {1114, false, Join({{1, 20}, Iota(20, 1)}), Join({{1, 20}, Iota(20, 1)})},
+    };
+    for (const Case& c : cases) {
+        const std::vector<std::uint8_t> blob = Bytes(c.blob);
+        EXPECT_EQ(ReshapeBlobForDsp(c.id, blob.data(), static_cast<std::uint32_t>(blob.size()), c.version100),
+                  Bytes(c.sent))
+            << c.id;
+    }
+    const std::uint8_t odd[] = {1, 0, 0, 0, 9, 0, 0, 0, 0xAB};
+    EXPECT_EQ(ReshapeBlobForDsp(2108, odd, sizeof odd, false), (std::vector<std::uint8_t>{9, 0, 0, 0, 0xAB}));
+    EXPECT_TRUE(ReshapeBlobForDsp(2109, odd, 3, false).empty());
+    EXPECT_TRUE(ReshapeBlobForDsp(2105, nullptr, 12, false).empty());
+}
+
+TEST(ParseModuleVersionTest, ThreeNumbersOrNothing) {
+    using Version = std::array<int, 3>;
+    EXPECT_EQ(ParseModuleVersion(L"1.4.1"), (Version{1, 4, 1}));
+    EXPECT_EQ(ParseModuleVersion(L"1.3.1-lite"), (Version{1, 3, 1}));
+    EXPECT_EQ(ParseModuleVersion(L"2.10.0-lite"), (Version{2, 10, 0}));
+    EXPECT_EQ(ParseModuleVersion(L"2.10"), std::nullopt);
+    EXPECT_EQ(ParseModuleVersion(L""), std::nullopt);
+    EXPECT_EQ(ParseModuleVersion(L"krelo-amd"), std::nullopt);
+}
+
+struct ReadCase {
+    const char* name;
+    ParameterId id;
+    const wchar_t* version;
+    std::vector<std::uint8_t> reply;
+    std::uint32_t callerSize;
+    LayoutStatus status;
+    std::uint32_t size;                  // written back
+    std::vector<std::uint8_t> expected;  // the caller's buffer afterwards (checked when non-empty)
+};
+
+TEST(ShapeDspReplyTest, RepliesIntoCallerBuffers) {
+    const std::vector<std::uint8_t> tuning(720, 0x5A);
+    const ReadCase cases[] = {
+        {"one word", 2104, L"1.4.2", Bytes({-3}), 4, LayoutStatus::Ok, 4, Bytes({-3})},
+        {"one word, short buffer", 2104, L"1.4.2", Bytes({-3}), 3, LayoutStatus::InvalidArgument, 4, {}},
+        {"tuning info below 1.4.1", 2125, L"1.3.1", tuning, 160, LayoutStatus::Ok, 160,
+         std::vector<std::uint8_t>(160, 0x5A)},
+        {"tuning info of 1.4.1", 2125, L"1.4.1", tuning, 160, LayoutStatus::InvalidArgument, 720, {}},
+        {"tuning info, version not parsed", 2125, L"2.10", tuning, 719, LayoutStatus::InvalidArgument, 720, {}},
+        {"vis bands, 40 bytes", 2126, L"1.4.2", std::vector<std::uint8_t>(80, 1), 40, LayoutStatus::InvalidArgument,
+         80, {}},
+        {"vis bands, short reply", 2126, L"1.4.2", std::vector<std::uint8_t>(40, 1), 80, LayoutStatus::Ok, 80,
+         std::vector<std::uint8_t>(80, 0xEE)},
+        {"thresholds as sent", 2108, L"1.4.2", Bytes({1, 2, 3}), 12, LayoutStatus::Ok, 12, Bytes({1, 2, 3})},
+        {"filter configuration", 2105, L"1.4.2", {3, 0, 0, 0, 7, 8, 9, 0}, 7, LayoutStatus::Ok, 8,
+         {3, 0, 0, 0, 7, 8, 9}},
+        {"gains of 1.0.0", 2107, L"1.0.0", Bytes({5, 6}), 12, LayoutStatus::Ok, 8, Bytes({2, 5, 6})},
+        {"gains of 1.0.0, short buffer", 2107, L"1.0.0", Bytes({5, 6}), 11, LayoutStatus::InvalidArgument, 12, {}},
+        {"gains with their count", 2107, L"1.4.2", Bytes({2, 5, 6}), 12, LayoutStatus::Ok, 12, Bytes({2, 5, 6})},
+        {"ieq bands", 1114, L"2.10.0-lite", Bytes(Join({{2, 20}, Iota(20, 1), {20}, Iota(20, 21)})), 164,
+         LayoutStatus::Ok, 172, Bytes(Join({{2}, Iota(40, 1)}))},
+        {"ieq bands, short buffer", 1114, L"2.10.0-lite", Bytes(Join({{2, 20}, Iota(20, 1), {20}, Iota(20, 21)})), 163,
+         LayoutStatus::InvalidArgument, 164, {}},
+        {"regulator tuning", 1123, L"2.10.0-lite",
+         Bytes(Join({{4, 20}, Iota(20, 1), {20}, Iota(20, 21), {20}, Iota(20, 41), {20}, Iota(20, 61)})), 332,
+         LayoutStatus::Ok, 340, Bytes(Join({{4}, Iota(80, 1), {0, 0}}))},
+        {"partial output mode", 1141, L"2.10.0-lite", Bytes({4, 9, 2, 30, 31}), 16, LayoutStatus::Ok, 20,
+         Bytes({9, 2, 30, 31})},
+        {"other ids copy nothing", 2110, L"1.4.2", Bytes({1, 2}), 8, LayoutStatus::Ok, 8,
+         std::vector<std::uint8_t>(8, 0xEE)},
+    };
+    for (const ReadCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<std::uint8_t> buffer(c.callerSize, 0xEE);
+        const DspReadResult result = ShapeDspReply(c.id, c.reply.data(), static_cast<std::uint32_t>(c.reply.size()),
+                                                   c.version, buffer.data(), c.callerSize);
+        EXPECT_EQ(result.status, c.status);
+        EXPECT_EQ(result.size, c.size);
+        if (!c.expected.empty()) EXPECT_EQ(buffer, c.expected);
+    }
+}
+
+}  // namespace
+}  // namespace kelix
