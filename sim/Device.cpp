@@ -1,9 +1,9 @@
 #include "sim/Device.h"
 
-#include <cstring>
 #include <new>
 #include <utility>
 
+#include "sim/FilterDevice.h"
 #include "sim/PropertyStore.h"
 
 namespace sim {
@@ -42,7 +42,11 @@ HRESULT Device::Activate(REFIID iid, DWORD /*clsCtx*/, PROPVARIANT* /*activation
     return ActivateInterface(iid, out);
 }
 
-HRESULT Device::ActivateInterface(REFIID /*iid*/, void** /*out*/) noexcept { return E_NOINTERFACE; }
+HRESULT Device::ActivateInterface(REFIID iid, void** out) noexcept {
+    TopologyModel* topology = State()->Topology(endpoint_.Id());
+    if (topology == nullptr) return E_NOINTERFACE;  // no DSP attached: no device topology, like Wine's endpoints
+    return ActivateTopologyInterface(State(), *topology, iid, out);
+}
 
 HRESULT Device::OpenPropertyStore(DWORD stgmAccess, IPropertyStore** store) {
     ClearOut(store);
@@ -66,13 +70,7 @@ HRESULT Device::GetId(LPWSTR* id) {
     ClearOut(id);
     if (const HRESULT hr = Enter("IMMDevice::GetId"); FAILED(hr)) return hr;
     if (id == nullptr) return E_POINTER;
-    const std::wstring& own = endpoint_.Id();
-    const size_t bytes = (own.size() + 1) * sizeof(wchar_t);
-    auto* copy = static_cast<LPWSTR>(CoTaskMemAlloc(bytes));
-    if (copy == nullptr) return E_OUTOFMEMORY;
-    std::memcpy(copy, own.c_str(), bytes);
-    *id = copy;
-    return S_OK;
+    return TaskMemCopy(endpoint_.Id(), id);
 }
 
 HRESULT Device::GetState(DWORD* state) {

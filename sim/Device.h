@@ -34,8 +34,8 @@ private:
     Device(std::shared_ptr<PlatformState> state, Endpoint& endpoint) noexcept;
     ~Device() override = default;
 
-    // The interfaces Activate can make for this endpoint. None yet: each one the endpoint offers
-    // (the device topology, the KS control) gets its case here.
+    // The interfaces Activate can make for this endpoint: with a DSP attached, its device topology
+    // and the DSP's IKsControl; without one, none.
     HRESULT ActivateInterface(REFIID iid, void** out) noexcept;
 
     Endpoint& endpoint_;

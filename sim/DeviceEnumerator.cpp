@@ -6,6 +6,7 @@
 
 #include "sim/Device.h"
 #include "sim/DeviceCollection.h"
+#include "sim/FilterDevice.h"
 
 namespace sim {
 
@@ -70,9 +71,14 @@ HRESULT DeviceEnumerator::GetDevice(LPCWSTR id, IMMDevice** device) {
     ClearOut(device);
     if (const HRESULT hr = Enter("IMMDeviceEnumerator::GetDevice"); FAILED(hr)) return hr;
     if (id == nullptr || device == nullptr) return E_POINTER;
-    Endpoint* found = State()->Find(id);
-    if (found == nullptr) return kNotFound;
-    return Device::Create(State(), *found, __uuidof(IMMDevice), reinterpret_cast<void**>(device));
+    if (Endpoint* found = State()->Find(id); found != nullptr) {
+        return Device::Create(State(), *found, __uuidof(IMMDevice), reinterpret_cast<void**>(device));
+    }
+    // The KS filters of the device topologies are devices too.
+    if (TopologyModel* filter = State()->Topology(id); filter != nullptr) {
+        return FilterDevice::Create(State(), *filter, __uuidof(IMMDevice), reinterpret_cast<void**>(device));
+    }
+    return kNotFound;
 }
 
 HRESULT DeviceEnumerator::RegisterEndpointNotificationCallback(IMMNotificationClient* client) {

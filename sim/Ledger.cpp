@@ -11,6 +11,12 @@ constexpr std::array<std::string_view, static_cast<size_t>(Kind::Count)> kKindNa
     "IMMDevice",
     "IPropertyStore",
     "IPolicyConfigVistaClient",
+    "IDeviceTopology",
+    "IPart",
+    "IPartsList",
+    "IAudioInputSelector",
+    "IAudioOutputSelector",
+    "IKsControl",
 };
 
 size_t Index(Kind kind) { return static_cast<size_t>(kind); }

@@ -10,7 +10,20 @@ namespace sim {
 
 // Kinds of simulated COM objects, one per object class. An object answering several interfaces
 // (IMMDevice with IMMEndpoint) is one kind, named after its main interface.
-enum class Kind : size_t { DeviceEnumerator, DeviceCollection, Device, PropertyStore, PolicyConfig, Count };
+enum class Kind : size_t {
+    DeviceEnumerator,
+    DeviceCollection,
+    Device,  // endpoint devices and the KS filter devices of the device topology
+    PropertyStore,
+    PolicyConfig,
+    DeviceTopology,
+    Part,  // connectors (IPart with IConnector) and subunits (IPart with ISubunit)
+    PartsList,
+    InputSelector,
+    OutputSelector,
+    KsControl,
+    Count
+};
 
 // Live simulated objects and the references held on them, per kind. Every object reports its
 // birth (with its first reference), each AddRef and Release, and its death.

@@ -31,6 +31,43 @@ constexpr std::string_view kMethods[] = {
     "IPropertyStore::Commit",
     "CoCreateInstance(PolicyConfig)",
     "IPolicyConfigVistaClient::GetPropertyValue",
+    "IDeviceTopology::GetConnectorCount",
+    "IDeviceTopology::GetConnector",
+    "IDeviceTopology::GetSubunitCount",
+    "IDeviceTopology::GetSubunit",
+    "IDeviceTopology::GetPartById",
+    "IDeviceTopology::GetDeviceId",
+    "IDeviceTopology::GetSignalPath",
+    "IConnector::GetType",
+    "IConnector::GetDataFlow",
+    "IConnector::ConnectTo",
+    "IConnector::Disconnect",
+    "IConnector::IsConnected",
+    "IConnector::GetConnectedTo",
+    "IConnector::GetConnectorIdConnectedTo",
+    "IConnector::GetDeviceIdConnectedTo",
+    "IPart::GetName",
+    "IPart::GetLocalId",
+    "IPart::GetGlobalId",
+    "IPart::GetPartType",
+    "IPart::GetSubType",
+    "IPart::GetControlInterfaceCount",
+    "IPart::GetControlInterface",
+    "IPart::EnumPartsIncoming",
+    "IPart::EnumPartsOutgoing",
+    "IPart::GetTopologyObject",
+    "IPart::Activate",
+    "IPart::RegisterControlChangeCallback",
+    "IPart::UnregisterControlChangeCallback",
+    "IPartsList::GetCount",
+    "IPartsList::GetPart",
+    "IAudioInputSelector::GetSelection",
+    "IAudioInputSelector::SetSelection",
+    "IAudioOutputSelector::GetSelection",
+    "IAudioOutputSelector::SetSelection",
+    "IKsControl::KsProperty",
+    "IKsControl::KsMethod",
+    "IKsControl::KsEvent",
 };
 
 }  // namespace
@@ -65,17 +102,23 @@ HRESULT MethodTable::Enter(std::string_view method) noexcept {
     Record& record = found->second;
     ++record.calls;
     if (record.remaining == 0) return S_OK;
+    if (record.skip > 0) {
+        --record.skip;
+        return S_OK;
+    }
     if (record.remaining > 0) --record.remaining;
     return record.failure;
 }
 
-void MethodTable::Fail(std::string_view method, HRESULT hr, int times) {
+void MethodTable::Fail(std::string_view method, HRESULT hr, int times, int skip) {
     if (times < -1) throw std::invalid_argument("times must be -1 or a count");
+    if (skip < 0) throw std::invalid_argument("skip must not be negative");
     if (SUCCEEDED(hr)) throw std::invalid_argument("an injected failure must be a failure HRESULT");
     std::lock_guard lock(mutex_);
     Record& record = Lookup(method);
     record.failure = hr;
     record.remaining = times;
+    record.skip = skip;
 }
 
 void MethodTable::Clear() {
@@ -83,7 +126,17 @@ void MethodTable::Clear() {
     for (auto& [name, record] : records_) {
         record.failure = S_OK;
         record.remaining = 0;
+        record.skip = 0;
     }
+}
+
+std::vector<std::string> MethodTable::Called() const {
+    std::vector<std::string> called;
+    std::lock_guard lock(mutex_);
+    for (std::string_view method : kMethods) {
+        if (records_.find(method)->second.calls > 0) called.emplace_back(method);
+    }
+    return called;
 }
 
 int MethodTable::Calls(std::string_view method) const {

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace sim {
 
@@ -22,10 +23,12 @@ public:
     HRESULT Enter(std::string_view method) noexcept;
 
     // times = -1: every call until Clear; otherwise the next `times` calls (0 removes the failure).
-    // hr must be a failure code.
-    void Fail(std::string_view method, HRESULT hr, int times);
+    // The first `skip` calls pass before the failure starts. hr must be a failure code.
+    void Fail(std::string_view method, HRESULT hr, int times, int skip = 0);
     void Clear();
     int Calls(std::string_view method) const;
+    // The methods called at least once, in table order.
+    std::vector<std::string> Called() const;
 
     static bool Known(std::string_view method);
 
@@ -34,6 +37,7 @@ private:
         int calls = 0;
         HRESULT failure = S_OK;
         int remaining = 0;  // -1: until cleared
+        int skip = 0;       // calls to pass before the failure applies
     };
     Record& Lookup(std::string_view method);
     const Record& Lookup(std::string_view method) const;

@@ -40,9 +40,22 @@ Endpoint* Platform::Find(const std::wstring& id) { return state_->Find(id); }
 
 void Platform::FailMethod(const std::string& method, HRESULT hr, int times) { state_->methods.Fail(method, hr, times); }
 
+void Platform::FailMethodCall(const std::string& method, int call, HRESULT hr) {
+    if (call < 1) throw std::invalid_argument("call counts from 1");
+    state_->methods.Fail(method, hr, 1, call - 1);
+}
+
 void Platform::ClearFailures() { state_->methods.Clear(); }
 
 int Platform::Calls(const std::string& method) const { return state_->methods.Calls(method); }
+
+std::vector<std::string> Platform::CalledMethods() const { return state_->methods.Called(); }
+
+Dsp& Platform::AddDsp(DspConfig config) { return state_->AddDsp(std::move(config)); }
+
+void Platform::AttachDsp(Endpoint& endpoint, Dsp& dsp, TopologyConfig topology) {
+    state_->AttachDsp(endpoint, dsp, topology);
+}
 
 long Platform::References(const std::string& kind) const { return state_->ledger.References(KindNamed(kind)); }
 

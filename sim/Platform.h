@@ -17,9 +17,12 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "sim/Dsp.h"
 #include "sim/Endpoint.h"
 #include "sim/Installation.h"
+#include "sim/Topology.h"
 
 namespace sim {
 
@@ -55,13 +58,27 @@ public:
     // (interface pointers and GetId's string). QueryInterface, AddRef and Release are not methods
     // here. Throws std::invalid_argument for an unknown name or a success hr.
     void FailMethod(const std::string& method, HRESULT hr, int times = -1);
+    // Only the call-th call of method from now on (1: the next one) fails with hr.
+    void FailMethodCall(const std::string& method, int call, HRESULT hr);
     void ClearFailures();
     // How often a method was called (failed calls included). Throws for an unknown name.
     int Calls(const std::string& method) const;
+    // The methods called at least once, e.g. to make each call of a sequence fail in turn.
+    std::vector<std::string> CalledMethods() const;
+
+    // A DSP (sim/Dsp.h) and the device topology that leads an endpoint to it (sim/Topology.h).
+    // Several endpoints may attach one DSP; each gets filters of its own. An endpoint without a
+    // DSP has no device topology: Activate(IDeviceTopology) answers E_NOINTERFACE. Throws
+    // std::invalid_argument for an endpoint of another platform or one attached already.
+    Dsp& AddDsp(DspConfig config);
+    void AttachDsp(Endpoint& endpoint, Dsp& dsp, TopologyConfig topology = {});
 
     // References held on live simulated objects, by kind: "IMMDeviceEnumerator",
-    // "IMMDeviceCollection", "IMMDevice", "IPropertyStore" (IMMEndpoint counts with its IMMDevice
-    // object), "IPolicyConfigVistaClient". Throws std::invalid_argument for an unknown kind.
+    // "IMMDeviceCollection", "IMMDevice" (endpoints, and the KS filters of device topologies),
+    // "IPropertyStore" (IMMEndpoint counts with its IMMDevice object), "IPolicyConfigVistaClient",
+    // "IDeviceTopology", "IPart" (IConnector and ISubunit count with their part), "IPartsList",
+    // "IAudioInputSelector", "IAudioOutputSelector", "IKsControl". Throws std::invalid_argument
+    // for an unknown kind.
     long References(const std::string& kind) const;
     long TotalReferences() const;
     // Live simulated objects, by the same kinds.

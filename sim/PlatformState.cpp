@@ -54,4 +54,29 @@ Endpoint* PlatformState::Default(EDataFlow flow, ERole role) const {
     return nullptr;
 }
 
+Dsp& PlatformState::AddDsp(DspConfig config) {
+    auto dsp = std::make_unique<Dsp>(std::move(config));
+    std::lock_guard lock(mutex_);
+    dsps_.push_back(std::move(dsp));
+    return *dsps_.back();
+}
+
+void PlatformState::AttachDsp(const Endpoint& endpoint, Dsp& dsp, const TopologyConfig& config) {
+    if (Find(endpoint.Id()) != &endpoint) throw std::invalid_argument("endpoint of another platform");
+    std::lock_guard lock(mutex_);
+    for (const auto& topology : topologies_) {
+        if (topology->deviceId == endpoint.Id()) throw std::invalid_argument("endpoint already has a topology");
+    }
+    auto built = BuildTopology(endpoint.Id(), dsp, config, ++attachments_);
+    for (auto& topology : built) topologies_.push_back(std::move(topology));
+}
+
+TopologyModel* PlatformState::Topology(std::wstring_view deviceId) const {
+    std::lock_guard lock(mutex_);
+    for (const auto& topology : topologies_) {
+        if (topology->deviceId == deviceId) return topology.get();
+    }
+    return nullptr;
+}
+
 }  // namespace sim

@@ -11,9 +11,12 @@
 #include <utility>
 #include <vector>
 
+#include "sim/Dsp.h"
 #include "sim/Endpoint.h"
 #include "sim/Ledger.h"
 #include "sim/MethodTable.h"
+#include "sim/Topology.h"
+#include "sim/TopologyModel.h"
 
 namespace sim {
 
@@ -38,10 +41,21 @@ public:
     // active endpoint of that flow, or (automatic) the flow has no active endpoint.
     Endpoint* Default(EDataFlow flow, ERole role) const;
 
+    // DSPs and the device topologies that lead to them; never removed, so their addresses stay
+    // valid as long as this state.
+    Dsp& AddDsp(DspConfig config);
+    // Throws std::invalid_argument when the endpoint is not this platform's or already has a topology.
+    void AttachDsp(const Endpoint& endpoint, Dsp& dsp, const TopologyConfig& config);
+    // The topology of a device id: an endpoint's (null without a DSP) or a KS filter's.
+    TopologyModel* Topology(std::wstring_view deviceId) const;
+
 private:
     mutable std::mutex mutex_;
     std::vector<std::unique_ptr<Endpoint>> endpoints_;
     std::map<std::pair<EDataFlow, ERole>, std::wstring> defaults_;
+    std::vector<std::unique_ptr<Dsp>> dsps_;
+    std::vector<std::unique_ptr<TopologyModel>> topologies_;
+    int attachments_ = 0;
 };
 
 }  // namespace sim

@@ -1,5 +1,8 @@
 #include "sim/TrackedObject.h"
 
+#include <objbase.h>
+
+#include <cstring>
 #include <utility>
 
 namespace sim {
@@ -10,6 +13,15 @@ TrackedObject::TrackedObject(std::shared_ptr<PlatformState> state, Kind kind) no
 }
 
 TrackedObject::~TrackedObject() { state_->ledger.Died(kind_); }
+
+HRESULT TaskMemCopy(const std::wstring& text, LPWSTR* out) noexcept {
+    const size_t bytes = (text.size() + 1) * sizeof(wchar_t);
+    auto* copy = static_cast<LPWSTR>(CoTaskMemAlloc(bytes));
+    if (copy == nullptr) return E_OUTOFMEMORY;
+    std::memcpy(copy, text.c_str(), bytes);
+    *out = copy;
+    return S_OK;
+}
 
 ULONG TrackedObject::AddRefTracked() noexcept {
     state_->ledger.AddRef(kind_);

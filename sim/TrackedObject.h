@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "sim/Ledger.h"
@@ -41,6 +42,9 @@ template <class T>
 void ClearOut(T** out) noexcept {
     if (out != nullptr) *out = nullptr;
 }
+
+// A CoTaskMemAlloc copy of text for a string out-parameter (GetId and the like).
+HRESULT TaskMemCopy(const std::wstring& text, LPWSTR* out) noexcept;
 
 // Hands a new object (holding its creation reference) to the caller as riid, then drops the
 // creation reference: the caller ends up with the only reference, or the object is gone.

@@ -1,0 +1,246 @@
+// The simulated DSP as a driver: strict about every request, answering the PP API and the AMD
+// set from its state, and recording what it received.
+#include <devicetopology.h>
+
+#include <cstring>
+#include <functional>
+#include <vector>
+
+#include "API/Kelix3PexControl/KsProperty.h"
+#include "SimTestSupport.h"
+#include "core/PpApiRequests.h"
+
+namespace simtest {
+namespace {
+
+// {CBDD3DB0-85AE-4466-B18D-504FD8E7082B} and an AMD row.
+constexpr GUID kModule = {0xCBDD3DB0, 0x85AE, 0x4466, {0xB1, 0x8D, 0x50, 0x4F, 0xD8, 0xE7, 0x08, 0x2B}};
+constexpr GUID kAmdRow = {0xB5FCC815, 0x1F49, 0x4F4E, {0xB0, 0x4C, 0x05, 0xF3, 0xA3, 0x83, 0xEF, 0xFF}};
+constexpr UINT32 kPin = 1;
+const HRESULT kSetNotFound = HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND);
+const HRESULT kTooSmall = HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER);
+
+kelix::Guid Wire(const GUID& guid) {
+    kelix::Guid out;
+    std::memcpy(&out, &guid, sizeof out);
+    return out;
+}
+
+const kelix::PpModuleAddress kAddress{kPin, 2, Wire(kModule)};
+
+class SimDsp : public SimFixture {
+protected:
+    void SetUp() override {
+        SimFixture::SetUp();
+        dsp = &platform.AddDsp({.modules = {{.id = kModule, .type = 2, .name = "krelo", .version = "9.9"}},
+                                .amdModules = {{.id = kAmdRow, .instantiated = true}}});
+        platform.AttachDsp(*platform.Find(kRender), *dsp);
+        ASSERT_HR(S_OK, Device(kRender)->Activate(__uuidof(IKsControl), CLSCTX_ALL, nullptr, &control));
+    }
+
+    void TearDown() override {
+        control.Reset();
+        SimFixture::TearDown();
+    }
+
+    // Sends a record (any bytes) with a data buffer.
+    HRESULT Send(std::vector<BYTE> property, std::vector<BYTE>* data, ULONG* returned = nullptr) {
+        ULONG count = 0;
+        return control->KsProperty(reinterpret_cast<PKSPROPERTY>(property.data()), static_cast<ULONG>(property.size()),
+                                   data != nullptr ? data->data() : nullptr,
+                                   data != nullptr ? static_cast<ULONG>(data->size()) : 0,
+                                   returned != nullptr ? returned : &count);
+    }
+
+    template <size_t Size>
+    static std::vector<BYTE> Bytes(const kelix::KsRecord<Size>& record) {
+        return std::vector<BYTE>(record.begin(), record.end());
+    }
+
+    static std::vector<BYTE> ValueBuffer(size_t size, std::vector<BYTE> value) {
+        return *kelix::ParameterValueBuffer(size, value);
+    }
+
+    sim::Dsp* dsp = nullptr;
+    ComPtr<IKsControl> control;
+};
+
+TEST_F(SimDsp, AnswersWellFormedRequestsFromItsState) {
+    std::vector<BYTE> word(5, 0xEE);
+    ULONG returned = 0;
+    EXPECT_HR(S_OK, Send(Bytes(kelix::PpShortHeader(kelix::kPpVersion, kelix::kKsPropertyGet, kPin)), &word, &returned));
+    EXPECT_EQ(std::vector<BYTE>(word.begin(), word.begin() + 4), (std::vector<BYTE>{1, 0, 0, 0}));
+    EXPECT_EQ(returned, 4u);
+
+    const auto listRequest = Bytes(kelix::PpModuleHeader(kelix::kPpModuleList, kelix::kKsPropertyGet, kPin));
+    EXPECT_HR(S_OK, Send(listRequest, nullptr, &returned));
+    EXPECT_EQ(returned, 8u + 148u);
+    std::vector<BYTE> list(returned);
+    EXPECT_HR(S_OK, Send(listRequest, &list, &returned));
+    EXPECT_EQ(kelix::ReadU32(list, 4), 1u);
+    EXPECT_EQ(std::memcmp(list.data() + 12, &kModule, 16), 0);
+    EXPECT_STREQ(reinterpret_cast<const char*>(list.data() + 28), "krelo");
+    std::vector<BYTE> shortList(list.size() - 1);
+    EXPECT_HR(kTooSmall, Send(listRequest, &shortList));
+
+    // Enable state and parameters: SETs change the state that GETs read.
+    std::vector<BYTE> flag{0};
+    EXPECT_HR(S_OK, Send(Bytes(kelix::PpModuleEnableRequest(kelix::kKsPropertySet, kAddress, 1)), &flag));
+    EXPECT_FALSE(dsp->Enabled(kModule));
+    flag = {7};
+    EXPECT_HR(S_OK, Send(Bytes(kelix::PpModuleEnableRequest(kelix::kKsPropertyGet, kAddress, 0)), &flag));
+    EXPECT_EQ(flag[0], 0);
+
+    std::vector<BYTE> value = ValueBuffer(kelix::kPpParameterBufferSize, {1, 2, 3, 4, 5});
+    EXPECT_HR(S_OK, Send(Bytes(kelix::PpModuleParameterRequest(kelix::kKsPropertySet, kAddress, 127, 1)), &value));
+    EXPECT_EQ(dsp->Parameter(kModule, 127), (std::vector<BYTE>{1, 2, 3, 4, 5}));
+    std::vector<BYTE> reply(kelix::kPpParameterBufferSize, 0xEE);
+    EXPECT_HR(S_OK, Send(Bytes(kelix::PpModuleParameterRequest(kelix::kKsPropertyGet, kAddress, 127, 0)), &reply,
+                         &returned));
+    EXPECT_EQ(std::vector<BYTE>(reply.begin(), reply.begin() + 10), (std::vector<BYTE>{5, 0, 0, 0, 1, 2, 3, 4, 5, 0xEE}));
+    EXPECT_EQ(returned, 9u);
+    dsp->SetParameterReplyLength(kModule, 127, 720);
+    EXPECT_HR(S_OK, Send(Bytes(kelix::PpModuleParameterRequest(kelix::kKsPropertyGet, kAddress, 127, 1)), &reply,
+                         &returned));
+    EXPECT_EQ(kelix::ReadU32(reply, 0), 720u);
+    EXPECT_EQ(reply[8], 5);
+    EXPECT_EQ(reply[9], 0);
+    EXPECT_EQ(returned, 724u);
+
+    std::vector<BYTE> instantiated{0};
+    EXPECT_HR(S_OK, Send(Bytes(kelix::PpModuleRequest(kelix::kPpInstantiationState, kelix::kKsPropertyGet, kAddress)),
+                         &instantiated));
+    EXPECT_EQ(instantiated[0], 1);
+    std::vector<BYTE> word8(8, 0);
+    EXPECT_HR(S_OK, Send(Bytes(kelix::PpModuleRequest(kelix::kPpModuleRequest, kelix::kKsPropertySet, kAddress)), &word8));
+
+    std::vector<BYTE> amd(8, 0);
+    EXPECT_HR(S_OK, Send(Bytes(kelix::AmdInstantiationRequest(Wire(kAmdRow))), &amd));
+    EXPECT_EQ(amd[0], 1);
+    std::vector<BYTE> amdValue = ValueBuffer(kelix::kAmdParameterBufferSize, {9, 9});
+    EXPECT_HR(S_OK, Send(Bytes(kelix::AmdParameterRequest(kelix::kKsPropertySet, Wire(kAmdRow), 2, 45)), &amdValue));
+    EXPECT_EQ(dsp->Parameter(kAmdRow, 45), (std::vector<BYTE>{9, 9}));
+
+    std::vector<BYTE> descriptor(12, 0);
+    EXPECT_HR(S_OK, Send(Bytes(kelix::AudioEngineDescriptorRequest(7)), &descriptor));
+    EXPECT_EQ(kelix::ReadU32(descriptor, 4), 1u);
+
+    // Every request is on record as sent.
+    const std::vector<sim::KsRequest> requests = dsp->Requests();
+    ASSERT_EQ(requests.size(), 14u);
+    EXPECT_EQ(requests[0].device, kRender);
+    EXPECT_EQ(requests[0].property, Bytes(kelix::PpShortHeader(kelix::kPpVersion, kelix::kKsPropertyGet, kPin)));
+    EXPECT_EQ(requests[0].dataLength, 5u);
+    EXPECT_TRUE(requests[1].nullData);
+    EXPECT_HR(kTooSmall, requests[3].result);
+    EXPECT_EQ(requests[6].Id(), 3u);
+    EXPECT_EQ(requests[6].Flags(), 2u);
+    EXPECT_EQ(requests[6].Word(68), 127u);
+    EXPECT_EQ(requests[6].data, ValueBuffer(kelix::kPpParameterBufferSize, {1, 2, 3, 4, 5}));
+}
+
+TEST_F(SimDsp, RefusesMalformedRequests) {
+    const auto version = Bytes(kelix::PpShortHeader(kelix::kPpVersion, kelix::kKsPropertyGet, kPin));
+    const auto parameterSet = Bytes(kelix::PpModuleParameterRequest(kelix::kKsPropertySet, kAddress, 20, 1));
+    const auto enableGet = Bytes(kelix::PpModuleEnableRequest(kelix::kKsPropertyGet, kAddress, 0));
+    const auto amd = Bytes(kelix::AmdInstantiationRequest(Wire(kAmdRow)));
+    const auto changed = [](std::vector<BYTE> bytes, size_t offset, BYTE value) {
+        bytes.at(offset) = value;
+        return bytes;
+    };
+    const auto shortened = [](std::vector<BYTE> bytes) {
+        bytes.pop_back();
+        return bytes;
+    };
+    struct Case {
+        const char* name;
+        std::vector<BYTE> property;
+        size_t dataLength;
+        HRESULT expected;
+    };
+    const Case cases[] = {
+        {"version, one byte short", shortened(version), 5, E_INVALIDARG},
+        {"version as SET", changed(version, 20, 2), 5, E_INVALIDARG},
+        {"version on another pin", changed(version, 24, 2), 5, E_INVALIDARG},
+        {"reserved word set", changed(version, 28, 1), 5, E_INVALIDARG},
+        {"reply room of 3 bytes", version, 3, kTooSmall},
+        {"unknown PP id", changed(version, 16, 9), 5, kNotFound},
+        {"unknown set", changed(version, 0, 0x38), 5, kSetNotFound},
+        {"shorter than a KSPROPERTY", std::vector<BYTE>(version.begin(), version.begin() + 20), 5, E_INVALIDARG},
+        {"request tag changed", changed(parameterSet, 40, 0), kelix::kPpParameterBufferSize, E_INVALIDARG},
+        {"unknown module id", changed(parameterSet, 60, 0), kelix::kPpParameterBufferSize, kNotFound},
+        {"wrong module type", changed(parameterSet, 48, 1), kelix::kPpParameterBufferSize, kNotFound},
+        {"parameter SET with trailing 0", changed(parameterSet, 72, 0), kelix::kPpParameterBufferSize, E_INVALIDARG},
+        {"parameter buffer of 64003", parameterSet, kelix::kPpParameterBufferSize - 1, E_INVALIDARG},
+        {"enable GET with trailing 1", changed(enableGet, 68, 1), 1, E_INVALIDARG},
+        {"enable GET into 2 bytes", enableGet, 2, E_INVALIDARG},
+        {"AMD word 40 not 2", changed(amd, 40, 3), 8, E_INVALIDARG},
+        {"AMD row unknown", changed(amd, 30, 0), 8, kNotFound},
+        {"AMD reply room of 7", amd, 7, kTooSmall},
+    };
+    for (const Case& c : cases) {
+        std::vector<BYTE> data(c.dataLength, 0);
+        EXPECT_HR(c.expected, Send(c.property, &data)) << c.name;
+    }
+    // A value length beyond the buffer's room.
+    std::vector<BYTE> value(kelix::kPpParameterBufferSize, 0);
+    value[0] = 0x01;
+    value[1] = 0xFA;  // 64001
+    EXPECT_HR(E_INVALIDARG, Send(parameterSet, &value));
+    // A null buffer with a length, and null pointers.
+    ULONG returned = 0;
+    EXPECT_HR(HRESULT_FROM_WIN32(ERROR_NOACCESS),
+              control->KsProperty(reinterpret_cast<PKSPROPERTY>(std::vector<BYTE>(version).data()), 32, nullptr, 5,
+                                  &returned));
+    EXPECT_HR(E_POINTER, control->KsProperty(nullptr, 32, nullptr, 0, &returned));
+    EXPECT_FALSE(dsp->Parameter(kModule, 20).has_value());
+    EXPECT_EQ(dsp->Requests().size(), std::size(cases) + 3);
+}
+
+TEST_F(SimDsp, InjectedFailuresAndMalformedReplies) {
+    const auto version = Bytes(kelix::PpShortHeader(kelix::kPpVersion, kelix::kKsPropertyGet, kPin));
+    const auto listRequest = Bytes(kelix::PpModuleHeader(kelix::kPpModuleList, kelix::kKsPropertyGet, kPin));
+    dsp->Fail(sim::DspRequest::Version, E_ABORT, 1);
+    dsp->Fail(sim::DspRequest::ModuleListSize, E_ACCESSDENIED);
+    std::vector<BYTE> word(5);
+    EXPECT_HR(E_ABORT, Send(version, &word));
+    EXPECT_HR(S_OK, Send(version, &word));
+    EXPECT_HR(E_ACCESSDENIED, Send(listRequest, nullptr));
+    EXPECT_HR(E_ACCESSDENIED, Send(listRequest, nullptr));
+    dsp->ClearFailures();
+
+    ULONG returned = 0;
+    dsp->SetModuleListSize(8 << 20);
+    EXPECT_HR(S_OK, Send(listRequest, nullptr, &returned));
+    EXPECT_EQ(returned, 8u << 20);
+    dsp->SetModuleListReply({0x20, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 1, 2});
+    std::vector<BYTE> list(64, 0);
+    EXPECT_HR(S_OK, Send(listRequest, &list, &returned));
+    EXPECT_EQ(returned, 10u);
+    EXPECT_EQ(kelix::ReadU32(list, 4), 0xFFFFFFFFu);
+
+    // A platform-level failure stops the request before the DSP sees it.
+    dsp->ClearRequests();
+    platform.FailMethod("IKsControl::KsProperty", E_FAIL, 1);
+    EXPECT_HR(E_FAIL, Send(version, &word));
+    EXPECT_TRUE(dsp->Requests().empty());
+}
+
+TEST_F(SimDsp, FiltersWithoutTheFirmware) {
+    sim::Dsp& bare = platform.AddDsp({.audioEngine = false, .ppApi = false});
+    platform.AttachDsp(*platform.Find(kRenderSecond), bare);
+    ComPtr<IKsControl> other;
+    ASSERT_HR(S_OK, Device(kRenderSecond)->Activate(__uuidof(IKsControl), CLSCTX_ALL, nullptr, &other));
+    std::vector<BYTE> data(12);
+    ULONG returned = 0;
+    const auto version = kelix::PpShortHeader(kelix::kPpVersion, kelix::kKsPropertyGet, 1);
+    EXPECT_HR(kSetNotFound, kelix::SendKsProperty(other.Get(), version, data.data(), 5, &returned));
+    EXPECT_HR(kSetNotFound, kelix::SendKsProperty(other.Get(), kelix::AudioEngineDescriptorRequest(0), data.data(),
+                                                  12, &returned));
+    EXPECT_HR(kSetNotFound, kelix::SendKsProperty(other.Get(), kelix::AmdInstantiationRequest(Wire(kAmdRow)),
+                                                  data.data(), 8, &returned));
+    EXPECT_EQ(bare.Requests().size(), 3u);
+}
+
+}  // namespace
+}  // namespace simtest
