@@ -21,6 +21,12 @@ public:
         assert(text_ == nullptr);
         return &text_;
     }
+    // Hands the string over to the caller, who frees it.
+    BSTR Release() {
+        BSTR text = text_;
+        text_ = nullptr;
+        return text;
+    }
 
 private:
     BSTR text_ = nullptr;

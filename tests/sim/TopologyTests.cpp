@@ -29,6 +29,17 @@ protected:
         return as;
     }
 
+    // Connector 0 of an endpoint's topology.
+    ComPtr<IConnector> FirstConnector(const wchar_t* endpoint) {
+        ComPtr<IDeviceTopology> topology;
+        EXPECT_HR(S_OK, Device(endpoint)->Activate(__uuidof(IDeviceTopology), CLSCTX_ALL, nullptr, &topology));
+        ComPtr<IConnector> connector;
+        if (topology) {
+            EXPECT_HR(S_OK, topology->GetConnector(0, &connector));
+        }
+        return connector;
+    }
+
     static std::vector<ComPtr<IPart>> Incoming(IPart* part) {
         ComPtr<IPartsList> list;
         EXPECT_HR(S_OK, part->EnumPartsIncoming(&list));
@@ -77,10 +88,8 @@ TEST_F(SimTopology, EndpointWithoutDspHasNoTopology) {
 
 TEST_F(SimTopology, StandardPathFromEndpointToTheWaveFilterPins) {
     platform.AttachDsp(*platform.Find(kRender), *dsp, {.subunits = {sim::Selector::Output, sim::Selector::Input}});
-    ComPtr<IDeviceTopology> endpoint;
-    ASSERT_HR(S_OK, Device(kRender)->Activate(__uuidof(IDeviceTopology), CLSCTX_ALL, nullptr, &endpoint));
-    ComPtr<IConnector> first;
-    ASSERT_HR(S_OK, endpoint->GetConnector(0, &first));
+    ComPtr<IConnector> first = FirstConnector(kRender);
+    ASSERT_TRUE(first);
     BOOL connected = FALSE;
     ASSERT_HR(S_OK, first->IsConnected(&connected));
     EXPECT_TRUE(connected);
@@ -157,10 +166,8 @@ TEST_F(SimTopology, ShapesAndLocalIds) {
     platform.AttachDsp(*platform.Find(kRenderSecond), *dsp,
                        {.shape = sim::TopologyShape::NoParts, .topologyFilter = false, .localIdHighWord = 1});
 
-    ComPtr<IDeviceTopology> direct;
-    ASSERT_HR(S_OK, Device(kRender)->Activate(__uuidof(IDeviceTopology), CLSCTX_ALL, nullptr, &direct));
-    ComPtr<IConnector> offload;
-    ASSERT_HR(S_OK, direct->GetConnector(0, &offload));
+    ComPtr<IConnector> offload = FirstConnector(kRender);
+    ASSERT_TRUE(offload);
     BOOL connected = TRUE;
     EXPECT_HR(S_OK, offload->IsConnected(&connected));
     EXPECT_FALSE(connected);
@@ -172,10 +179,8 @@ TEST_F(SimTopology, ShapesAndLocalIds) {
     ComPtr<IConnector> none;
     EXPECT_HR(kNotFound, offload->GetConnectedTo(&none));
 
-    ComPtr<IDeviceTopology> broken;
-    ASSERT_HR(S_OK, Device(kRenderSecond)->Activate(__uuidof(IDeviceTopology), CLSCTX_ALL, nullptr, &broken));
-    ComPtr<IConnector> first;
-    ASSERT_HR(S_OK, broken->GetConnector(0, &first));
+    ComPtr<IConnector> first = FirstConnector(kRenderSecond);
+    ASSERT_TRUE(first);
     ComPtr<IPart> bridge = Connected<IPart>(first.Get());
     ASSERT_TRUE(bridge);
     EXPECT_EQ(LocalId(bridge.Get()), 0x10003u);

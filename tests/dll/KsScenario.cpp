@@ -1,0 +1,96 @@
+#include "KsScenario.h"
+
+#include <propsys.h>
+
+#include <cctype>
+
+#include "DllUnderTest.h"
+
+namespace kelix::test {
+namespace {
+
+LogCapture* capture = nullptr;
+
+class CaptureEnvironment : public testing::Environment {
+public:
+    void SetUp() override { capture = new LogCapture(5); }
+    void TearDown() override { delete capture; }
+};
+const testing::Environment* const kEnvironment = testing::AddGlobalTestEnvironment(new CaptureEnvironment);
+
+constexpr PROPERTYKEY kEndpointGuidKey = {
+    {0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 4};
+constexpr PROPERTYKEY kFormFactorKey = {
+    {0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 0};
+constexpr PROPERTYKEY kFriendlyNameKey = {
+    {0xA45C254E, 0xDF1C, 0x4EFD, {0x80, 0x20, 0x67, 0xD1, 0x46, 0xA8, 0x50, 0xE0}}, 14};
+
+void StoreText(sim::Endpoint& endpoint, const PROPERTYKEY& key, const wchar_t* text) {
+    PROPVARIANT value;
+    value.vt = VT_LPWSTR;
+    value.pwszVal = const_cast<wchar_t*>(text);
+    EXPECT_EQ(endpoint.SetValue(key, value), S_OK);
+}
+
+}  // namespace
+
+LogCapture& Log() { return *capture; }
+
+sim::Endpoint& AddEndpoint(sim::Platform& platform, const EndpointSetup& setup) {
+    sim::Endpoint& endpoint = platform.AddEndpoint({setup.id, setup.flow, setup.state});
+    StoreText(endpoint, kEndpointGuidKey, setup.guid);
+    PROPVARIANT formFactor;
+    formFactor.vt = VT_UI4;
+    formFactor.ulVal = setup.formFactor;
+    EXPECT_EQ(endpoint.SetValue(kFormFactorKey, formFactor), S_OK);
+    StoreText(endpoint, kFriendlyNameKey, setup.name);
+    return endpoint;
+}
+
+sim::Dsp& AttachDsp(sim::Platform& platform, sim::Endpoint& endpoint, sim::DspConfig config,
+                    sim::TopologyConfig topology) {
+    sim::Dsp& dsp = platform.AddDsp(std::move(config));
+    platform.AttachDsp(endpoint, dsp, std::move(topology));
+    return dsp;
+}
+
+std::wstring Failure(const std::wstring& message, HRESULT hr) {
+    wchar_t code[16];
+    _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(hr));
+    return message + code + SystemText(hr);
+}
+
+std::vector<BYTE> Bytes(const std::string& hex) {
+    std::vector<BYTE> bytes;
+    std::string digits;
+    for (char c : hex) {
+        if (std::isxdigit(static_cast<unsigned char>(c))) digits.push_back(c);
+        if (digits.size() == 2) {
+            bytes.push_back(static_cast<BYTE>(std::stoul(digits, nullptr, 16)));
+            digits.clear();
+        }
+    }
+    return bytes;
+}
+
+std::vector<std::wstring> Messages(const std::wstring& function) {
+    std::vector<std::wstring> messages;
+    for (const LogLine& line : Log().Lines()) {
+        if (line.function == function) messages.push_back(line.message);
+    }
+    return messages;
+}
+
+testing::AssertionResult Logged(int level, const std::wstring& function, const std::wstring& message) {
+    for (const LogLine& line : Log().Lines()) {
+        if (line.level == level && line.function == function && line.message == message) {
+            return testing::AssertionSuccess();
+        }
+    }
+    std::string text;
+    for (const LogLine& line : Log().Lines()) text += "\n  " + std::string(line.raw.begin(), line.raw.end());
+    return testing::AssertionFailure() << "no line of level " << level << ": "
+                                       << std::string(message.begin(), message.end()) << text;
+}
+
+}  // namespace kelix::test

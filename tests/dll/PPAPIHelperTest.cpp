@@ -1,0 +1,548 @@
+// CPPAPIHelper::PPInitialize on the simulated platform: the walk over the render endpoints and
+// their device topology, the PP API probe of every candidate pin, the AMD lookup, the module
+// entries and the references the walk takes and gives back.
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "DllUnderTest.h"
+#include "KsScenario.h"
+#include "PPAPIHelper.h"
+#include "sim/Platform.h"
+
+namespace kelix::test {
+namespace {
+
+constexpr wchar_t kWalk[] = L"CPPAPIHelper::PPInitialize";
+constexpr wchar_t kPartWalk[] = L"PPFindConnectorPart";
+
+constexpr wchar_t kHeadphones[] = L"{0.0.0.00000000}.{5a0c0002-0000-4000-8000-000000000002}";
+constexpr wchar_t kHeadphonesGuid[] = L"{5A0C0002-0000-4000-8000-000000000002}";
+constexpr wchar_t kHeadset[] = L"{0.0.0.00000000}.{5a0c0003-0000-4000-8000-000000000003}";
+constexpr wchar_t kHeadsetGuid[] = L"{5A0C0003-0000-4000-8000-000000000003}";
+constexpr GUID kHeadsetEndpoint = {0x5A0C0003, 0x0000, 0x4000, {0x80, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x03}};
+
+std::wstring Text(BSTR text) { return text != nullptr ? std::wstring(text, SysStringLen(text)) : L"(null)"; }
+
+std::wstring GuidString(const GUID& guid) {
+    wchar_t text[64] = {};
+    StringFromGUID2(guid, text, 64);
+    return text;
+}
+
+class PPAPIHelperTest : public testing::Test {
+protected:
+    void SetUp() override {
+        installed.emplace(platform);
+        ASSERT_EQ(installed->Result(), S_OK);
+        Log().Clear();
+    }
+
+    void TearDown() override {
+        helper.ClearModuleList();
+        EXPECT_EQ(platform.TotalReferences(), 0) << "references left on simulated objects";
+    }
+
+    sim::Dsp& Speakers(sim::DspConfig config, sim::TopologyConfig topology = {}) {
+        return AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid}), std::move(config),
+                         std::move(topology));
+    }
+
+    std::vector<std::wstring> Versions() const {
+        std::vector<std::wstring> versions;
+        for (const ModuleEntry& entry : helper.Modules()) versions.push_back(Text(entry.ModuleVersion));
+        return versions;
+    }
+
+    sim::Platform platform;
+    std::optional<sim::Installation> installed;
+    CPPAPIHelper helper;
+};
+
+TEST_F(PPAPIHelperTest, KnownModulesOfEveryActiveRenderEndpointInDeviceOrder) {
+    AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid, 1, L"Speakers"}),
+              {.modules = {{.id = kModulePex, .type = 1, .name = "pex", .version = "2.10.3"}, kKrelo}});
+    AttachDsp(platform, AddEndpoint(platform, {kHeadphones, kHeadphonesGuid, 3, L"Headphones"}), {.ppApi = false});
+    AddEndpoint(platform, {L"{0.0.1.00000000}.{mic}", L"{5A0C0004-0000-4000-8000-000000000004}", 4, L"Mic", eCapture});
+    AddEndpoint(platform, {L"{0.0.0.00000000}.{hdmi}", L"{5A0C0005-0000-4000-8000-000000000005}", 1, L"HDMI", eRender,
+                           DEVICE_STATE_DISABLED});
+    AttachDsp(platform, AddEndpoint(platform, {kHeadset, kHeadsetGuid, 5, L"Headset"}),
+              {.offloadPin = 2, .loopbackPin = 5, .modules = {{.id = kModule100b, .type = 0, .name = "sfx"}}});
+
+    EXPECT_EQ(helper.PPInitialize(GUID_NULL), S_OK);
+    struct Expected {
+        const wchar_t* device;
+        const wchar_t* endpointGuid;
+        UINT32 formFactor;
+        const wchar_t* friendlyName;
+        UINT32 pin;
+        GUID module;
+        UINT32 type;
+        const wchar_t* version;
+        const wchar_t* name;
+    };
+    const Expected expected[] = {
+        {kSpeakers, kSpeakersGuid, 1, L"Speakers", 1, kModulePex, 1, L"2.10.0-lite", L"pex"},
+        {kSpeakers, kSpeakersGuid, 1, L"Speakers", 1, kModule142, 2, L"1.4.2", L"krelo"},
+        {kHeadset, kHeadsetGuid, 5, L"Headset", 2, kModule100b, 0, L"1.0.0", L"sfx"},
+    };
+    ASSERT_EQ(helper.Modules().size(), std::size(expected));
+    for (size_t i = 0; i < std::size(expected); ++i) {
+        SCOPED_TRACE(i);
+        const ModuleEntry& entry = helper.Modules()[i];
+        EXPECT_EQ(Text(entry.DeviceID), expected[i].device);
+        EXPECT_EQ(GuidString(entry.EndpointGuid), expected[i].endpointGuid);
+        EXPECT_EQ(entry.FormFactor, expected[i].formFactor);
+        EXPECT_EQ(Text(entry.FriendlyName), expected[i].friendlyName);
+        EXPECT_NE(entry.KsControl, nullptr);
+        EXPECT_EQ(entry.PinId, expected[i].pin);
+        EXPECT_TRUE(IsEqualGUID(entry.ModuleId, expected[i].module));
+        EXPECT_EQ(entry.ModuleType, expected[i].type);
+        EXPECT_EQ(entry.IsAmd, 0u);
+        EXPECT_EQ(Text(entry.ModuleVersion), expected[i].version);
+        EXPECT_EQ(Text(entry.ModuleName), expected[i].name);
+        EXPECT_EQ(entry.WorkingWord, 0u);
+    }
+    // One reference per entry, nothing else held.
+    EXPECT_EQ(platform.References("IKsControl"), 3);
+    EXPECT_EQ(platform.TotalReferences(), 3);
+
+    EXPECT_TRUE(Logged(4, kWalk, L"Devices count: 3"));
+    EXPECT_TRUE(Logged(4, kWalk, L"Current device id: 2"));
+    EXPECT_TRUE(Logged(4, kWalk, std::wstring(L"Device GUID: ") + kHeadsetGuid));
+    EXPECT_TRUE(Logged(4, kWalk, L"Module id: {D11B4F61-42FA-43BB-997C-8D2B026D11C8}"));
+    EXPECT_TRUE(Logged(4, kWalk, L"Module type: MFX, version: 2.10.3, name: pex"));
+    EXPECT_TRUE(Logged(4, kWalk, L"Module type: SFX, version: , name: sfx"));
+    // The endpoint without the PP API yields nothing and does not stop the walk.
+    EXPECT_TRUE(Logged(3, kWalk, Failure(L"Failed to retrieve version! ", HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND))));
+
+    helper.ClearModuleList();
+    EXPECT_TRUE(helper.Modules().empty());
+    EXPECT_EQ(platform.TotalReferences(), 0);
+
+    // One endpoint asked for by its GUID.
+    Log().Clear();
+    EXPECT_EQ(helper.PPInitialize(kHeadsetEndpoint), S_OK);
+    ASSERT_EQ(helper.Modules().size(), 1u);
+    EXPECT_EQ(Text(helper.Modules()[0].DeviceID), kHeadset);
+    const auto walk = Messages(kWalk);
+    EXPECT_EQ(std::count(walk.begin(), walk.end(), L"Device does not match."), 2);
+    EXPECT_EQ(std::count(walk.begin(), walk.end(), L"Using pin id:  2"), 1);
+}
+
+TEST_F(PPAPIHelperTest, RequestsOnTheWire) {
+    sim::Dsp& dsp = Speakers({.modules = {kKrelo}});
+    ASSERT_EQ(helper.PPInitialize(GUID_NULL), S_OK);
+    ASSERT_EQ(helper.Modules().size(), 1u);
+
+    const std::string ppSet = "37 ce e9 ba 99 aa c7 4b 9b df 4c bf 3d 23 e1 b9";
+    const std::string engineSet = "dc 82 2f 3a 6f 88 aa 4b 9e b4 08 2b 90 25 c5 36";
+    struct Expected {
+        const wchar_t* device;
+        std::vector<BYTE> property;
+        ULONG dataLength;
+        HRESULT result;
+    };
+    // The path ends at the topology filter (no audio engine), then at the wave filter's host
+    // and offload pins; the candidate pins are the offload pin and the loopback pin.
+    const Expected expected[] = {
+        {L"\\\\?\\sim#topology#1", Bytes(engineSet + "06 00 00 00 01 00 00 10 00 00 00 00 00 00 00 00"), 12,
+         HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND)},
+        {L"\\\\?\\sim#wave#1", Bytes(engineSet + "06 00 00 00 01 00 00 10 00 00 00 00 00 00 00 00"), 12, S_OK},
+        {L"\\\\?\\sim#wave#1", Bytes(engineSet + "06 00 00 00 01 00 00 10 01 00 00 00 00 00 00 00"), 12, S_OK},
+        {L"\\\\?\\sim#wave#1", Bytes(ppSet + "00 00 00 00 01 00 00 00 01 00 00 00 00 00 00 00"), 5, S_OK},
+        {L"\\\\?\\sim#wave#1",
+         Bytes(ppSet + "01 00 00 00 01 00 00 00 01 00 00 00 00 00 00 00 7e 2f 8e c1 3d 93 65 49 b7 d1 1e ef 22 8d 2a f3"),
+         0, S_OK},
+        {L"\\\\?\\sim#wave#1",
+         Bytes(ppSet + "01 00 00 00 01 00 00 00 01 00 00 00 00 00 00 00 7e 2f 8e c1 3d 93 65 49 b7 d1 1e ef 22 8d 2a f3"),
+         156, S_OK},
+        {L"\\\\?\\sim#wave#1", Bytes(ppSet + "00 00 00 00 01 00 00 00 02 00 00 00 00 00 00 00"), 5, E_INVALIDARG},
+    };
+    const std::vector<sim::KsRequest> requests = dsp.Requests();
+    ASSERT_EQ(requests.size(), std::size(expected));
+    for (size_t i = 0; i < std::size(expected); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(requests[i].device, expected[i].device);
+        EXPECT_EQ(requests[i].property, expected[i].property);
+        EXPECT_EQ(requests[i].dataLength, expected[i].dataLength);
+        EXPECT_EQ(requests[i].result, expected[i].result);
+    }
+    EXPECT_TRUE(requests[4].nullData);  // the size query
+    EXPECT_TRUE(Logged(3, kPartWalk, Failure(L"Failed to retrieve pin id! ", HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND))));
+    EXPECT_TRUE(Logged(3, kWalk, L"Unexpected wave filter connector type! 4"));
+    EXPECT_TRUE(Logged(3, kWalk, Failure(L"GetSignalPath call failed! ", HRESULT_FROM_WIN32(ERROR_NOT_FOUND))));
+    EXPECT_TRUE(Logged(3, kWalk, Failure(L"Failed to retrieve version! ", E_INVALIDARG)));
+}
+
+// A module list reply: header words and descriptors (type, id, name, version).
+std::vector<BYTE> ListReply(UINT32 totalSize, UINT32 count, const std::vector<sim::DspModule>& modules) {
+    std::vector<BYTE> reply(8 + 148 * modules.size(), 0);
+    std::memcpy(reply.data(), &totalSize, 4);
+    std::memcpy(reply.data() + 4, &count, 4);
+    for (size_t i = 0; i < modules.size(); ++i) {
+        BYTE* at = reply.data() + 8 + 148 * i;
+        std::memcpy(at, &modules[i].type, 4);
+        std::memcpy(at + 4, &modules[i].id, 16);
+        std::memcpy(at + 20, modules[i].name.data(), std::min<size_t>(modules[i].name.size(), 64));
+    }
+    return reply;
+}
+
+TEST_F(PPAPIHelperTest, ProbeOfAPin) {
+    const HRESULT kGenFailure = HRESULT_FROM_WIN32(ERROR_GEN_FAILURE);
+    struct Case {
+        const char* name;
+        std::vector<sim::DspModule> modules;
+        UINT32 apiVersion;
+        std::function<void(sim::Dsp&)> adjust;
+        std::vector<std::wstring> versions;         // of the entries made
+        std::vector<std::pair<int, std::wstring>> lines;  // among the walk's lines
+    };
+    const auto none = [](sim::Dsp&) {};
+    const Case cases[] = {
+        {"version 2", {kKrelo}, 2, none, {}, {{3, L"Version mismatch! 2"}}},
+        {"unknown, then 1.2.0", {{.id = kUnknownModule, .name = "other"}, {.id = kModule120, .name = "k"}}, 1, none,
+         {L"1.2.0"},
+         {{3, L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}"}, {4, L"Modules count: 2, modules size: 304"}}},
+        {"the second 1.0.0 id", {{.id = kModule100b}}, 1, none, {L"1.0.0"}, {}},
+        {"type 7", {{.id = kModule142, .type = 7, .name = "seven", .version = "v"}}, 1, none, {L"1.4.2"},
+         {{4, L"Module type: Unknown module type, version: v, name: seven"}}},
+        {"version request fails", {kKrelo}, 1, [](sim::Dsp& dsp) { dsp.Fail(sim::DspRequest::Version, E_ABORT); }, {},
+         {{3, Failure(L"Failed to retrieve version! ", E_ABORT)}}},
+        {"size query fails", {kKrelo}, 1,
+         [](sim::Dsp& dsp) { dsp.Fail(sim::DspRequest::ModuleListSize, E_ACCESSDENIED); }, {},
+         {{3, Failure(L"Failed to retrieve modules list size! ", E_ACCESSDENIED)}}},
+        {"list read fails", {kKrelo}, 1,
+         [kGenFailure](sim::Dsp& dsp) { dsp.Fail(sim::DspRequest::ModuleList, kGenFailure); }, {},
+         {{3, Failure(L"Failed to read modules list! ", kGenFailure)}}},
+        {"size query of 0", {kKrelo}, 1, [](sim::Dsp& dsp) { dsp.SetModuleListSize(0); }, {},
+         {{4, L"Modules count: 0, modules size: 0"}}},
+        {"size query of 8 MB", {kKrelo}, 1, [](sim::Dsp& dsp) { dsp.SetModuleListSize(8 << 20); }, {L"1.4.2"},
+         {{4, L"Modules count: 1, modules size: 156"}}},
+        {"size query below the list", {kKrelo}, 1, [](sim::Dsp& dsp) { dsp.SetModuleListSize(155); }, {},
+         {{3, Failure(L"Failed to read modules list! ", HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER))}}},
+        {"count beyond the bytes", {}, 1, [](sim::Dsp& dsp) { dsp.SetModuleListReply(ListReply(156, 5, {kKrelo})); },
+         {L"1.4.2"}, {{4, L"Modules count: 5, modules size: 156"}}},
+        {"count 0xFFFFFFFF over a bare header", {}, 1,
+         [](sim::Dsp& dsp) { dsp.SetModuleListReply(ListReply(8, 0xFFFFFFFF, {})); }, {},
+         {{4, L"Modules count: -1, modules size: 8"}}},
+        {"texts without a terminator",
+         {{.id = kModule142, .name = std::string(70, 'n'), .version = std::string(64, 'v')}}, 1, none, {L"1.4.2"},
+         {{4, L"Module type: EFX, version: " + std::wstring(64, L'v') + L", name: " + std::wstring(64, L'n')}}},
+    };
+    installed.reset();  // each case installs a platform of its own
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        sim::Platform scenario;
+        sim::Installation installation(scenario);
+        sim::Dsp& dsp = AttachDsp(scenario, AddEndpoint(scenario, {kSpeakers, kSpeakersGuid}),
+                                  {.apiVersion = c.apiVersion, .modules = c.modules});
+        c.adjust(dsp);
+        Log().Clear();
+        {
+            CPPAPIHelper probe;
+            EXPECT_EQ(probe.PPInitialize(GUID_NULL), S_OK);
+            std::vector<std::wstring> versions;
+            for (const ModuleEntry& entry : probe.Modules()) versions.push_back(Text(entry.ModuleVersion));
+            EXPECT_EQ(versions, c.versions);
+            if (std::string(c.name) == "type 7") {
+                EXPECT_EQ(probe.Modules().at(0).ModuleType, 7u);
+            }
+            if (std::string(c.name) == "texts without a terminator") {
+                EXPECT_EQ(Text(probe.Modules().at(0).ModuleName), std::wstring(64, L'n'));
+            }
+        }
+        for (const auto& [level, message] : c.lines) EXPECT_TRUE(Logged(level, kWalk, message));
+        const auto walk = Messages(kWalk);
+        EXPECT_LE(std::count_if(walk.begin(), walk.end(),
+                                [](const std::wstring& m) { return m.starts_with(L"Unspecific ModuleId"); }),
+                  1);
+        EXPECT_EQ(scenario.TotalReferences(), 0);
+    }
+}
+
+TEST_F(PPAPIHelperTest, EveryCandidatePinIsProbed) {
+    // Pins 1 and 2 both carry the PP API: one entry per pin.
+    Speakers({.ppPins = {1, 2}, .modules = {kKrelo}});
+    ASSERT_EQ(helper.PPInitialize(GUID_NULL), S_OK);
+    ASSERT_EQ(helper.Modules().size(), 2u);
+    EXPECT_EQ(helper.Modules()[0].PinId, 1u);
+    EXPECT_EQ(helper.Modules()[1].PinId, 2u);
+    EXPECT_EQ(helper.Modules()[0].KsControl, helper.Modules()[1].KsControl);
+    EXPECT_EQ(platform.References("IKsControl"), 2);
+}
+
+TEST_F(PPAPIHelperTest, LocalIdsWithAHighWord) {
+    // The descriptor request names the node by the low word; the wave filter's connectors
+    // are candidates with their local ids as they are, and those pins do not exist.
+    sim::Dsp& dsp = Speakers({.modules = {kKrelo}}, {.localIdHighWord = 1});
+    ASSERT_EQ(helper.PPInitialize(GUID_NULL), S_OK);
+    ASSERT_EQ(helper.Modules().size(), 1u);
+    EXPECT_EQ(helper.Modules()[0].PinId, 1u);
+    std::vector<ULONG> nodes;
+    for (const sim::KsRequest& request : dsp.Requests()) {
+        if (request.Flags() == 0x10000001) nodes.push_back(request.Word(24));
+    }
+    EXPECT_EQ(nodes, (std::vector<ULONG>{0, 0, 1}));
+    const auto walk = Messages(kWalk);
+    const std::vector<std::wstring> pins(std::find(walk.begin(), walk.end(), L"Using pin id:  1"), walk.end());
+    EXPECT_EQ(std::count(pins.begin(), pins.end(), L"Using pin id:  65537"), 1);
+    EXPECT_EQ(std::count(pins.begin(), pins.end(), L"Using pin id:  65538"), 1);
+    EXPECT_EQ(std::count(pins.begin(), pins.end(), Failure(L"Failed to retrieve version! ", E_INVALIDARG)), 2);
+}
+
+TEST_F(PPAPIHelperTest, AmdLookupWhenNoPinYieldsAModule) {
+    sim::Dsp& dsp = Speakers({.ppApi = false, .amdModules = {{kAmdRow1, false}, {kAmdRow4, true}}});
+    ASSERT_EQ(helper.PPInitialize(GUID_NULL), S_OK);
+    ASSERT_EQ(helper.Modules().size(), 1u);
+    const ModuleEntry& entry = helper.Modules()[0];
+    EXPECT_EQ(entry.IsAmd, 1u);
+    EXPECT_EQ(entry.ModuleType, 2u);
+    EXPECT_TRUE(IsEqualGUID(entry.ModuleId, kAmdRow4));
+    EXPECT_EQ(Text(entry.ModuleVersion), L"1.4.1");
+    EXPECT_EQ(Text(entry.ModuleName), L"krelo-amd");
+    EXPECT_EQ(Text(entry.DeviceID), kSpeakers);
+    EXPECT_EQ(Text(entry.FriendlyName), L"Speakers");
+    EXPECT_EQ(platform.References("IKsControl"), 1);
+    EXPECT_TRUE(Logged(4, L"CPPAPIHelper::LookForPPModuleConnectorId_AMD", L"Sonavel AMD module info is found, version 1.4.1"));
+
+    // Rows in order until the first that reports itself instantiated.
+    std::vector<sim::KsRequest> amd;
+    for (const sim::KsRequest& request : dsp.Requests()) {
+        if (request.property.size() == 48 && request.property[0] == 0xbd) amd.push_back(request);
+    }
+    ASSERT_EQ(amd.size(), 4u);
+    EXPECT_EQ(amd[0].property, Bytes("bd fc 07 82 1a c8 1b 44 96 b5 4a 0c f0 86 65 ad 01 00 00 00 01 00 00 00 "
+                                     "bd 15 e1 cf ea 8a bc 40 a7 64 ad 9c 18 fe e7 30 02 00 00 00 00 00 00 00"));
+    EXPECT_EQ(amd[0].dataLength, 8u);
+    EXPECT_EQ(amd[3].property, Bytes("bd fc 07 82 1a c8 1b 44 96 b5 4a 0c f0 86 65 ad 01 00 00 00 01 00 00 00 "
+                                     "15 c8 fc b5 49 1f 4e 4f b0 4c 05 f3 a3 83 ef ff 02 00 00 00 00 00 00 00"));
+
+    // Not asked when a pin yields a module.
+    helper.ClearModuleList();
+    installed.reset();
+    sim::Platform other;
+    sim::Installation installation(other);
+    sim::Dsp& both = AttachDsp(other, AddEndpoint(other, {kSpeakers, kSpeakersGuid}),
+                               {.modules = {kKrelo}, .amdModules = {{kAmdRow1, true}}});
+    CPPAPIHelper walk;
+    ASSERT_EQ(walk.PPInitialize(GUID_NULL), S_OK);
+    ASSERT_EQ(walk.Modules().size(), 1u);
+    EXPECT_EQ(walk.Modules()[0].IsAmd, 0u);
+    for (const sim::KsRequest& request : both.Requests()) EXPECT_NE(request.property[0], 0xbd);
+    walk.ClearModuleList();
+}
+
+TEST_F(PPAPIHelperTest, TopologyShapes) {
+    struct Case {
+        const char* name;
+        sim::TopologyConfig topology;
+        std::function<void(sim::Platform&)> adjust;
+        HRESULT result;
+        size_t entries;
+        std::vector<std::tuple<int, const wchar_t*, std::wstring>> lines;
+    };
+    const auto none = [](sim::Platform&) {};
+    const Case cases[] = {
+        {"first connector unconnected Software_IO", {.shape = sim::TopologyShape::Direct}, none, S_OK, 1,
+         {{5, kWalk, L"Next connector..."}}},
+        {"input selector, no topology filter", {.topologyFilter = false, .subunits = {sim::Selector::Input}}, none,
+         S_OK, 1, {{4, kPartWalk, L"Input selector activated."}}},
+        {"output selector refuses", {},
+         [](sim::Platform& p) { p.FailMethod("IAudioOutputSelector::SetSelection", E_ACCESSDENIED); }, S_OK, 1,
+         {{3, kPartWalk, Failure(L"Failed to select output selector! ", E_ACCESSDENIED)}}},
+        {"no parts behind the connector", {.shape = sim::TopologyShape::NoParts}, none, E_FAIL, 0,
+         {{5, kPartWalk, L"No parts were found!"},
+          {5, kWalk, L"End of connectors."},
+          {3, kWalk, Failure(L"Software IO connector not found! ", S_FALSE)}}},
+    };
+    installed.reset();  // each case installs a platform of its own
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        sim::Platform scenario;
+        sim::Installation installation(scenario);
+        AttachDsp(scenario, AddEndpoint(scenario, {kSpeakers, kSpeakersGuid}), {.modules = {kKrelo}}, c.topology);
+        // A second endpoint: reached only when the first ends well.
+        AttachDsp(scenario, AddEndpoint(scenario, {kHeadset, kHeadsetGuid}), {.modules = {kKrelo}});
+        c.adjust(scenario);
+        Log().Clear();
+        {
+            CPPAPIHelper walk;
+            EXPECT_EQ(walk.PPInitialize(GUID_NULL), c.result);
+            EXPECT_EQ(walk.Modules().size(), c.entries == 0 ? 0 : c.entries + 1);
+        }
+        for (const auto& [level, function, message] : c.lines) EXPECT_TRUE(Logged(level, function, message));
+        const auto walk = Messages(kWalk);
+        const bool second = std::find(walk.begin(), walk.end(), L"Current device id: 1") != walk.end();
+        EXPECT_EQ(second, SUCCEEDED(c.result));
+        EXPECT_EQ(scenario.TotalReferences(), 0);
+    }
+    // The direct shape goes to the wave filter's connectors at once.
+    Log().Clear();
+    sim::Platform direct;
+    sim::Installation installation(direct);
+    AttachDsp(direct, AddEndpoint(direct, {kSpeakers, kSpeakersGuid}), {.modules = {kKrelo}},
+              {.shape = sim::TopologyShape::Direct});
+    CPPAPIHelper walk;
+    EXPECT_EQ(walk.PPInitialize(GUID_NULL), S_OK);
+    walk.ClearModuleList();
+    const auto messages = Messages(kWalk);
+    EXPECT_EQ(std::count(messages.begin(), messages.end(), L"Next connector..."), 1);
+    EXPECT_TRUE(Log().HasNone(L"----- Connector details!"));
+    EXPECT_TRUE(Log().HasNone(L"End of connectors."));
+}
+
+TEST_F(PPAPIHelperTest, NoActiveRenderEndpoint) {
+    AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid, 1, L"Mic", eCapture}), {.modules = {kKrelo}});
+    EXPECT_EQ(helper.PPInitialize(GUID_NULL), S_OK);
+    EXPECT_TRUE(helper.Modules().empty());
+    EXPECT_TRUE(Logged(4, kWalk, L"Devices count: 0"));
+    EXPECT_TRUE(Log().HasNone(L"Next device..."));
+}
+
+TEST_F(PPAPIHelperTest, RefreshRebuildsTheList) {
+    sim::Dsp& dsp = Speakers({.modules = {kKrelo, {.id = kModule120}}});
+    ASSERT_EQ(helper.RefreshModuleList(), S_OK);
+    ASSERT_EQ(helper.RefreshModuleList(), S_OK);
+    EXPECT_EQ(Versions(), (std::vector<std::wstring>{L"1.4.2", L"1.2.0"}));
+    EXPECT_EQ(platform.References("IKsControl"), 2);
+    dsp.Fail(sim::DspRequest::Version, E_ABORT);
+    EXPECT_EQ(helper.RefreshModuleList(), S_OK);
+    EXPECT_TRUE(helper.Modules().empty());
+    EXPECT_EQ(platform.TotalReferences(), 0);
+}
+
+TEST_F(PPAPIHelperTest, EndpointGuidThatIsNoGuid) {
+    AddEndpoint(platform, {kSpeakers, L"speakers"});
+    EXPECT_EQ(helper.PPInitialize(GUID_NULL), CO_E_CLASSSTRING);
+    EXPECT_TRUE(Logged(3, kWalk, Failure(L"Failed to convert device GUID! ", CO_E_CLASSSTRING)));
+}
+
+// Each call of the platform that the walk makes fails in turn: every failure is logged with its
+// own message, every reference taken is given back, and each entry made holds one reference.
+TEST_F(PPAPIHelperTest, EachPlatformCallFailingInTurn) {
+    const auto scenario = [](sim::Platform& p) {
+        AttachDsp(p, AddEndpoint(p, {kSpeakers, kSpeakersGuid}), {.modules = {kKrelo}},
+                  {.subunits = {sim::Selector::Output, sim::Selector::Input}});
+    };
+    scenario(platform);
+    ASSERT_EQ(helper.PPInitialize(GUID_NULL), S_OK);
+    helper.ClearModuleList();
+    std::map<std::string, int> calls;
+    for (const std::string& method : platform.CalledMethods()) calls[method] = platform.Calls(method);
+
+    std::set<std::pair<std::wstring, std::wstring>> failures;  // function, message
+    installed.reset();  // each run installs a platform of its own
+    int runs = 0;
+    for (const auto& [method, count] : calls) {
+        for (int call = 1; call <= count; ++call, ++runs) {
+            SCOPED_TRACE(method + " call " + std::to_string(call));
+            sim::Platform failing;
+            sim::Installation installation(failing);
+            scenario(failing);
+            failing.FailMethodCall(method, call, E_ABORT);
+            Log().Clear();
+            {
+                CPPAPIHelper walk;
+                walk.PPInitialize(GUID_NULL);
+                EXPECT_EQ(failing.References("IKsControl"), static_cast<long>(walk.Modules().size()));
+                EXPECT_EQ(failing.TotalReferences(), static_cast<long>(walk.Modules().size()));
+            }
+            EXPECT_EQ(failing.TotalReferences(), 0);
+            for (const LogLine& line : Log().Lines()) {
+                if (line.message.find(L"[0x80004004]") != std::wstring::npos) {
+                    EXPECT_EQ(line.level, 3);
+                    failures.emplace(line.function, line.message);
+                }
+            }
+        }
+    }
+    EXPECT_GT(runs, 80);  // the walk of this scenario makes some 90 calls
+    const std::pair<const wchar_t*, const wchar_t*> expected[] = {
+        {kWalk, L"Failed to initialize COM instance MMDeviceEnumerator! "},
+        {kWalk, L"EnumAudioEndpoints failed! "},
+        {kWalk, L"GetCount for devices list failed! "},
+        {kWalk, L"Failed to get device from collection! "},
+        {kWalk, L"Failed to get device id! "},
+        {kWalk, L"Failed to open device property store! "},
+        {kWalk, L"Failed to read device GUID! "},
+        {kWalk, L"Failed to read device Form Factor: "},
+        {kWalk, L"Failed to read device friendly name: "},
+        {kWalk, L"GetDataFlow failed! "},
+        {kWalk, L"Device activation failed! "},
+        {kWalk, L"GetConnector failed! "},
+        {kWalk, L"Connector IsConnected failed! "},
+        {kWalk, L"Connector GetType failed! "},
+        {kWalk, L"Connector GetConnectedTo failed! "},
+        {kWalk, L"Failed to find connector part! "},
+        {kWalk, L"Software IO connector not found! "},
+        {kWalk, L"IConnector GetType failed! "},
+        {kWalk, L"GetTopologyObject failed! "},
+        {kWalk, L"GetConnectorCount failed! "},
+        {kWalk, L"Wave filter Connector GetType failed! "},
+        {kWalk, L"GetSignalPath call failed! "},
+        {kWalk, L"Failed to read connector local id! "},
+        {kWalk, L"GetDeviceId failed! "},
+        {kWalk, L"Failed to retrieve wave filer device! "},
+        {kWalk, L"Activate ks control failed! "},
+        {kWalk, L"Failed to retrieve version! "},
+        {kWalk, L"Failed to retrieve modules list size! "},
+        {kWalk, L"Failed to read modules list! "},
+        {kPartWalk, L"EnumParts failed. "},
+        {kPartWalk, L"Failed to retrieve count of the outgoing/incoming parts! "},
+        {kPartWalk, L"Failed to retrieve next part from incoming parts! "},
+        {kPartWalk, L"GetPartType failed! "},
+        {kPartWalk, L"IPart interface GetLocalId failed! "},
+        {kPartWalk, L"Failed to select input selector! "},
+        {kPartWalk, L"Failed to select output selector! "},
+        {kPartWalk, L"PPFindConnectorPart failed! "},
+        {kPartWalk, L"GetTopologyObject failed! "},
+        {kPartWalk, L"GetDeviceId failed! "},
+        {kPartWalk, L"GetDevice failed! "},
+        {kPartWalk, L"Failed to activate IKsControl interface! "},
+        {kPartWalk, L"Failed to retrieve node id! "},
+        {kPartWalk, L"Failed to retrieve pin id! "},
+    };
+    std::set<std::pair<std::wstring, std::wstring>> wanted;
+    for (const auto& [function, message] : expected) wanted.emplace(function, Failure(message, E_ABORT));
+    for (const auto& line : wanted) {
+        EXPECT_TRUE(failures.contains(line)) << "never logged: " << std::string(line.second.begin(), line.second.end());
+    }
+    for (const auto& line : failures) {
+        EXPECT_TRUE(wanted.contains(line)) << "unexpected: " << std::string(line.second.begin(), line.second.end());
+    }
+}
+
+TEST_F(PPAPIHelperTest, CopiesOfAnEntryTakeNoReference) {
+    Speakers({.modules = {kKrelo}});
+    ASSERT_EQ(helper.PPInitialize(GUID_NULL), S_OK);
+    const ModuleEntry& entry = helper.Modules().at(0);
+    {
+        ModuleEntry copy(entry);
+        EXPECT_NE(copy.DeviceID, entry.DeviceID);
+        EXPECT_EQ(Text(copy.DeviceID), Text(entry.DeviceID));
+        EXPECT_EQ(Text(copy.ModuleName), L"krelo");
+        EXPECT_EQ(copy.KsControl, entry.KsControl);
+        ModuleEntry moved(std::move(copy));
+        EXPECT_EQ(copy.DeviceID, nullptr);
+        EXPECT_EQ(Text(moved.ModuleVersion), L"1.4.2");
+        EXPECT_EQ(platform.References("IKsControl"), 1);
+    }
+    EXPECT_EQ(platform.References("IKsControl"), 1);
+    helper.ClearModuleList();
+    EXPECT_EQ(platform.References("IKsControl"), 0);
+}
+
+}  // namespace
+}  // namespace kelix::test
