@@ -1,23 +1,77 @@
 #include "DspController.h"
 
+#include <cstring>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 
+#include "BstrOwner.h"
+#include "ComError.h"
+#include "SonavelDspKrelo.h"
 #include "TraceLogger.h"
 #include "TraceScope.h"
+#include "core/DspParameterTables.h"
+#include "core/DspValueShaping.h"
+#include "core/ParameterFamily.h"
+#include "core/ValueText.h"
 
 namespace kelix {
 namespace {
 
 constexpr wchar_t kLogSourcePath[] = L"API\\Kelix3PexControl\\DspController.cpp";
 
-constexpr int kNoModule = -10;
+constexpr INT32 kNoModule = -10;
+constexpr wchar_t kPexModuleVersion[] = L"2.10.0-lite";
 
 // Opened devices: device id -> (PEX module index, KRELO module index).
-std::map<std::wstring, std::pair<int, int>>& OpenedDevices() {
-    static std::map<std::wstring, std::pair<int, int>> devices;
+std::map<std::wstring, std::pair<INT32, INT32>>& OpenedDevices() {
+    static std::map<std::wstring, std::pair<INT32, INT32>> devices;
     return devices;
+}
+
+// The reply of every read, reused.
+BYTE* ReplyBuffer() {
+    static const std::unique_ptr<BYTE[]> buffer(new BYTE[kModuleReplySize]());
+    return buffer.get();
+}
+
+// Module index of an id for a device: the PEX module for 1001..1998, the KRELO module for 2001..2998.
+INT32 ModuleIndexFor(const std::pair<INT32, INT32>& modules, ParameterId id) {
+    if (id >= 1001 && id < 1999) return modules.first;
+    if (id >= 2001 && id <= 2998) return modules.second;
+    return kNoModule;
+}
+
+bool SameText(BSTR a, BSTR b) { return VarBstrCmp(a, b, LOCALE_USER_DEFAULT, 0) == static_cast<HRESULT>(VARCMP_EQ); }
+
+BstrOwner MakeOwnedBstr(const wchar_t* text) { return BstrOwner(MakeBstr(text)); }
+
+// A text answer of a read: the needed size (terminator included) first, then the text.
+HRESULT CopyText(const std::wstring& text, void* buffer, UINT32* size) {
+    const UINT32 available = *size;
+    const auto need = static_cast<UINT32>((text.size() + 1) * sizeof(wchar_t));
+    *size = need;
+    if (buffer == nullptr || available < need) return E_INVALIDARG;
+    std::memcpy(buffer, text.c_str(), need);
+    return S_OK;
+}
+
+HRESULT CopyWord(UINT32 word, void* buffer, UINT32* size) {
+    const UINT32 available = *size;
+    *size = sizeof word;
+    if (buffer == nullptr || available < sizeof word) return E_INVALIDARG;
+    std::memcpy(buffer, &word, sizeof word);
+    return S_OK;
+}
+
+// Lower-case registry form of a module id, e.g. "{0ebd8505-17bb-4ae7-ad76-e86f99a425e9}".
+std::wstring ModuleIdText(const GUID& id) {
+    wchar_t text[40];
+    _snwprintf(text, 40, L"{%08lx-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x}", static_cast<unsigned long>(id.Data1),
+               id.Data2, id.Data3, id.Data4[0], id.Data4[1], id.Data4[2], id.Data4[3], id.Data4[4], id.Data4[5],
+               id.Data4[6], id.Data4[7]);
+    return text;
 }
 
 }  // namespace
@@ -25,14 +79,40 @@ std::map<std::wstring, std::pair<int, int>>& OpenedDevices() {
 HRESULT DspController::Open(const wchar_t* deviceId) {
     constexpr wchar_t kFunction[] = L"DspController::Open";
     KELIX_TRACE_SCOPE(kFunction);
+    CSonavelDspKrelo& dsp = CSonavelDspKrelo::Instance();
+    const HRESULT hr = dsp.RefreshModules();
+    if (FAILED(hr)) {
+        KELIX_LOG(kLevelWarning, kFunction, L"RefreshModules of DSP failed: [0x%.8x]%s", KELIX_HR(hr));
+        return hr;
+    }
     if (OpenedDevices().contains(deviceId)) {
         KELIX_LOG(kLevelInformation, kFunction, L"DSP module for device[%s] is already opened.", deviceId);
-        return S_OK;
+        return hr;
     }
-    // Module discovery on the DSP is not wired in yet: no module serves any
-    // device, so no device enters the table and opening still succeeds.
-    KELIX_LOG(kLevelWarning, kFunction, L"Could not find the dsp module for the device [%s]", deviceId);
-    return S_OK;
+    std::pair<INT32, INT32> modules{kNoModule, kNoModule};
+    UINT32 count = 0;
+    dsp.GetModuleCount(&count);
+    const BstrOwner device = MakeOwnedBstr(deviceId);
+    const BstrOwner pexVersion = MakeOwnedBstr(kPexModuleVersion);
+    // An empty id names no endpoint, whatever an entry holds.
+    for (UINT32 i = 0; i < count && deviceId[0] != L'\0'; ++i) {
+        BstrOwner moduleDevice, friendlyName, version;
+        GUID endpointGuid;
+        UINT32 formFactor = 0, moduleType = 0;
+        if (FAILED(dsp.GetModuleInfo(i, moduleDevice.Receive(), &endpointGuid, &formFactor, friendlyName.Receive(),
+                                     &moduleType, version.Receive()))) {
+            continue;
+        }
+        if (!SameText(moduleDevice.Get(), device.Get())) continue;
+        (SameText(version.Get(), pexVersion.Get()) ? modules.first : modules.second) = static_cast<INT32>(i);
+    }
+    if (modules.first == kNoModule && modules.second == kNoModule) {
+        KELIX_LOG(kLevelWarning, kFunction, L"Could not find the dsp module for the device [%s]", deviceId);
+        return hr;
+    }
+    OpenedDevices().emplace(deviceId, modules);
+    KELIX_LOG(kLevelInformation, kFunction, L"DSP module index: %s[%d, %d]", deviceId, modules.first, modules.second);
+    return hr;
 }
 
 HRESULT DspController::Close(const wchar_t* deviceId) {
@@ -50,28 +130,136 @@ DspFamilies DspController::Families(const wchar_t* deviceId) {
     return {device->second.first != kNoModule, device->second.second != kNoModule};
 }
 
-HRESULT DspController::SelectModule(const wchar_t* deviceId, ParameterId) {
+HRESULT DspController::SelectModule(const wchar_t* deviceId, ParameterId id) {
     constexpr wchar_t kFunction[] = L"DspController::SelectModule";
     KELIX_TRACE_SCOPE(kFunction);
-    if (!OpenedDevices().contains(deviceId)) {
+    const auto device = OpenedDevices().find(deviceId);
+    if (device == OpenedDevices().end()) {
         KELIX_LOG(kLevelWarning, kFunction, L"DSP module for device[%s] is not opened.", deviceId);
         return E_FAIL;
     }
-    return E_INVALIDARG;
+    const INT32 index = ModuleIndexFor(device->second, id);
+    if (index == kNoModule) return E_INVALIDARG;
+    return CSonavelDspKrelo::Instance().SelectModule(index);
 }
 
-HRESULT DspController::SetParameter(const wchar_t*, ParameterId id, const PROPVARIANT&, UINT) {
+HRESULT DspController::SetParameter(const wchar_t* deviceId, ParameterId id, const PROPVARIANT& value,
+                                    UINT formFactor) {
     constexpr wchar_t kFunction[] = L"DspController::SetParameter";
     KELIX_TRACE_SCOPE(kFunction);
-    // The DSP route table is still empty: no id is served.
-    KELIX_LOG(kLevelWarning, kFunction, L"DSP module does NOT support this parameter. ID: [%d]", id);
-    return E_INVALIDARG;
+    const std::optional<DspRoute> route = LookupDspRoute(id);
+    if (!route) {
+        KELIX_LOG(kLevelWarning, kFunction, L"DSP module does NOT support this parameter. ID: [%d]", id);
+        return E_INVALIDARG;
+    }
+    if (value.vt != VT_I4 && value.vt != VT_BLOB) return E_INVALIDARG;
+    HRESULT hr = SelectModule(deviceId, id);
+    if (FAILED(hr)) return hr;
+    CSonavelDspKrelo& dsp = CSonavelDspKrelo::Instance();
+    if (IsPexId(id)) dsp.SetFormFactor(formFactor);  // every PEX write pushes the form factor first
+
+    std::vector<std::uint8_t> bytes;
+    if (value.vt == VT_I4) {
+        bytes.resize(4);
+        std::memcpy(bytes.data(), &value.lVal, 4);
+    } else {
+        bytes = ReshapeBlobForDsp(id, value.blob.pBlobData, value.blob.cbSize, dsp.SelectedIsVersion100());
+    }
+    if (id == 1002 || id == 2002) {
+        // A bypass of 0 enables the module, any other value disables it.
+        std::int32_t bypass = 0;
+        if (bytes.size() >= 4) std::memcpy(&bypass, bytes.data(), 4);
+        hr = dsp.SetModuleEnable(bypass == 0);
+    } else {
+        hr = dsp.SetModuleParam(static_cast<UINT32>(route->index), bytes.data(), static_cast<UINT32>(bytes.size()));
+    }
+    TraceLogger& logger = TraceLogger::Instance();
+    if (SUCCEEDED(hr) && logger.IsEnabled(kLevelInformation, kKeywordPexControl)) {
+        const std::wstring text = value.vt == VT_I4 ? std::to_wstring(value.lVal)
+                                  : id == 2105      ? ByteListText(bytes.data(), bytes.size())
+                                                    : Int32WordsText(bytes.data(), bytes.size() / 4);
+        KELIX_LOG(kLevelInformation, kFunction, L"Set %s: %s", route->name, text.c_str());
+    } else if (FAILED(hr)) {
+        KELIX_LOG(kLevelError, kFunction, L"Set %s failed. [0x%.8x]%s", route->name, KELIX_HR(hr));
+    }
+    return hr;
 }
 
-HRESULT DspController::GetParameter(const wchar_t* deviceId, ParameterId id, void*, UINT32*) {
+HRESULT DspController::GetParameter(const wchar_t* deviceId, ParameterId id, void* buffer, UINT32* size) {
     constexpr wchar_t kFunction[] = L"DspController::GetParameter";
     KELIX_TRACE_SCOPE(kFunction);
-    return SelectModule(deviceId, id);
+    HRESULT hr = SelectModule(deviceId, id);
+    if (FAILED(hr)) return hr;
+    CSonavelDspKrelo& dsp = CSonavelDspKrelo::Instance();
+    const ModuleEntry* module = dsp.SelectedModule();
+    switch (id) {
+        case 1001:
+        case 2001:
+            if (module == nullptr) return E_FAIL;
+            return CopyText(module->ModuleVersion != nullptr ? module->ModuleVersion : L"", buffer, size);
+        case 1007:
+        case 2005:
+            if (module == nullptr) return E_FAIL;
+            return CopyText(module->ModuleName != nullptr ? module->ModuleName : L"", buffer, size);
+        case 1006:
+        case 2004:
+            if (module == nullptr) return E_FAIL;
+            return CopyText(ModuleIdText(module->ModuleId), buffer, size);
+        case 1008:
+        case 2006:
+            if (module == nullptr) return E_FAIL;
+            return CopyWord(module->ModuleType, buffer, size);
+        case 1002:
+        case 2002: {  // the bypass state: the module's enable flag inverted
+            if (buffer == nullptr || *size < 4) {
+                *size = 4;
+                return E_INVALIDARG;
+            }
+            *size = 4;
+            UINT32 enabled = 0;
+            hr = dsp.GetModuleEnable(&enabled);
+            if (FAILED(hr)) return hr;
+            return CopyWord(enabled == 0, buffer, size);
+        }
+        default:
+            break;
+    }
+    const std::optional<DspRoute> route = LookupDspRoute(id);
+    if (!route) {
+        KELIX_LOG(kLevelWarning, kFunction, L"DSP module does NOT support this parameter. ID: [%d]", id);
+        return E_INVALIDARG;
+    }
+    BYTE* reply = ReplyBuffer();
+    hr = dsp.GetModuleParam(reply, static_cast<UINT32>(route->index));
+    if (FAILED(hr)) {
+        KELIX_LOG(kLevelError, kFunction, L"Get %s failed. [0x%.8x]%s", route->name, KELIX_HR(hr));
+        return hr;
+    }
+    std::uint32_t length;
+    std::memcpy(&length, reply, 4);
+    length = std::min<std::uint32_t>(length, kModuleReplySize - 4);
+    const UINT32 available = *size;
+    const DspReadResult result =
+        ShapeDspReply(id, reply + 4, length, module != nullptr && module->ModuleVersion ? module->ModuleVersion : L"",
+                      static_cast<std::uint8_t*>(buffer), available);
+    *size = result.size;
+    if (result.status != LayoutStatus::Ok) {
+        KELIX_LOG(kLevelWarning, kFunction,
+                  L"Get %s failed. Input buffer[%d] is too small. Please reallocate buffer[%d.]", route->name,
+                  available, result.size);
+        return E_INVALIDARG;
+    }
+    if (!result.copied) return hr;
+    if (length == 4) {
+        std::int32_t word;
+        std::memcpy(&word, buffer, 4);
+        KELIX_LOG(kLevelInformation, kFunction, L"Get %s: %d", route->name, word);
+    } else if (TraceLogger::Instance().IsEnabled(kLevelInformation, kKeywordPexControl)) {
+        const std::wstring text =
+            Int32WordsText(static_cast<const std::uint8_t*>(buffer), std::min(result.size, available) / 4);
+        KELIX_LOG(kLevelInformation, kFunction, L"Get %s: %s", route->name, text.c_str());
+    }
+    return hr;
 }
 
 }  // namespace kelix

@@ -17,11 +17,13 @@
 #include "CoTaskMemString.h"
 #include "DspController.h"
 #include "Int32VectorPropVariant.h"
+#include "KsProperty.h"
 #include "PolicyConfig.h"
 #include "PropVariantOwner.h"
 #include "PropVariantView.h"
 #include "PropertyKeyConversion.h"
 #include "RegKeyOwner.h"
+#include "SonavelDspKrelo.h"
 #include "TraceLogger.h"
 #include "core/FxTables.h"
 #include "core/ParameterFamily.h"
@@ -174,9 +176,24 @@ bool FamilyMissing(const DspFamilies& families, ParameterId id) {
     return (!families.pexAvailable && IsPexId(id)) || (!families.kreloAvailable && IsKreloId(id));
 }
 
+// The direct module request (1003, 2003): PP request 5 to the selected module,
+// carrying the module's working word, which is then cleared. The caller's
+// eight bytes are required but are not what is sent.
 HRESULT DirectRequest(wchar_t* handle, ParameterId id, const void* value, UINT32 size, UINT32 flags) {
     if (size != kDirectRequestSize || (flags & kRouteDsp) == 0 || value == nullptr) return E_INVALIDARG;
-    return DspController::SelectModule(handle, id);
+    const HRESULT selected = DspController::SelectModule(handle, id);
+    if (FAILED(selected)) return selected;
+    ModuleEntry* module = CSonavelDspKrelo::Instance().SelectedModule();
+    if (module == nullptr) return E_FAIL;
+    if (module->IsAmd != 0) return E_NOTIMPL;  // modules of the AMD set take no direct request
+    PpModuleAddress address{module->PinId, module->ModuleType, {}};
+    std::memcpy(&address.moduleId, &module->ModuleId, sizeof address.moduleId);
+    ULONG returned = 0;
+    const HRESULT hr = SendKsProperty(module->KsControl, PpModuleRequest(kPpModuleRequest, kKsPropertySet, address),
+                                      &module->WorkingWord, sizeof module->WorkingWord, &returned);
+    if (FAILED(hr)) return hr;
+    module->WorkingWord = 0;
+    return hr;
 }
 
 HRESULT GetVersion(wchar_t* handle, ParameterId id, void* buffer, UINT32* size) {

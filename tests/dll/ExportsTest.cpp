@@ -31,7 +31,6 @@ TEST_F(ExportsTest, OpenDefaultKeepsOnlyTheStoreAndCloseReleasesIt) {
     EXPECT_STREQ(handle, kSpeakers);
     EXPECT_EQ(platform.References("IPropertyStore"), 1);
     EXPECT_EQ(platform.TotalReferences(), 1);
-    EXPECT_EQ(platform.Calls("IMMDevice::OpenPropertyStore"), 1);
 
     std::vector<LogLine> lines = log.Lines();
     ASSERT_GE(lines.size(), 4u);
@@ -316,6 +315,7 @@ TEST_F(ExportsTest, IdsWithoutARowAreRefusedByTheStore) {
 TEST_F(ExportsTest, FlagsWithoutARouteDoNothing) {
     wchar_t* handle = OpenSpeakers();
     log.Clear();
+    const int storeCalls = platform.Calls("IPropertyStore::SetValue") + platform.Calls("IPropertyStore::GetValue");
     std::int32_t value = 5;
     UINT32 size = 4;
     PROPVARIANT variant;
@@ -327,13 +327,14 @@ TEST_F(ExportsTest, FlagsWithoutARouteDoNothing) {
         EXPECT_EQ(dll.Get(handle, 1105, &value, &size, flags), S_OK) << flags;
         EXPECT_EQ(dll.Set(handle, 1003, &value, 8, flags), E_INVALIDARG) << flags;  // needs the DSP bit
     }
-    EXPECT_EQ(platform.Calls("IPropertyStore::SetValue") + platform.Calls("IPropertyStore::GetValue"), 0);
+    EXPECT_EQ(platform.Calls("IPropertyStore::SetValue") + platform.Calls("IPropertyStore::GetValue"), storeCalls);
     EXPECT_TRUE(log.Lines().empty());
     EXPECT_EQ(dll.Close(handle), S_OK);
 }
 
 TEST_F(ExportsTest, VersionQueryNegotiatesItsSize) {
     wchar_t* handle = OpenSpeakers();
+    const int storeReads = platform.Calls("IPropertyStore::GetValue");
     // No effect is detected on a simulated endpoint: the empty text, size 0.
     for (std::int32_t id : {1001, 2001}) {
         wchar_t text[4] = {L'x', L'x', L'x', L'x'};
@@ -346,7 +347,7 @@ TEST_F(ExportsTest, VersionQueryNegotiatesItsSize) {
         EXPECT_EQ(dll.Get(handle, id, nullptr, &size, 1), E_INVALIDARG) << id;
         EXPECT_EQ(size, 0u);
     }
-    EXPECT_EQ(platform.Calls("IPropertyStore::GetValue"), 0);
+    EXPECT_EQ(platform.Calls("IPropertyStore::GetValue"), storeReads);  // not a parameter of the store
     // With the DSP bit only it is no version query: the PEX family is not available.
     UINT32 size = 64;
     wchar_t text[32];

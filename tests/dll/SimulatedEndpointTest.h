@@ -33,6 +33,10 @@ PROPERTYKEY KreloTuningKey(DWORD pid);
 
 std::vector<std::uint8_t> Bytes(const std::vector<std::int32_t>& words);
 
+// The store values an endpoint with a DSP is found by: its endpoint GUID (as
+// text), form factor and friendly name.
+void DescribeEndpoint(sim::Endpoint& endpoint, const wchar_t* guid, ULONG formFactor, const wchar_t* name);
+
 class SimulatedEndpointTest : public testing::Test {
 protected:
     void SetUp() override;

@@ -1,0 +1,285 @@
+// The DSP route through the exports, against the simulated DSP: the bytes on
+// the wire written out by hand, replies shaped into caller buffers, module
+// selection by family, and faults passed through.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <numeric>
+
+#include "SimulatedEndpointTest.h"
+
+namespace kelix::test {
+namespace {
+
+using Bytes8 = std::vector<BYTE>;
+
+// Module ids of the module list, and their bytes on the wire.
+constexpr GUID kPexModule = {0xD11B4F61, 0x42FA, 0x43BB, {0x99, 0x7C, 0x8D, 0x2B, 0x02, 0x6D, 0x11, 0xC8}};    // "2.10.0-lite"
+constexpr GUID kKreloModule = {0xCBDD3DB0, 0x85AE, 0x4466, {0xB1, 0x8D, 0x50, 0x4F, 0xD8, 0xE7, 0x08, 0x2B}};  // "1.4.2"
+constexpr GUID kKrelo100Module = {0x849F0D73, 0x1678, 0x4D57, {0x8C, 0x78, 0x61, 0xC5, 0x48, 0x25, 0x39, 0x93}};  // "1.0.0"
+constexpr GUID kKrelo131Module = {0x9DC26903, 0xA3A8, 0x4A30, {0x88, 0x39, 0xA7, 0x7B, 0x6F, 0x4E, 0x59, 0x64}};  // "1.3.1"
+constexpr GUID kAmdModule = {0xB5FCC815, 0x1F49, 0x4F4E, {0xB0, 0x4C, 0x05, 0xF3, 0xA3, 0x83, 0xEF, 0xFF}};     // AMD "1.4.1"
+const Bytes8 kPexModuleBytes = {0x61, 0x4f, 0x1b, 0xd1, 0xfa, 0x42, 0xbb, 0x43, 0x99, 0x7c, 0x8d, 0x2b, 0x02, 0x6d, 0x11, 0xc8};
+const Bytes8 kKreloModuleBytes = {0xb0, 0x3d, 0xdd, 0xcb, 0xae, 0x85, 0x66, 0x44, 0xb1, 0x8d, 0x50, 0x4f, 0xd8, 0xe7, 0x08, 0x2b};
+const Bytes8 kAmdModuleBytes = {0x15, 0xc8, 0xfc, 0xb5, 0x49, 0x1f, 0x4e, 0x4f, 0xb0, 0x4c, 0x05, 0xf3, 0xa3, 0x83, 0xef, 0xff};
+const Bytes8 kPpSet = {0x37, 0xce, 0xe9, 0xba, 0x99, 0xaa, 0xc7, 0x4b, 0x9b, 0xdf, 0x4c, 0xbf, 0x3d, 0x23, 0xe1, 0xb9};
+const Bytes8 kPpTag = {0x7e, 0x2f, 0x8e, 0xc1, 0x3d, 0x93, 0x65, 0x49, 0xb7, 0xd1, 0x1e, 0xef, 0x22, 0x8d, 0x2a, 0xf3};
+const Bytes8 kAmdSet = {0xbd, 0xfc, 0x07, 0x82, 0x1a, 0xc8, 0x1b, 0x44, 0x96, 0xb5, 0x4a, 0x0c, 0xf0, 0x86, 0x65, 0xad};
+
+constexpr UINT32 kPin = 1;  // the DSP's offload pin
+constexpr UINT32 kPexType = 1;
+constexpr UINT32 kKreloType = 2;
+
+Bytes8 U32(std::uint32_t value) {
+    return {static_cast<BYTE>(value), static_cast<BYTE>(value >> 8), static_cast<BYTE>(value >> 16),
+            static_cast<BYTE>(value >> 24)};
+}
+
+Bytes8 Cat(std::initializer_list<Bytes8> parts) {
+    Bytes8 all;
+    for (const Bytes8& part : parts) all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+Bytes8 Words(std::initializer_list<std::int32_t> words) {
+    Bytes8 bytes;
+    for (std::int32_t word : words) {
+        const Bytes8 one = U32(static_cast<std::uint32_t>(word));
+        bytes.insert(bytes.end(), one.begin(), one.end());
+    }
+    return bytes;
+}
+
+// The 73-byte parameter request and the 69-byte status request of a module.
+Bytes8 ParameterRequest(std::uint32_t flags, std::uint32_t type, const Bytes8& module, std::uint32_t index,
+                        BYTE trailing) {
+    return Cat({kPpSet, U32(3), U32(flags), U32(kPin), U32(0), kPpTag, U32(type), module, U32(index), {trailing}});
+}
+Bytes8 StatusRequest(std::uint32_t flags, std::uint32_t type, const Bytes8& module, BYTE trailing) {
+    return Cat({kPpSet, U32(2), U32(flags), U32(kPin), U32(0), kPpTag, U32(type), module, {trailing}});
+}
+
+class DspRouteTest : public SimulatedEndpointTest {
+protected:
+    void SetUp() override {
+        SimulatedEndpointTest::SetUp();
+        DescribeEndpoint(speakers, L"{5E1F0A11-0000-4000-8000-00000000A001}", 1, L"Speakers");
+        dsp = &platform.AddDsp({.modules = {{.id = kPexModule, .type = kPexType, .name = "pex", .version = "2.10"},
+                                            {.id = kKreloModule, .type = kKreloType, .name = "krelo", .version = "1.4"}}});
+        platform.AttachDsp(speakers, *dsp);
+        handle = OpenSpeakers();
+        dsp->ClearRequests();
+    }
+    void TearDown() override {
+        EXPECT_EQ(dll.Close(handle), S_OK);
+        EXPECT_EQ(platform.References("IKsControl"), 2);  // one per module entry, until the DLL unloads
+    }
+
+    HRESULT SetBlob(std::int32_t id, Bytes8 bytes, UINT32 flags = 2) {
+        PROPVARIANT value;
+        value.vt = VT_BLOB;
+        value.blob.cbSize = static_cast<ULONG>(bytes.size());
+        value.blob.pBlobData = bytes.data();
+        return dll.SetVariant(handle, id, &value, flags);
+    }
+    // The value bytes of a recorded parameter write (its buffer's length word and value).
+    static Bytes8 SentValue(const sim::KsRequest& request) {
+        if (request.data.size() < 4) return {};
+        std::uint32_t length;
+        std::memcpy(&length, request.data.data(), 4);
+        length = std::min<std::uint32_t>(length, static_cast<std::uint32_t>(request.data.size() - 4));
+        return Bytes8(request.data.begin() + 4, request.data.begin() + 4 + length);
+    }
+
+    sim::Dsp* dsp = nullptr;
+    wchar_t* handle = nullptr;
+};
+
+TEST_F(DspRouteTest, PexWriteSendsFormFactorThenValue) {
+    std::int32_t gain = -6;
+    ASSERT_EQ(dll.Set(handle, 1105, &gain, 4, 3), S_OK);
+    EXPECT_EQ(StoredI4(PexTuningKey(4)), -6);  // the store first
+    const std::vector<sim::KsRequest> requests = dsp->Requests();
+    ASSERT_EQ(requests.size(), 2u);
+    EXPECT_EQ(requests[0].property, ParameterRequest(2, kPexType, kPexModuleBytes, 127, 1));
+    EXPECT_EQ(requests[1].property, ParameterRequest(2, kPexType, kPexModuleBytes, 122, 1));
+    for (const sim::KsRequest& request : requests) {
+        EXPECT_EQ(request.dataLength, 64004u);
+        EXPECT_EQ(std::count(request.data.begin() + 8, request.data.end(), 0), 64004 - 8);
+    }
+    EXPECT_EQ(Bytes8(requests[0].data.begin(), requests[0].data.begin() + 8), Cat({U32(4), U32(1)}));  // speakers
+    EXPECT_EQ(Bytes8(requests[1].data.begin(), requests[1].data.begin() + 8), Cat({U32(4), Words({-6})}));
+    EXPECT_TRUE(log.Has(4, kDsp, L"DspController::SetParameter", L"Set pex_nelp-postgain: -6"));
+    EXPECT_TRUE(log.Has(4, L"SonavelDspKrelo.cpp", L"CSonavelDspKrelo::SetFormFactor",
+                        L"Set pex_nelp-endpoint-form-facotr: 1"));
+}
+
+TEST_F(DspRouteTest, KreloBlobsAreReshaped) {
+    struct Case {
+        std::int32_t id;
+        std::uint32_t index;
+        Bytes8 blob;
+        Bytes8 sent;
+    };
+    const Case cases[] = {
+        {2108, 26, Words({2, 11, 12, 13, 14}), Words({11, 12, 14})},
+        {2116, 36, Words({2, 6, 1, 2, 3, 4, 5, 6, 6, 7, 8, 9, 10, 11, 12}), Words({2, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12})},
+        {2109, 29, Words({20, 5, 6}), Words({5, 6})},
+        {2107, 23, Words({2, 5, 6}), Words({2, 5, 6})},  // the count stays: not a "1.0.0" module
+        {2105, 32, {3, 0, 0, 0, 9, 8, 7}, {3, 0, 0, 0, 9, 8, 7}},
+    };
+    for (const Case& c : cases) {
+        dsp->ClearRequests();
+        ASSERT_EQ(SetBlob(c.id, c.blob), S_OK) << c.id;
+        const std::vector<sim::KsRequest> requests = dsp->Requests();
+        ASSERT_EQ(requests.size(), 1u) << c.id;  // no form factor for KRELO
+        EXPECT_EQ(requests[0].property, ParameterRequest(2, kKreloType, kKreloModuleBytes, c.index, 1)) << c.id;
+        EXPECT_EQ(SentValue(requests[0]), c.sent) << c.id;
+    }
+    EXPECT_TRUE(log.Has(4, kDsp, L"DspController::SetParameter", L"Set krelo-regulator-thresholds: 11, 12, 14"));
+    EXPECT_TRUE(log.Has(4, kDsp, L"DspController::SetParameter", L"Set krelo-filter-coefficient-values: 3, 0, 0, 0, 9, 8, 7"));
+    // Other value types, the integer vector included, are refused before anything is sent.
+    dsp->ClearRequests();
+    std::int32_t tuning[2] = {1, 2};
+    EXPECT_EQ(dll.Set(handle, 2122, tuning, 32, 2), E_INVALIDARG);
+    EXPECT_TRUE(dsp->Requests().empty());
+}
+
+TEST_F(DspRouteTest, BypassIsTheModuleEnable) {
+    std::int32_t bypass = 1;
+    ASSERT_EQ(dll.Set(handle, 2002, &bypass, 4, 2), S_OK);
+    std::vector<sim::KsRequest> requests = dsp->Requests();
+    ASSERT_EQ(requests.size(), 1u);
+    EXPECT_EQ(requests[0].property, StatusRequest(2, kKreloType, kKreloModuleBytes, 1));
+    EXPECT_EQ(requests[0].data, Bytes8{0});  // bypass 1 disables
+    EXPECT_FALSE(dsp->Enabled(kKreloModule));
+
+    std::int32_t state = -1;
+    UINT32 size = 4;
+    dsp->ClearRequests();
+    ASSERT_EQ(dll.Get(handle, 2002, &state, &size, 2), S_OK);
+    EXPECT_EQ(state, 1);
+    requests = dsp->Requests();
+    ASSERT_EQ(requests.size(), 1u);
+    EXPECT_EQ(requests[0].property, StatusRequest(1, kKreloType, kKreloModuleBytes, 0));
+
+    bypass = 0;
+    ASSERT_EQ(dll.Set(handle, 2002, &bypass, 4, 2), S_OK);
+    ASSERT_EQ(dll.Get(handle, 2002, &state, &size, 2), S_OK);
+    EXPECT_EQ(state, 0);
+    size = 3;
+    EXPECT_EQ(dll.Get(handle, 2002, &state, &size, 2), E_INVALIDARG);
+    EXPECT_EQ(size, 4u);
+}
+
+TEST_F(DspRouteTest, DirectRequestCarriesTheWorkingWord) {
+    BYTE request[8] = {1, 2, 3, 4, 5, 6, 7, 8};  // required, but not what is sent
+    ASSERT_EQ(dll.Set(handle, 2003, request, 8, 2), S_OK);
+    const std::vector<sim::KsRequest> requests = dsp->Requests();
+    ASSERT_EQ(requests.size(), 1u);
+    EXPECT_EQ(requests[0].property, Cat({kPpSet, U32(5), U32(2), U32(kPin), U32(0), kPpTag, U32(kKreloType), kKreloModuleBytes}));
+    EXPECT_EQ(requests[0].data, Bytes8(8, 0));
+    EXPECT_EQ(dll.Set(handle, 1003, request, 8, 3), S_OK);
+    EXPECT_EQ(dsp->Requests().back().property,
+              Cat({kPpSet, U32(5), U32(2), U32(kPin), U32(0), kPpTag, U32(kPexType), kPexModuleBytes}));
+}
+
+TEST_F(DspRouteTest, ReadsShapeTheReplyIntoTheCallersBuffer) {
+    // Texts of the selected module, with their size negotiation.
+    struct Text {
+        std::int32_t id;
+        std::wstring text;
+    };
+    for (const Text& t : {Text{1001, L"2.10.0-lite"}, Text{2001, L"1.4.2"}, Text{1007, L"pex"}, Text{2005, L"krelo"},
+                          Text{2004, L"{cbdd3db0-85ae-4466-b18d-504fd8e7082b}"}}) {
+        UINT32 size = 2;
+        wchar_t text[64] = {};
+        EXPECT_EQ(dll.Get(handle, t.id, text, &size, 2), E_INVALIDARG) << t.id;
+        EXPECT_EQ(size, (t.text.size() + 1) * 2) << t.id;
+        EXPECT_EQ(dll.Get(handle, t.id, text, &size, 2), S_OK) << t.id;
+        EXPECT_EQ(std::wstring(text), t.text);
+    }
+    UINT32 type = 0, size = 4;
+    ASSERT_EQ(dll.Get(handle, 1008, &type, &size, 2), S_OK);
+    EXPECT_EQ(type, kPexType);
+
+    // A scalar written and read back.
+    std::int32_t gain = 12;
+    ASSERT_EQ(dll.Set(handle, 2104, &gain, 4, 2), S_OK);
+    std::int32_t read = 0;
+    size = 4;
+    ASSERT_EQ(dll.Get(handle, 2104, &read, &size, 2), S_OK);
+    EXPECT_EQ(read, 12);
+    EXPECT_TRUE(log.Has(4, kDsp, L"DspController::GetParameter", L"Get krelo-post-gain: 12"));
+
+    // The information blocks by their fixed sizes.
+    dsp->SetParameter(kKreloModule, 31, Bytes8(80, 7));
+    BYTE bands[80];
+    size = 40;
+    EXPECT_EQ(dll.Get(handle, 2126, bands, &size, 2), E_INVALIDARG);
+    EXPECT_EQ(size, 80u);
+    EXPECT_TRUE(log.Has(3, kDsp, L"DspController::GetParameter",
+                        L"Get krelo-vis-bands failed. Input buffer[40] is too small. Please reallocate buffer[80.]"));
+    EXPECT_EQ(dll.Get(handle, 2126, bands, &size, 2), S_OK);
+    EXPECT_EQ(bands[79], 7);
+    dsp->SetParameter(kKreloModule, 30, Bytes8(720, 1));
+    size = 160;
+    std::vector<BYTE> info(720);
+    EXPECT_EQ(dll.Get(handle, 2125, info.data(), &size, 2), E_INVALIDARG);  // 720 from "1.4.1" on
+    EXPECT_EQ(size, 720u);
+    // The reads of the information blocks go with a trailing byte of 0.
+    EXPECT_EQ(dsp->Requests().back().property, ParameterRequest(1, kKreloType, kKreloModuleBytes, 30, 0));
+
+    // The ieq bands, written as the store's words, read back as the caller's structure.
+    Bytes8 bandsBlob = Words({2, 20});
+    for (int i = 0; i < 20; ++i) bandsBlob = Cat({bandsBlob, Words({i})});
+    bandsBlob = Cat({bandsBlob, Words({20})});
+    for (int i = 0; i < 20; ++i) bandsBlob = Cat({bandsBlob, Words({100 + i})});
+    ASSERT_EQ(SetBlob(1114, bandsBlob), S_OK);
+    std::vector<BYTE> caller(164, 0xAA);
+    size = 164;
+    ASSERT_EQ(dll.Get(handle, 1114, caller.data(), &size, 2), S_OK);
+    Bytes8 expected = Words({2});
+    for (int i = 0; i < 20; ++i) expected = Cat({expected, Words({i})});
+    for (int i = 0; i < 20; ++i) expected = Cat({expected, Words({100 + i})});
+    EXPECT_EQ(caller, expected);
+}
+
+TEST_F(DspRouteTest, FamiliesAndIdsTheDspDoesNotServe) {
+    std::int32_t value = 1;
+    EXPECT_EQ(dll.Set(handle, 2999, &value, 4, 2), E_INVALIDARG);  // outside both families: the route table refuses
+    EXPECT_TRUE(log.Has(3, kDsp, L"DspController::SetParameter", L"DSP module does NOT support this parameter. ID: [2999]"));
+    EXPECT_EQ(dll.Set(handle, 1005, &value, 4, 2), E_INVALIDARG);  // index 160: past the PEX list
+    EXPECT_TRUE(log.Has(3, L"SonavelDspKrelo.cpp", L"IsValidParameter",
+                        L"Failed to set PP module parameter!: " + Failure(E_INVALIDARG)));
+    EXPECT_EQ(dll.Set(handle, 2123, &value, 4, 2), S_OK);
+    EXPECT_TRUE(dsp->Parameter(kKreloModule, 44).has_value());
+}
+
+TEST_F(DspRouteTest, FaultsOfTheDspComeBackUnchanged) {
+    struct Case {
+        sim::DspRequest kind;
+        std::int32_t id;
+        bool read;
+        std::wstring message;
+    };
+    const HRESULT fault = HRESULT_FROM_WIN32(ERROR_GEN_FAILURE);
+    const Case cases[] = {
+        {sim::DspRequest::ParameterSet, 2104, false, L"Set krelo-post-gain failed. " + Failure(fault)},
+        {sim::DspRequest::ParameterGet, 2104, true, L"Get krelo-post-gain failed. " + Failure(fault)},
+        {sim::DspRequest::ModuleEnableSet, 2002, false, L"Set krelo-bypass failed. " + Failure(fault)},
+    };
+    for (const Case& c : cases) {
+        dsp->Fail(c.kind, fault, 1);
+        std::int32_t value = 0;
+        UINT32 size = 4;
+        const HRESULT hr = c.read ? dll.Get(handle, c.id, &value, &size, 2) : dll.Set(handle, c.id, &value, 4, 2);
+        EXPECT_EQ(hr, fault) << c.id;
+        EXPECT_TRUE(log.Has(2, kDsp, c.read ? L"DspController::GetParameter" : L"DspController::SetParameter",
+                            c.message));
+    }
+    EXPECT_EQ(platform.References("IKsControl"), 2);
+}
+
+}  // namespace
+}  // namespace kelix::test

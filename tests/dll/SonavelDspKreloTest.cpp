@@ -1,0 +1,148 @@
+// The DSP module access class and the DSP controller, for what the exports
+// cannot reach: selection of all modules, index validation per module version,
+// AMD modules, and the controller on a device without modules.
+#include <gtest/gtest.h>
+
+#include "DspController.h"
+#include "KsScenario.h"
+#include "SonavelDspKrelo.h"
+
+namespace kelix::test {
+namespace {
+
+class SonavelDspKreloTest : public testing::Test {
+protected:
+    void TearDown() override {
+        dsp.ClearModuleList();
+        EXPECT_EQ(platform.References("IKsControl"), 0);
+    }
+    // An endpoint with a DSP carrying these modules, discovered.
+    sim::Dsp& Discover(const wchar_t* id, sim::DspConfig config) {
+        sim::Endpoint& endpoint = AddEndpoint(platform, {id, L"{0F0F0F0F-0000-4000-8000-000000000001}"});
+        sim::Dsp& attached = AttachDsp(platform, endpoint, std::move(config));
+        EXPECT_EQ(dsp.RefreshModules(), S_OK);
+        attached.ClearRequests();
+        return attached;
+    }
+
+    sim::Platform platform;
+    sim::Installation installed{platform};
+    CSonavelDspKrelo& dsp = CSonavelDspKrelo::Instance();
+};
+
+TEST_F(SonavelDspKreloTest, EmptyListRefusesEverything) {
+    dsp.ClearModuleList();
+    UINT32 enabled = 0;
+    BYTE reply[kModuleReplySize];
+    const BYTE value[4] = {};
+    EXPECT_EQ(dsp.SelectModule(-1), E_FAIL);
+    EXPECT_EQ(dsp.SelectModule(0), E_FAIL);
+    EXPECT_EQ(dsp.SetModuleParam(20, value, 4), E_FAIL);
+    EXPECT_EQ(dsp.SetModuleEnable(1), E_FAIL);
+    EXPECT_EQ(dsp.GetModuleEnable(&enabled), E_FAIL);
+    EXPECT_EQ(dsp.GetModuleParam(reply, 20), E_FAIL);
+    EXPECT_FALSE(dsp.SelectedIsVersion100());
+}
+
+TEST_F(SonavelDspKreloTest, AllModulesInOrderUntilTheFirstFailure) {
+    sim::Dsp& firmware = Discover(L"{0.0.0.00000000}.{all-modules}",
+                                  {.modules = {{.id = kModule142, .name = "full", .version = "1.4.2"},
+                                               {.id = kModule100, .name = "early", .version = "1.0.0"}}});
+    UINT32 count = 0;
+    ASSERT_EQ(dsp.GetModuleCount(&count), S_OK);
+    ASSERT_EQ(count, 2u);
+    EXPECT_EQ(dsp.SelectModule(-2), E_FAIL);
+    EXPECT_EQ(dsp.SelectModule(2), E_FAIL);
+    ASSERT_EQ(dsp.SelectModule(-1), S_OK);
+    EXPECT_FALSE(dsp.SelectedIsVersion100());  // the first module reads for -1
+
+    // 40 is valid for "1.4.2" but not for "1.0.0": the first is set, then E_INVALIDARG.
+    const BYTE value[4] = {9, 0, 0, 0};
+    EXPECT_EQ(dsp.SetModuleParam(40, value, 4), E_INVALIDARG);
+    EXPECT_TRUE(firmware.Parameter(kModule142, 40).has_value());
+    EXPECT_FALSE(firmware.Parameter(kModule100, 40).has_value());
+    EXPECT_EQ(firmware.Requests().size(), 1u);
+
+    // Initialisation items are sent to every module without validation.
+    firmware.ClearRequests();
+    EXPECT_EQ(dsp.SetModuleParam(5, value, 4), S_OK);
+    EXPECT_EQ(firmware.Requests().size(), 2u);
+    EXPECT_TRUE(Logged(4, L"CSonavelDspKrelo::SetModuleParam", L"Speakers - [max_num_channels]"));
+
+    // A failure at the first module stops there.
+    firmware.ClearRequests();
+    const HRESULT fault = HRESULT_FROM_WIN32(ERROR_GEN_FAILURE);
+    firmware.Fail(sim::DspRequest::ParameterSet, fault, 1);
+    EXPECT_EQ(dsp.SetModuleParam(21, value, 4), fault);
+    EXPECT_EQ(firmware.Requests().size(), 1u);
+    EXPECT_TRUE(Logged(3, L"CSonavelDspKrelo::SetModuleParam", Failure(L"Failed to set PP module parameter!: ", fault)));
+
+    // Values beyond the buffer are refused before anything is sent.
+    firmware.ClearRequests();
+    std::vector<BYTE> large(64001, 1);
+    EXPECT_EQ(dsp.SetModuleParam(21, large.data(), 64001), E_INVALIDARG);
+    EXPECT_EQ(dsp.SetModuleParam(21, nullptr, 4), E_INVALIDARG);
+    EXPECT_TRUE(firmware.Requests().empty());
+    ASSERT_EQ(dsp.SelectModule(1), S_OK);
+    EXPECT_TRUE(dsp.SelectedIsVersion100());
+}
+
+TEST_F(SonavelDspKreloTest, AmdModulesTakeNoEnableRequest) {
+    sim::Dsp& firmware = Discover(L"{0.0.0.00000000}.{amd}", {.ppApi = false, .amdModules = {{.id = kAmdRow4}}});
+    ASSERT_EQ(dsp.SelectModule(0), S_OK);
+    ASSERT_NE(dsp.SelectedModule(), nullptr);
+    EXPECT_EQ(dsp.SelectedModule()->IsAmd, 1u);
+    EXPECT_EQ(dsp.SetModuleEnable(0), S_FALSE);
+    UINT32 enabled = 0;
+    EXPECT_EQ(dsp.GetModuleEnable(&enabled), S_OK);
+    EXPECT_EQ(enabled, 1u);
+    EXPECT_TRUE(firmware.Requests().empty());
+
+    const BYTE value[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    ASSERT_EQ(dsp.SetModuleParam(21, value, 8), S_OK);
+    const std::vector<sim::KsRequest> requests = firmware.Requests();
+    ASSERT_EQ(requests.size(), 1u);
+    EXPECT_EQ(requests[0].property, Bytes("bd fc 07 82 1a c8 1b 44 96 b5 4a 0c f0 86 65 ad | 00 00 00 00 | 02 00 00 00 |"
+                                          "15 c8 fc b5 49 1f 4e 4f b0 4c 05 f3 a3 83 ef ff | 02 00 00 00 | 15 00 00 00"));
+    EXPECT_EQ(requests[0].dataLength, 4096u);
+    std::vector<BYTE> large(4093, 1);
+    EXPECT_EQ(dsp.SetModuleParam(21, large.data(), 4093), E_INVALIDARG);
+    EXPECT_EQ(firmware.Requests().size(), 1u);
+}
+
+TEST_F(SonavelDspKreloTest, ControllerWithoutModulesForTheDevice) {
+    const wchar_t kNoDsp[] = L"{0.0.0.00000000}.{no-dsp}";
+    AddEndpoint(platform, {kNoDsp, L"{0F0F0F0F-0000-4000-8000-000000000002}"});
+    EXPECT_EQ(DspController::Open(kNoDsp), S_OK);
+    EXPECT_TRUE(Logged(3, L"DspController::Open", L"Could not find the dsp module for the device [" + std::wstring(kNoDsp) + L"]"));
+    EXPECT_EQ(DspController::Open(L""), S_OK);
+    EXPECT_TRUE(Logged(3, L"DspController::Open", L"Could not find the dsp module for the device []"));
+    PROPVARIANT value;
+    value.vt = VT_I4;
+    value.lVal = 1;
+    EXPECT_EQ(DspController::SetParameter(kNoDsp, 2104, value, 1), E_FAIL);
+    EXPECT_TRUE(Logged(3, L"DspController::SelectModule", L"DSP module for device[" + std::wstring(kNoDsp) + L"] is not opened."));
+    EXPECT_EQ(DspController::Close(kNoDsp), S_OK);
+}
+
+TEST_F(SonavelDspKreloTest, DeviceWithOnlyThePexModule) {
+    const wchar_t kPexOnly[] = L"{0.0.0.00000000}.{pex-only}";
+    sim::Endpoint& endpoint = AddEndpoint(platform, {kPexOnly, L"{0F0F0F0F-0000-4000-8000-000000000003}"});
+    AttachDsp(platform, endpoint, {.modules = {{.id = kModulePex, .name = "pex", .version = "2.10"}}});
+    ASSERT_EQ(DspController::Open(kPexOnly), S_OK);
+    EXPECT_TRUE(Logged(4, L"DspController::Open", L"DSP module index: " + std::wstring(kPexOnly) + L"[0, -10]"));
+    const DspFamilies families = DspController::Families(kPexOnly);
+    EXPECT_TRUE(families.pexAvailable);
+    EXPECT_FALSE(families.kreloAvailable);
+    EXPECT_EQ(DspController::SelectModule(kPexOnly, 1105), S_OK);
+    EXPECT_EQ(DspController::SelectModule(kPexOnly, 2104), E_INVALIDARG);
+    EXPECT_EQ(DspController::SelectModule(kPexOnly, 3002), E_INVALIDARG);
+    // A second open keeps the indices found at the first.
+    EXPECT_EQ(DspController::Open(kPexOnly), S_OK);
+    EXPECT_TRUE(Logged(4, L"DspController::Open", L"DSP module for device[" + std::wstring(kPexOnly) + L"] is already opened."));
+    EXPECT_EQ(DspController::Close(kPexOnly), S_OK);
+    EXPECT_FALSE(DspController::Families(kPexOnly).pexAvailable);
+}
+
+}  // namespace
+}  // namespace kelix::test
