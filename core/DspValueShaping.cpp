@@ -1,5 +1,7 @@
 #include "core/DspValueShaping.h"
 
+#include "core/DspParameterTables.h"
+
 #include <algorithm>
 #include <cstring>
 #include <cwctype>
@@ -38,23 +40,20 @@ void Copy(std::uint8_t* buffer, std::uint32_t size, std::uint32_t to, const std:
     std::memcpy(buffer + to, reply + from, static_cast<std::size_t>(count));
 }
 
-// Reply sizes of the fixed information blocks.
-std::optional<std::uint32_t> FixedReplySize(ParameterId id, std::wstring_view moduleVersion) {
-    switch (id) {
-        case 2125: {  // krelo-regulator-tuning-info: 160 bytes below "1.4.1", 720 from it on
-            const auto version = ParseModuleVersion(moduleVersion);
-            const bool older = version && *version < std::array<int, 3>{1, 4, 1};
-            return older ? 160u : 720u;
-        }
-        case 2126: return 80;   // krelo-vis-bands
-        case 2127: return 352;  // krelo-mb-compressor-tuning-info
-        case 2128: return 4;    // krelo-limiter-gain
-        default: return std::nullopt;
-    }
+// The DSP parameter index of a catalogue id on the DSP route, if it has one.
+std::optional<std::uint32_t> DspIndexOf(ParameterId id) {
+    const std::optional<DspRoute> route = LookupDspRoute(id);
+    if (!route) return std::nullopt;
+    return static_cast<std::uint32_t>(route->index);
 }
 
-// The replies that carry a caller structure (DspReplyLayoutOf). False when the
-// id has none: then nothing is copied and the read still succeeds.
+ReplyLayout ReplyLayoutOf(ParameterId id) {
+    const auto index = DspIndexOf(id);
+    return index ? DspReplyLayout(*index) : ReplyLayout::Value;
+}
+
+// The replies that carry a caller structure. False when the id has none: then
+// nothing is copied and the read still succeeds.
 bool RebuildCallerStructure(ParameterId id, const std::uint8_t* reply, std::uint32_t length, std::uint8_t* buffer,
                             std::uint32_t callerSize, DspReadResult& result) {
     const auto tooSmall = [&](std::uint64_t need) {
@@ -62,13 +61,17 @@ bool RebuildCallerStructure(ParameterId id, const std::uint8_t* reply, std::uint
         result.size = static_cast<std::uint32_t>(std::min<std::uint64_t>(need, UINT32_MAX));
         return true;
     };
-    switch (DspReplyLayoutOf(id)) {
+    const ReplyLayout layout = ReplyLayoutOf(id);
+    switch (layout) {
         case ReplyLayout::StoreLayout1114:
         case ReplyLayout::StoreLayout1123: {  // the caller's structure is the store layout without length words
             const std::uint64_t need = length >= 8 ? length - 8 : 0;
             if (callerSize < need) return tooSmall(need);
             std::uint32_t size = callerSize;
-            if (StoredToCaller(id, reply, length, buffer, &size).status != LayoutStatus::Ok) return tooSmall(size);
+            const ParameterId storeLayout = layout == ReplyLayout::StoreLayout1114 ? 1114 : 1123;
+            if (StoredToCaller(storeLayout, reply, length, buffer, &size).status != LayoutStatus::Ok) {
+                return tooSmall(size);
+            }
             return true;
         }
         case ReplyLayout::CountedWords: {  // [word count, caller structure]
@@ -77,7 +80,8 @@ bool RebuildCallerStructure(ParameterId id, const std::uint8_t* reply, std::uint
             Copy(buffer, callerSize, 0, reply, length, 4, need);
             return true;
         }
-        case ReplyLayout::None:
+        case ReplyLayout::Value:
+        case ReplyLayout::InformationBlock:
             break;
     }
     return false;
@@ -145,13 +149,57 @@ std::optional<std::array<int, 3>> ParseModuleVersion(std::wstring_view text) {
     return numbers;
 }
 
-ReplyLayout DspReplyLayoutOf(ParameterId id) {
-    switch (id) {
-        case 1114: return ReplyLayout::StoreLayout1114;
-        case 1123: return ReplyLayout::StoreLayout1123;
-        case 1141: return ReplyLayout::CountedWords;
-        default: return ReplyLayout::None;
+ReplyLayout DspReplyLayout(std::uint32_t index) {
+    switch (index) {
+        case 30:
+        case 31:
+        case 41:
+        case 42: return ReplyLayout::InformationBlock;
+        case 142: return ReplyLayout::StoreLayout1114;
+        case 153: return ReplyLayout::StoreLayout1123;
+        case 130: return ReplyLayout::CountedWords;
+        default: return ReplyLayout::Value;
     }
+}
+
+std::optional<std::uint32_t> InformationBlockSize(std::uint32_t index, std::wstring_view moduleVersion) {
+    switch (index) {
+        case 30: {  // regulator_tuning_info
+            const auto version = ParseModuleVersion(moduleVersion);
+            const bool older = version && *version < std::array<int, 3>{1, 4, 1};
+            return older ? 160u : 720u;
+        }
+        case 31: return 80;   // vis_bands
+        case 41: return 352;  // mb_compressor_tuning_info
+        case 42: return 4;    // mb_compressor_limiter_gain
+        default: return std::nullopt;
+    }
+}
+
+std::vector<std::uint8_t> DefaultDspReply(std::uint32_t index, std::wstring_view moduleVersion) {
+    std::vector<std::int32_t> words;
+    switch (DspReplyLayout(index)) {
+        case ReplyLayout::InformationBlock:
+            return std::vector<std::uint8_t>(*InformationBlockSize(index, moduleVersion), 0);
+        case ReplyLayout::StoreLayout1114:  // count 0 and two arrays of 20
+        case ReplyLayout::StoreLayout1123: {  // count 0 and four arrays of 20
+            const int arrays = DspReplyLayout(index) == ReplyLayout::StoreLayout1114 ? 2 : 4;
+            words.push_back(0);
+            for (int array = 0; array < arrays; ++array) {
+                words.push_back(20);
+                words.insert(words.end(), 20, 0);
+            }
+            break;
+        }
+        case ReplyLayout::CountedWords:  // first 0, n 0
+            words = {2, 0, 0};
+            break;
+        case ReplyLayout::Value:
+            return {};
+    }
+    std::vector<std::uint8_t> bytes(words.size() * 4);
+    std::memcpy(bytes.data(), words.data(), bytes.size());
+    return bytes;
 }
 
 DspReadResult ShapeDspReply(ParameterId id, const std::uint8_t* reply, std::uint32_t length,
@@ -173,7 +221,9 @@ DspReadResult ShapeDspReply(ParameterId id, const std::uint8_t* reply, std::uint
         result.copied = true;
         return result;
     }
-    if (const auto fixed = FixedReplySize(id, moduleVersion)) {
+    const auto index = DspIndexOf(id);
+    const auto fixed = index ? InformationBlockSize(*index, moduleVersion) : std::nullopt;
+    if (fixed) {
         result.size = *fixed;
         if (!fits(*fixed)) return tooSmall(*fixed);
         if (length >= *fixed) {

@@ -23,13 +23,29 @@ std::vector<std::uint8_t> ReshapeBlobForDsp(ParameterId id, const std::uint8_t* 
 // unless three numbers are found.
 std::optional<std::array<int, 3>> ParseModuleVersion(std::wstring_view text);
 
-// Module replies that carry a caller structure of the property-store layouts
-// in the store's own word layout (length words included): the ieq bands
-// (1114, like the store's 1114), the regulator tuning (1123, like 1123), and
-// the partial output mode (1141), whose reply is its caller structure behind
-// one word holding the number of words that follow.
-enum class ReplyLayout { None, StoreLayout1114, StoreLayout1123, CountedWords };
-ReplyLayout DspReplyLayoutOf(ParameterId id);
+// What a module's reply to a parameter read carries, by DSP parameter index;
+// the one description of the replies, which the simulated firmware follows too.
+enum class ReplyLayout {
+    Value,             // the value as written (one word for scalars)
+    InformationBlock,  // a block of fixed size (InformationBlockSize)
+    // A caller structure in the property store's word layout, length words
+    // included: the ieq bands (index 142, as 1114 is stored) and the
+    // regulator tuning (index 153, as 1123 is stored).
+    StoreLayout1114,
+    StoreLayout1123,
+    // The partial output mode (index 130): its caller structure [first, n,
+    // v[n]] behind one word holding the number of words that follow.
+    CountedWords,
+};
+ReplyLayout DspReplyLayout(std::uint32_t index);
+
+// Sizes of the information blocks: regulator tuning info (30) 160 bytes on
+// modules below "1.4.1" and 720 from it on, vis bands (31) 80, compressor
+// tuning info (41) 352, limiter gain (42) 4.
+std::optional<std::uint32_t> InformationBlockSize(std::uint32_t index, std::wstring_view moduleVersion);
+
+// The reply of a module that was never written at index: zeros in the reply's layout.
+std::vector<std::uint8_t> DefaultDspReply(std::uint32_t index, std::wstring_view moduleVersion);
 
 struct DspReadResult {
     LayoutStatus status = LayoutStatus::Ok;  // InvalidArgument: the caller's buffer is too small

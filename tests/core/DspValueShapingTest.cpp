@@ -121,5 +121,30 @@ TEST(ShapeDspReplyTest, RepliesIntoCallerBuffers) {
     }
 }
 
+TEST(DefaultDspReplyTest, RepliesOfUnwrittenIndicesFitTheirReads) {
+    struct Case {
+        std::uint32_t index;
+        ParameterId id;
+        const wchar_t* version;
+        std::size_t replyBytes;
+        std::uint32_t callerBytes;  // what the read of the id then takes
+    };
+    const Case cases[] = {
+        {30, 2125, L"1.3.1", 160, 160}, {30, 2125, L"1.4.2", 720, 720}, {31, 2126, L"1.4.2", 80, 80},
+        {41, 2127, L"1.4.2", 352, 352}, {42, 2128, L"1.4.2", 4, 4},      {142, 1114, L"2.10.0-lite", 172, 164},
+        {153, 1123, L"2.10.0-lite", 340, 332}, {130, 1141, L"2.10.0-lite", 12, 8},
+    };
+    for (const Case& c : cases) {
+        const std::vector<std::uint8_t> reply = DefaultDspReply(c.index, c.version);
+        EXPECT_EQ(reply.size(), c.replyBytes) << c.index;
+        std::vector<std::uint8_t> buffer(c.callerBytes, 0xEE);
+        const DspReadResult result = ShapeDspReply(c.id, reply.data(), static_cast<std::uint32_t>(reply.size()),
+                                                   c.version, buffer.data(), c.callerBytes);
+        EXPECT_EQ(result.status, LayoutStatus::Ok) << c.index;
+        EXPECT_EQ(std::count(buffer.begin(), buffer.end(), 0), static_cast<long>(buffer.size())) << c.index;
+    }
+    EXPECT_TRUE(DefaultDspReply(21, L"1.4.2").empty());
+}
+
 }  // namespace
 }  // namespace kelix
