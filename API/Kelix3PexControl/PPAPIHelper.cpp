@@ -55,12 +55,12 @@ constexpr wchar_t kAmdModuleName[] = L"krelo-amd";
 using PinSet = std::set<UINT32>;
 
 // One step of a COM chain: a failure is logged with the step's own message and returned.
-#define KELIX_RETURN_IF_FAILED(hr, function, message)                     \
-    do {                                                                  \
-        if (FAILED(hr)) {                                                 \
+#define KELIX_RETURN_IF_FAILED(hr, function, message)                              \
+    do {                                                                           \
+        if (FAILED(hr)) {                                                          \
             KELIX_LOG(::kelix::kLevelWarning, (function), message, KELIX_HR(hr)); \
-            return hr;                                                    \
-        }                                                                 \
+            return hr;                                                             \
+        }                                                                          \
     } while (0)
 
 GUID ToGuid(const Guid& guid) {
@@ -164,6 +164,28 @@ HRESULT ReadEndpointValues(IMMDevice* device, EndpointValues* values) {
     return S_OK;
 }
 
+// Messages of the steps from a device topology to the IKsControl of its filter.
+struct FilterTexts {
+    const wchar_t* function;
+    const wchar_t* deviceIdFailed;
+    const wchar_t* deviceFailed;
+    const wchar_t* activateFailed;
+};
+
+HRESULT OpenKsControl(IDeviceTopology* topology, IMMDeviceEnumerator* enumerator, const FilterTexts& texts,
+                      ComPtr<IKsControl>& control) {
+    CoTaskMemString filterId;
+    HRESULT hr = topology->GetDeviceId(filterId.Receive());
+    KELIX_RETURN_IF_FAILED(hr, texts.function, texts.deviceIdFailed);
+    ComPtr<IMMDevice> filter;
+    hr = enumerator->GetDevice(filterId.Get(), &filter);
+    KELIX_RETURN_IF_FAILED(hr, texts.function, texts.deviceFailed);
+    hr = filter->Activate(__uuidof(IKsControl), CLSCTX_ALL, nullptr,
+                          reinterpret_cast<void**>(control.ReleaseAndGetAddressOf()));
+    KELIX_RETURN_IF_FAILED(hr, texts.function, texts.activateFailed);
+    return S_OK;
+}
+
 // Chooses the selector of a subunit on the path, if it has one: the subunit's own local id.
 void SelectPath(IPart* part) {
     const auto select = [part](auto* selector, const wchar_t* activated, const wchar_t* failed) {
@@ -209,15 +231,12 @@ HRESULT EndOfPath(EDataFlow flow, IPart* part, IMMDeviceEnumerator* enumerator, 
     ComPtr<IDeviceTopology> topology;
     hr = GetTopologyObject(part, &topology);
     KELIX_RETURN_IF_FAILED(hr, kFindConnectorPart, L"GetTopologyObject failed! [0x%.8x]%s");
-    CoTaskMemString filterId;
-    hr = topology->GetDeviceId(filterId.Receive());
-    KELIX_RETURN_IF_FAILED(hr, kFindConnectorPart, L"GetDeviceId failed! [0x%.8x]%s");
-    ComPtr<IMMDevice> filter;
-    hr = enumerator->GetDevice(filterId.Get(), &filter);
-    KELIX_RETURN_IF_FAILED(hr, kFindConnectorPart, L"GetDevice failed! [0x%.8x]%s");
     ComPtr<IKsControl> control;
-    hr = filter->Activate(__uuidof(IKsControl), CLSCTX_ALL, nullptr, &control);
-    KELIX_RETURN_IF_FAILED(hr, kFindConnectorPart, L"Failed to activate IKsControl interface! [0x%.8x]%s");
+    hr = OpenKsControl(topology.Get(), enumerator,
+                       {kFindConnectorPart, L"GetDeviceId failed! [0x%.8x]%s", L"GetDevice failed! [0x%.8x]%s",
+                        L"Failed to activate IKsControl interface! [0x%.8x]%s"},
+                       control);
+    if (FAILED(hr)) return hr;
     UINT nodeId = 0;
     hr = part->GetLocalId(&nodeId);
     KELIX_RETURN_IF_FAILED(hr, kFindConnectorPart, L"Failed to retrieve node id! [0x%.8x]%s");
@@ -369,16 +388,10 @@ HRESULT OpenWaveFilter(IConnector* connector, IMMDeviceEnumerator* enumerator, P
         KELIX_RETURN_IF_FAILED(hr, kPPInitialize, L"Failed to read connector local id! [0x%.8x]%s");
         pins->insert(localId);
     }
-    CoTaskMemString waveId;
-    hr = wave->GetDeviceId(waveId.Receive());
-    KELIX_RETURN_IF_FAILED(hr, kPPInitialize, L"GetDeviceId failed! [0x%.8x]%s");
-    ComPtr<IMMDevice> waveDevice;
-    hr = enumerator->GetDevice(waveId.Get(), &waveDevice);
-    KELIX_RETURN_IF_FAILED(hr, kPPInitialize, L"Failed to retrieve wave filer device! [0x%.8x]%s");
-    hr = waveDevice->Activate(__uuidof(IKsControl), CLSCTX_ALL, nullptr,
-                              reinterpret_cast<void**>(control.ReleaseAndGetAddressOf()));
-    KELIX_RETURN_IF_FAILED(hr, kPPInitialize, L"Activate ks control failed! [0x%.8x]%s");
-    return S_OK;
+    return OpenKsControl(wave.Get(), enumerator,
+                         {kPPInitialize, L"GetDeviceId failed! [0x%.8x]%s",
+                          L"Failed to retrieve wave filer device! [0x%.8x]%s", L"Activate ks control failed! [0x%.8x]%s"},
+                         control);
 }
 
 }  // namespace
@@ -463,6 +476,7 @@ HRESULT CPPAPIHelper::WalkDevice(IMMDeviceEnumerator* enumerator, IMMDeviceColle
     hr = WalkConnectors(flow, enumerator, connector, &pins);
     if (!connector) {
         KELIX_LOG(kLevelWarning, kPPInitialize, L"Software IO connector not found! [0x%.8x]%s", KELIX_HR(hr));
+        // A path that ran out of parts ends with a success code and no wave filter to open.
         return FAILED(hr) ? hr : E_FAIL;
     }
     ComPtr<IKsControl> control;

@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "core/KnownModules.h"
 #include "core/ModuleList.h"
 #include "core/PpApiRequests.h"
 
@@ -180,7 +179,7 @@ TEST(ModuleListTest, OnlyWhatFitsTheBytesReceived) {
     }
 }
 
-TEST(ModuleListTest, DescriptorTextsAndTypeNames) {
+TEST(ModuleListTest, DescriptorTexts) {
     ModuleDescriptor descriptor{};
     std::memset(descriptor.version, 'x', sizeof descriptor.version);
     SetDescriptorText(descriptor.version, "1.3.1-lite");
@@ -189,47 +188,6 @@ TEST(ModuleListTest, DescriptorTextsAndTypeNames) {
     SetDescriptorText(descriptor.version, std::string(70, 'y'));
     EXPECT_EQ(DescriptorText(descriptor.version), std::string(63, 'y'));
     EXPECT_EQ(WidenText("n\xE9"), std::wstring(L"n\u00E9"));
-
-    EXPECT_STREQ(ModuleTypeName(0), L"SFX");
-    EXPECT_STREQ(ModuleTypeName(1), L"MFX");
-    EXPECT_STREQ(ModuleTypeName(2), L"EFX");
-    EXPECT_STREQ(ModuleTypeName(3), L"Unknown module type");
-    EXPECT_STREQ(ModuleTypeName(7), L"Unknown module type");
-}
-
-// "{CBDD3DB0-85AE-4466-B18D-504FD8E7082B}" -> the GUID, by the registry text layout.
-Guid GuidFromText(const std::string& text) {
-    const std::vector<std::uint8_t> b = Hex(text);
-    return Guid{static_cast<std::uint32_t>(b[0] << 24 | b[1] << 16 | b[2] << 8 | b[3]),
-                static_cast<std::uint16_t>(b[4] << 8 | b[5]), static_cast<std::uint16_t>(b[6] << 8 | b[7]),
-                {b[8], b[9], b[10], b[11], b[12], b[13], b[14], b[15]}};
-}
-
-TEST(KnownModulesTest, VersionTextsByModuleId) {
-    struct Case {
-        const char* id;
-        const char* version;  // null: unspecific
-    };
-    const Case cases[] = {
-        {"{849F0D73-1678-4D57-8C78-61C548253993}", "1.0.0"},
-        {"{F5151CC1-D8AA-4F79-8A05-7AB55D8B7A39}", "1.0.0"},
-        {"{2F20FF4C-587D-4EA5-BD72-F246351DEFE6}", "1.2.0"},
-        {"{D11B4F61-42FA-43BB-997C-8D2B026D11C8}", "2.10.0-lite"},
-        {"{56A9EA76-3745-4CC0-815C-A621FAA8C9CB}", "1.4.2-lite"},
-        {"{CFE115BD-8AEA-40BC-A764-AD9C18FEE730}", nullptr},  // an AMD row is no PP module
-    };
-    for (const Case& c : cases) {
-        const auto version = KnownModuleVersion(GuidFromText(c.id));
-        if (c.version == nullptr) {
-            EXPECT_FALSE(version.has_value()) << c.id;
-        } else {
-            EXPECT_EQ(version.value_or("none"), c.version) << c.id;
-        }
-    }
-    ASSERT_EQ(AmdModules().size(), 7u);
-    EXPECT_EQ(AmdModules()[0].id, GuidFromText("{CFE115BD-8AEA-40BC-A764-AD9C18FEE730}"));
-    EXPECT_EQ(AmdModules()[3].id, kAmdModule);
-    EXPECT_EQ(AmdModules()[3].version, "1.4.1");
 }
 
 }  // namespace

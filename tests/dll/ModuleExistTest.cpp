@@ -1,4 +1,5 @@
-// CPPAPIHelper::LookForSonavelModuleInfo and SonavelModuleExist on the simulated platform.
+// CPPAPIHelper::LookForSonavelModuleInfo and SonavelModuleExist on the simulated platform:
+// one endpoint with a DSP of its own per case.
 #include <windows.h>
 #include <mmdeviceapi.h>
 #include <wrl/client.h>
@@ -6,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,84 +27,91 @@ constexpr wchar_t kExist[] = L"CPPAPIHelper::SonavelModuleExist";
 class ModuleProbeTest : public testing::Test {
 protected:
     void SetUp() override {
-        installed.emplace(platform);
-        ASSERT_EQ(installed->Result(), S_OK);
+        ASSERT_EQ(installed.Result(), S_OK);
+        ASSERT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator)), S_OK);
     }
 
     void TearDown() override {
-        control.Reset();
-        collection.Reset();
+        enumerator.Reset();
         EXPECT_EQ(platform.TotalReferences(), 0) << "references left on simulated objects";
     }
 
-    // The render endpoint with a DSP; its IKsControl and the active render collection.
-    sim::Dsp& Scenario(sim::DspConfig config) {
-        sim::Dsp& dsp = AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid}), std::move(config),
-                                  {.localIdHighWord = 1});
-        ComPtr<IMMDeviceEnumerator> enumerator;
-        EXPECT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator)), S_OK);
-        EXPECT_EQ(enumerator->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &collection), S_OK);
+    // Endpoint `index` of the case, with its DSP; connector 0 carries the high word 1.
+    sim::Dsp& AddCase(int index, sim::DspConfig config) {
+        const std::wstring id = L"{0.0.0.00000000}.{case-" + std::to_wstring(index) + L"}";
+        ids.push_back(id);
+        return AttachDsp(platform, AddEndpoint(platform, {ids.back().c_str(), kSpeakersGuid}), std::move(config),
+                         {.localIdHighWord = 1});
+    }
+
+    ComPtr<IKsControl> Control(int index) {
         ComPtr<IMMDevice> device;
-        EXPECT_EQ(enumerator->GetDevice(kSpeakers, &device), S_OK);
-        EXPECT_EQ(device->Activate(__uuidof(IKsControl), CLSCTX_ALL, nullptr, &control), S_OK);
-        dsp.ClearRequests();
-        Log().Clear();
-        return dsp;
+        EXPECT_EQ(enumerator->GetDevice(ids.at(static_cast<size_t>(index)).c_str(), &device), S_OK);
+        ComPtr<IKsControl> control;
+        if (device) {
+            EXPECT_EQ(device->Activate(__uuidof(IKsControl), CLSCTX_ALL, nullptr, &control), S_OK);
+        }
+        return control;
+    }
+
+    ComPtr<IMMDeviceCollection> Devices() {
+        ComPtr<IMMDeviceCollection> devices;
+        EXPECT_EQ(enumerator->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &devices), S_OK);
+        return devices;
+    }
+
+    // Warning lines of a function since the last Clear.
+    static std::vector<std::wstring> Warnings(const std::wstring& function) {
+        std::vector<std::wstring> warnings;
+        for (const LogLine& line : Log().Lines()) {
+            if (line.level == 3 && line.function == function) warnings.push_back(line.message);
+        }
+        return warnings;
     }
 
     sim::Platform platform;
-    std::optional<sim::Installation> installed;
+    sim::Installation installed{platform};
+    std::vector<std::wstring> ids;
+    ComPtr<IMMDeviceEnumerator> enumerator;
     CPPAPIHelper helper;
-    ComPtr<IMMDeviceCollection> collection;
-    ComPtr<IKsControl> control;
 };
 
 TEST_F(ModuleProbeTest, FirstKnownModuleOfTheList) {
     struct Case {
         const char* name;
-        std::vector<sim::DspModule> modules;
-        UINT32 apiVersion;
+        sim::DspConfig config;
+        UINT32 pin;
         HRESULT result;
-        std::vector<std::pair<int, std::wstring>> lines;
+        std::vector<std::wstring> warnings;
     };
     const Case cases[] = {
-        {"unknown, then known", {{.id = kUnknownModule}, kKrelo, {.id = kModule120}}, 1, S_OK,
-         {{3, L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}"},
-          {4, L"Found DSP module, name = krelo, version = 1.4.2, type = 2"}}},
-        {"only unknown", {{.id = kUnknownModule}}, 1, E_FAIL, {{4, L"Modules count: 1, modules size: 156"}}},
-        {"empty list", {}, 1, E_FAIL, {{4, L"Modules count: 0, modules size: 8"}}},
-        {"version 2", {kKrelo}, 2, E_FAIL, {{3, L"Version mismatch: 2"}}},
-        {"wrong pin", {kKrelo}, 1, E_INVALIDARG, {{3, Failure(L"Failed to retrieve version: ", E_INVALIDARG)}}},
+        {"unknown, then known", {.modules = {{.id = kUnknownModule}, kKrelo, {.id = kModule120}}}, 1, S_OK,
+         {L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}"}},
+        {"only unknown", {.modules = {{.id = kUnknownModule}}}, 1, E_FAIL,
+         {L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}"}},
+        {"empty list", {}, 1, E_FAIL, {}},
+        {"version 2", {.apiVersion = 2, .modules = {kKrelo}}, 1, E_FAIL, {L"Version mismatch: 2"}},
+        {"pin without the API", {.modules = {kKrelo}}, 2, E_INVALIDARG,
+         {Failure(L"Failed to retrieve version: ", E_INVALIDARG)}},
     };
-    installed.reset();  // each case installs a platform of its own
-    for (const Case& c : cases) {
+    for (int i = 0; i < static_cast<int>(std::size(cases)); ++i) AddCase(i, cases[i].config);
+    for (int i = 0; i < static_cast<int>(std::size(cases)); ++i) {
+        const Case& c = cases[i];
         SCOPED_TRACE(c.name);
-        sim::Platform scenario;
-        sim::Dsp& dsp = scenario.AddDsp({.apiVersion = c.apiVersion, .modules = c.modules});
-        sim::Endpoint& endpoint = AddEndpoint(scenario, {kSpeakers, kSpeakersGuid});
-        scenario.AttachDsp(endpoint, dsp, {.shape = sim::TopologyShape::Direct});
-        sim::Installation installation(scenario);
-        ComPtr<IMMDeviceEnumerator> enumerator;
-        ASSERT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator)), S_OK);
-        ComPtr<IMMDevice> device;
-        ASSERT_EQ(enumerator->GetDevice(kSpeakers, &device), S_OK);
-        ComPtr<IKsControl> ks;
-        ASSERT_EQ(device->Activate(__uuidof(IKsControl), CLSCTX_ALL, nullptr, &ks), S_OK);
         Log().Clear();
         ModuleDescriptor info{};
-        EXPECT_EQ(helper.LookForSonavelModuleInfo(ks.Get(), std::string(c.name) == "wrong pin" ? 2 : 1, &info),
-                  c.result);
-        for (const auto& [level, message] : c.lines) EXPECT_TRUE(Logged(level, kLookFor, message));
-        if (c.result == S_OK) {
-            EXPECT_EQ(info.type, 2u);
-            EXPECT_EQ(std::memcmp(&info.id, &kModule142, 16), 0);
-            EXPECT_EQ(DescriptorText(info.name), "krelo");
-            EXPECT_EQ(DescriptorText(info.version), "1.4.2");  // the library's text, not the firmware's
-        }
+        EXPECT_EQ(helper.LookForSonavelModuleInfo(Control(i).Get(), c.pin, &info), c.result);
+        EXPECT_EQ(Warnings(kLookFor), c.warnings);
+        if (c.result != S_OK) continue;
+        EXPECT_TRUE(Logged(4, kLookFor, L"Found DSP module, name = krelo, version = 1.4.2, type = 2"));
+        EXPECT_EQ(info.type, 2u);
+        EXPECT_EQ(std::memcmp(&info.id, &kModule142, 16), 0);
+        EXPECT_EQ(DescriptorText(info.name), "krelo");
+        EXPECT_EQ(DescriptorText(info.version), "1.4.2");  // the library's text, not the firmware's
     }
     // The colon forms of the list failures.
-    installed.emplace(platform);
-    sim::Dsp& dsp = Scenario({.modules = {kKrelo}});
+    sim::Dsp& dsp = AddCase(5, {.modules = {kKrelo}});
+    ComPtr<IKsControl> control = Control(5);
     ModuleDescriptor info{};
     dsp.Fail(sim::DspRequest::ModuleListSize, E_ABORT, 1);
     EXPECT_EQ(helper.LookForSonavelModuleInfo(control.Get(), 1, &info), E_ABORT);
@@ -115,51 +122,40 @@ TEST_F(ModuleProbeTest, FirstKnownModuleOfTheList) {
 }
 
 TEST_F(ModuleProbeTest, ModuleExistAsksTheInstantiationState) {
-    const HRESULT kNotFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
     struct Case {
         const char* name;
         sim::DspConfig config;
-        std::function<void(sim::Dsp&)> adjust;
         HRESULT result;
-        std::vector<std::wstring> lines;  // the warning lines, in order
+        std::vector<std::wstring> warnings;
         size_t amdRequests;
     };
-    const auto none = [](sim::Dsp&) {};
     const Case cases[] = {
-        {"instantiated", {.modules = {kKrelo}}, none, S_OK, {}, 0},
-        {"not instantiated", {.modules = {{.id = kModule142, .type = 2, .instantiated = false}}}, none, E_FAIL,
+        {"instantiated", {.modules = {kKrelo}}, S_OK, {}, 0},
+        {"not instantiated", {.modules = {{.id = kModule142, .type = 2, .instantiated = false}}}, E_FAIL,
          {L"fInstantiated is false."}, 0},
-        {"state request fails", {.modules = {kKrelo}},
-         [](sim::Dsp& dsp) { dsp.Fail(sim::DspRequest::InstantiationState, E_ABORT); }, E_FAIL,
+        {"AMD first row", {.ppApi = false, .amdModules = {{kAmdRow1, true}, {kAmdRow4, true}}}, S_OK, {}, 1},
+        {"AMD without the first row", {.ppApi = false, .amdModules = {{kAmdRow4, true}}}, E_FAIL,
+         {Failure(L"Failed to GetInstantiationState_AMD: ", HRESULT_FROM_WIN32(ERROR_NOT_FOUND)),
+          L"fInstantiated is false."},
+         1},
+        {"state request fails", {.modules = {kKrelo}}, E_FAIL,
          {Failure(L"Failed to GetInstantiationState: ", E_ABORT), L"fInstantiated is false."}, 0},
-        {"AMD first row", {.ppApi = false, .amdModules = {{kAmdRow1, true}, {kAmdRow4, true}}}, none, S_OK, {}, 1},
-        {"AMD without the first row", {.ppApi = false, .amdModules = {{kAmdRow4, true}}}, none, E_FAIL,
-         {Failure(L"Failed to GetInstantiationState_AMD: ", kNotFound), L"fInstantiated is false."}, 1},
     };
-    installed.reset();  // each case installs a platform of its own
-    for (const Case& c : cases) {
+    std::vector<sim::Dsp*> dsps;
+    for (int i = 0; i < static_cast<int>(std::size(cases)); ++i) dsps.push_back(&AddCase(i, cases[i].config));
+    dsps.back()->Fail(sim::DspRequest::InstantiationState, E_ABORT);
+    ComPtr<IMMDeviceCollection> devices = Devices();
+    for (UINT i = 0; i < std::size(cases); ++i) {
+        const Case& c = cases[i];
         SCOPED_TRACE(c.name);
-        sim::Platform scenario;
-        sim::Installation installation(scenario);
-        sim::Dsp& dsp = AttachDsp(scenario, AddEndpoint(scenario, {kSpeakers, kSpeakersGuid}), c.config,
-                                  {.localIdHighWord = 1});
-        c.adjust(dsp);
-        ComPtr<IMMDeviceEnumerator> enumerator;
-        ASSERT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator)), S_OK);
-        ComPtr<IMMDeviceCollection> devices;
-        ASSERT_EQ(enumerator->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &devices), S_OK);
         Log().Clear();
-        EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), 0, 0), c.result);
-        std::vector<std::wstring> warnings;
-        for (const LogLine& line : Log().Lines()) {
-            if (line.level == 3 && line.function == kExist) warnings.push_back(line.message);
-        }
-        EXPECT_EQ(warnings, c.lines);
-        const std::vector<sim::KsRequest> requests = dsp.Requests();
+        EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), i, 0), c.result);
+        EXPECT_EQ(Warnings(kExist), c.warnings);
+        const std::vector<sim::KsRequest> requests = dsps[i]->Requests();
         size_t amd = 0;
         for (const sim::KsRequest& request : requests) amd += request.property.at(0) == 0xbd ? 1 : 0;
         EXPECT_EQ(amd, c.amdRequests);
-        if (c.config.ppApi && !requests.empty()) {
+        if (i == 0) {
             // The pin is the low word of connector 0's local id; the module as the list names it.
             EXPECT_EQ(requests.back().property,
                       Bytes("37 ce e9 ba 99 aa c7 4b 9b df 4c bf 3d 23 e1 b9 06 00 00 00 01 00 00 00 01 00 00 00 "
@@ -167,44 +163,38 @@ TEST_F(ModuleProbeTest, ModuleExistAsksTheInstantiationState) {
                             "b0 3d dd cb ae 85 66 44 b1 8d 50 4f d8 e7 08 2b"));
             EXPECT_EQ(requests.back().dataLength, 1u);
         }
-        devices.Reset();
-        enumerator.Reset();
-        EXPECT_EQ(scenario.TotalReferences(), 0);
     }
 }
 
 TEST_F(ModuleProbeTest, ModuleExistStepsThatFail) {
-    Scenario({.modules = {kKrelo}});
-    ComPtr<IMMDeviceEnumerator> notACollection;
-    ASSERT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&notACollection)), S_OK);
-    EXPECT_EQ(helper.SonavelModuleExist(notACollection.Get(), 0, 0), E_NOINTERFACE);
+    AddCase(0, {.modules = {kKrelo}});
+    EXPECT_EQ(helper.SonavelModuleExist(enumerator.Get(), 0, 0), E_NOINTERFACE);
     EXPECT_TRUE(Logged(3, kExist, L"Query interface IMMDeviceCollection failed."));
-    notACollection.Reset();
 
     struct Case {
         const char* method;  // failing once, or null
+        int call;
         UINT32 device;
         UINT32 connector;
         HRESULT result;
         std::wstring line;
     };
     const Case cases[] = {
-        {nullptr, 1, 0, E_INVALIDARG, Failure(L"Failed to get device: ", E_INVALIDARG)},
-        {nullptr, 0, 3, E_INVALIDARG, Failure(L"Failed to get connector: ", E_INVALIDARG)},
-        {"IMMDevice::Activate", 0, 0, E_ABORT, Failure(L"Failed to active device IDeviceTopology: ", E_ABORT)},
-        {"IPart::GetLocalId", 0, 0, E_ABORT, Failure(L"Failed to get local id: ", E_ABORT)},
+        {nullptr, 0, 1, 0, E_INVALIDARG, Failure(L"Failed to get device: ", E_INVALIDARG)},
+        {nullptr, 0, 0, 3, E_INVALIDARG, Failure(L"Failed to get connector: ", E_INVALIDARG)},
+        {"IMMDevice::Activate", 1, 0, 0, E_ABORT, Failure(L"Failed to active device IDeviceTopology: ", E_ABORT)},
+        {"IPart::GetLocalId", 1, 0, 0, E_ABORT, Failure(L"Failed to get local id: ", E_ABORT)},
+        {"IMMDevice::Activate", 2, 0, 0, E_ABORT, Failure(L"Failed to active device IKsControl: ", E_ABORT)},
     };
+    ComPtr<IMMDeviceCollection> devices = Devices();
     for (const Case& c : cases) {
         SCOPED_TRACE(c.line);
-        if (c.method != nullptr) platform.FailMethod(c.method, E_ABORT, 1);
+        if (c.method != nullptr) platform.FailMethodCall(c.method, c.call, E_ABORT);
         Log().Clear();
-        EXPECT_EQ(helper.SonavelModuleExist(collection.Get(), c.device, c.connector), c.result);
-        EXPECT_TRUE(Logged(3, kExist, c.line));
+        EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), c.device, c.connector), c.result);
+        EXPECT_EQ(Warnings(kExist), std::vector<std::wstring>{c.line});
     }
-    platform.FailMethodCall("IMMDevice::Activate", 2, E_ABORT);
-    EXPECT_EQ(helper.SonavelModuleExist(collection.Get(), 0, 0), E_ABORT);
-    EXPECT_TRUE(Logged(3, kExist, Failure(L"Failed to active device IKsControl: ", E_ABORT)));
-    EXPECT_EQ(helper.SonavelModuleExist(collection.Get(), 0, 0), S_OK);
+    EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), 0, 0), S_OK);
 }
 
 }  // namespace
