@@ -42,7 +42,8 @@ public:
     // reference on control (only the AMD fields are filled). E_FAIL when no row answers.
     HRESULT LookForPPModuleConnectorId_AMD(IKsControl* control, ModuleEntry* entry);
     // S_OK when the module behind connector `connectorIndex` of device `deviceIndex` of the
-    // collection is instantiated; E_FAIL when it is not or cannot be asked.
+    // collection (an IMMDeviceCollection) is instantiated; E_FAIL when it is not, or when the
+    // question fails. A failing step on the way to the question returns its own HRESULT.
     HRESULT SonavelModuleExist(IUnknown* collection, UINT32 deviceIndex, UINT32 connectorIndex);
 
     const std::vector<ModuleEntry>& Modules() const { return modules_; }
