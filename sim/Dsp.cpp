@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <string>
 
+#include "core/DspValueShaping.h"
+#include "core/KnownModules.h"
 #include "core/PpApiRequests.h"
 
 namespace sim {
@@ -324,6 +327,21 @@ HRESULT Dsp::AnswerAmd(const std::vector<BYTE>& property, BYTE* data, ULONG data
                            kelix::kAmdParameterBufferSize, data, dataLength, written);
 }
 
+// The version text the library gives a module id: from its module list table or its AMD rows.
+static std::wstring LibraryVersion(const GUID& module) {
+    kelix::Guid id;
+    std::memcpy(&id, &module, sizeof id);
+    std::string_view version;
+    if (const auto known = kelix::KnownModuleVersion(id)) {
+        version = *known;
+    } else {
+        for (const kelix::KnownModule& row : kelix::AmdModules()) {
+            if (row.id == id) version = row.version;
+        }
+    }
+    return std::wstring(version.begin(), version.end());
+}
+
 HRESULT Dsp::AnswerParameter(const GUID& module, UINT32 index, bool set, size_t bufferSize, BYTE* data,
                              ULONG dataLength, ULONG* written) {
     if (dataLength != bufferSize) return kMalformed;
@@ -336,8 +354,10 @@ HRESULT Dsp::AnswerParameter(const GUID& module, UINT32 index, bool set, size_t 
         parameters_[key].assign(data + 4, data + 4 + length);
         return S_OK;
     }
+    // An index never written answers what a fresh module holds there: zeros in the reply's layout.
     const auto stored = parameters_.find(key);
-    const std::vector<BYTE> value = stored != parameters_.end() ? stored->second : std::vector<BYTE>{};
+    const std::vector<BYTE> value =
+        stored != parameters_.end() ? stored->second : kelix::DefaultDspReply(index, LibraryVersion(module));
     const auto override = replyLengths_.find(key);
     const auto length = override != replyLengths_.end() ? override->second : static_cast<UINT32>(value.size());
     const size_t shown = std::min<size_t>(length, room);

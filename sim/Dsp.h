@@ -115,7 +115,8 @@ public:
     void SetModuleListReply(std::vector<BYTE> reply);
 
     // Parameter values per module id (PP or AMD row) and DSP parameter index: SET requests store
-    // the value, GET requests answer it (length word, value, zeros); never written: length 0.
+    // the value, GET requests answer it (length word, value, zeros); an index never written answers
+    // zeros in the layout the library expects there (kelix::DefaultDspReply).
     void SetParameter(const GUID& module, UINT32 index, std::vector<BYTE> value);
     std::optional<std::vector<BYTE>> Parameter(const GUID& module, UINT32 index) const;
     // GET replies of (module, index) carry this length word instead of the stored value's length;

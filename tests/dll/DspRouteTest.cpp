@@ -72,7 +72,8 @@ protected:
     }
     void TearDown() override {
         EXPECT_EQ(dll.Close(handle), S_OK);
-        EXPECT_EQ(platform.References("IKsControl"), 2);  // one per module entry, until the DLL unloads
+        // One per module entry found at the last open, until the DLL unloads.
+        EXPECT_EQ(platform.References("IKsControl"), modules);
     }
 
     HRESULT SetBlob(std::int32_t id, Bytes8 bytes, UINT32 flags = 2) {
@@ -93,6 +94,7 @@ protected:
 
     sim::Dsp* dsp = nullptr;
     wchar_t* handle = nullptr;
+    long modules = 2;
 };
 
 TEST_F(DspRouteTest, PexWriteSendsFormFactorThenValue) {
@@ -212,8 +214,7 @@ TEST_F(DspRouteTest, ReadsShapeTheReplyIntoTheCallersBuffer) {
     EXPECT_EQ(read, 12);
     EXPECT_TRUE(log.Has(4, kDsp, L"DspController::GetParameter", L"Get krelo-post-gain: 12"));
 
-    // The information blocks by their fixed sizes.
-    dsp->SetParameter(kKreloModule, 31, Bytes8(80, 7));
+    // The information blocks by their fixed sizes; a fresh module answers zeros of that size.
     BYTE bands[80];
     size = 40;
     EXPECT_EQ(dll.Get(handle, 2126, bands, &size, 2), E_INVALIDARG);
@@ -221,8 +222,10 @@ TEST_F(DspRouteTest, ReadsShapeTheReplyIntoTheCallersBuffer) {
     EXPECT_TRUE(log.Has(3, kDsp, L"DspController::GetParameter",
                         L"Get krelo-vis-bands failed. Input buffer[40] is too small. Please reallocate buffer[80.]"));
     EXPECT_EQ(dll.Get(handle, 2126, bands, &size, 2), S_OK);
+    EXPECT_EQ(bands[79], 0);
+    dsp->SetParameter(kKreloModule, 31, Bytes8(80, 7));
+    EXPECT_EQ(dll.Get(handle, 2126, bands, &size, 2), S_OK);
     EXPECT_EQ(bands[79], 7);
-    dsp->SetParameter(kKreloModule, 30, Bytes8(720, 1));
     size = 160;
     std::vector<BYTE> info(720);
     EXPECT_EQ(dll.Get(handle, 2125, info.data(), &size, 2), E_INVALIDARG);  // 720 from "1.4.1" on
@@ -243,6 +246,80 @@ TEST_F(DspRouteTest, ReadsShapeTheReplyIntoTheCallersBuffer) {
     for (int i = 0; i < 20; ++i) expected = Cat({expected, Words({i})});
     for (int i = 0; i < 20; ++i) expected = Cat({expected, Words({100 + i})});
     EXPECT_EQ(caller, expected);
+}
+
+TEST_F(DspRouteTest, TuningInfoSizeFollowsTheModuleVersion) {
+    DescribeEndpoint(headset, L"{5E1F0A11-0000-4000-8000-00000000A002}", 3, L"Headset");
+    sim::Dsp& older = platform.AddDsp({.modules = {{.id = kKrelo131Module, .name = "krelo", .version = "1.3"}}});
+    platform.AttachDsp(headset, older);
+    wchar_t* headsetHandle = nullptr;
+    ASSERT_EQ(dll.Open(&headsetHandle, kHeadset), S_OK);
+    modules = 3;  // every open discovers the modules of every endpoint
+    std::vector<BYTE> info(720, 0xAA);
+    UINT32 size = 160;
+    EXPECT_EQ(dll.Get(headsetHandle, 2125, info.data(), &size, 2), S_OK);  // "1.3.1": below "1.4.1"
+    EXPECT_EQ(size, 160u);
+    size = 159;
+    EXPECT_EQ(dll.Get(headsetHandle, 2125, info.data(), &size, 2), E_INVALIDARG);
+    EXPECT_EQ(size, 160u);
+    size = 720;
+    EXPECT_EQ(dll.Get(handle, 2125, info.data(), &size, 2), S_OK);  // the speakers' "1.4.2"
+    EXPECT_EQ(size, 720u);
+    EXPECT_EQ(dll.Close(headsetHandle), S_OK);
+}
+
+// A second endpoint with one module of another kind: "1.0.0" gains lose their
+// count on the way in; an AMD module takes its writes through the AMD set.
+TEST_F(DspRouteTest, ModulesOfOtherKinds) {
+    DescribeEndpoint(headset, L"{5E1F0A11-0000-4000-8000-00000000A002}", 3, L"Headset");
+    sim::Dsp& early = platform.AddDsp({.modules = {{.id = kKrelo100Module, .name = "krelo", .version = "1.0"}}});
+    platform.AttachDsp(headset, early);
+    wchar_t* headsetHandle = nullptr;
+    ASSERT_EQ(dll.Open(&headsetHandle, kHeadset), S_OK);
+    modules = 3;
+    Bytes8 gains = Words({2, 5, 6});
+    PROPVARIANT value;
+    value.vt = VT_BLOB;
+    value.blob.cbSize = static_cast<ULONG>(gains.size());
+    value.blob.pBlobData = gains.data();
+    ASSERT_EQ(dll.SetVariant(headsetHandle, 2107, &value, 2), S_OK);
+    EXPECT_EQ(SentValue(early.Requests().back()), Words({5, 6}));
+    // Read back, the count is put in front again: the caller needs L + 4 bytes.
+    std::int32_t read[3] = {};
+    UINT32 size = 11;
+    EXPECT_EQ(dll.Get(headsetHandle, 2107, read, &size, 2), E_INVALIDARG);
+    EXPECT_EQ(size, 12u);
+    ASSERT_EQ(dll.Get(headsetHandle, 2107, read, &size, 2), S_OK);
+    EXPECT_EQ(Bytes8(reinterpret_cast<BYTE*>(read), reinterpret_cast<BYTE*>(read) + 12), Words({2, 5, 6}));
+    EXPECT_EQ(dll.Close(headsetHandle), S_OK);
+}
+
+TEST_F(DspRouteTest, AmdModuleThroughTheExports) {
+    DescribeEndpoint(headset, L"{5E1F0A11-0000-4000-8000-00000000A002}", 3, L"Headset");
+    sim::Dsp& amd = platform.AddDsp({.ppApi = false, .amdModules = {{.id = kAmdModule}}});
+    platform.AttachDsp(headset, amd);
+    wchar_t* headsetHandle = nullptr;
+    ASSERT_EQ(dll.Open(&headsetHandle, kHeadset), S_OK);
+    modules = 3;
+    amd.ClearRequests();
+    BYTE request[8] = {};
+    EXPECT_EQ(dll.Set(headsetHandle, 2003, request, 8, 2), E_NOTIMPL);
+    std::int32_t bypass = 1;
+    EXPECT_EQ(dll.Set(headsetHandle, 2002, &bypass, 4, 2), S_FALSE);
+    EXPECT_TRUE(amd.Requests().empty());  // neither takes a request
+
+    std::int32_t gain = 7;
+    ASSERT_EQ(dll.Set(headsetHandle, 2104, &gain, 4, 2), S_OK);
+    const std::vector<sim::KsRequest> requests = amd.Requests();
+    ASSERT_EQ(requests.size(), 1u);
+    EXPECT_EQ(requests[0].property, Cat({kAmdSet, U32(0), U32(2), kAmdModuleBytes, U32(2), U32(21)}));
+    EXPECT_EQ(requests[0].dataLength, 4096u);
+    EXPECT_EQ(SentValue(requests[0]), Words({7}));
+    std::int32_t read = 0;
+    UINT32 size = 4;
+    ASSERT_EQ(dll.Get(headsetHandle, 2104, &read, &size, 2), S_OK);
+    EXPECT_EQ(read, 7);
+    EXPECT_EQ(dll.Close(headsetHandle), S_OK);
 }
 
 TEST_F(DspRouteTest, FamiliesAndIdsTheDspDoesNotServe) {
@@ -268,6 +345,8 @@ TEST_F(DspRouteTest, FaultsOfTheDspComeBackUnchanged) {
         {sim::DspRequest::ParameterSet, 2104, false, L"Set krelo-post-gain failed. " + Failure(fault)},
         {sim::DspRequest::ParameterGet, 2104, true, L"Get krelo-post-gain failed. " + Failure(fault)},
         {sim::DspRequest::ModuleEnableSet, 2002, false, L"Set krelo-bypass failed. " + Failure(fault)},
+        {sim::DspRequest::ModuleEnableGet, 2002, true,
+         L"Failed to get PP module parameter!: " + Failure(fault)},
     };
     for (const Case& c : cases) {
         dsp->Fail(c.kind, fault, 1);
@@ -275,9 +354,13 @@ TEST_F(DspRouteTest, FaultsOfTheDspComeBackUnchanged) {
         UINT32 size = 4;
         const HRESULT hr = c.read ? dll.Get(handle, c.id, &value, &size, 2) : dll.Set(handle, c.id, &value, 4, 2);
         EXPECT_EQ(hr, fault) << c.id;
-        EXPECT_TRUE(log.Has(2, kDsp, c.read ? L"DspController::GetParameter" : L"DspController::SetParameter",
-                            c.message));
+        bool logged = false;
+        for (const LogLine& line : log.Lines()) logged |= line.message == c.message;
+        EXPECT_TRUE(logged) << c.id;
     }
+    dsp->Fail(sim::DspRequest::ModuleRequest, fault, 1);
+    BYTE request[8] = {};
+    EXPECT_EQ(dll.Set(handle, 2003, request, 8, 2), fault);
     EXPECT_EQ(platform.References("IKsControl"), 2);
 }
 
