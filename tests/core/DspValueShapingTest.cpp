@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "Words.h"
+
 #include <cstring>
 #include <numeric>
 
@@ -8,23 +10,9 @@
 namespace kelix {
 namespace {
 
-std::vector<std::uint8_t> Bytes(const std::vector<std::int32_t>& words) {
-    std::vector<std::uint8_t> bytes(words.size() * 4);
-    if (!words.empty()) std::memcpy(bytes.data(), words.data(), bytes.size());
-    return bytes;
-}
-
-std::vector<std::int32_t> Iota(std::size_t count, std::int32_t first) {
-    std::vector<std::int32_t> words(count);
-    std::iota(words.begin(), words.end(), first);
-    return words;
-}
-
-std::vector<std::int32_t> Join(std::initializer_list<std::vector<std::int32_t>> parts) {
-    std::vector<std::int32_t> all;
-    for (const auto& part : parts) all.insert(all.end(), part.begin(), part.end());
-    return all;
-}
+using test::Bytes;
+using test::Iota;
+using test::Join;
 
 TEST(ReshapeBlobForDspTest, BytesSentPerParameter) {
     struct Case {

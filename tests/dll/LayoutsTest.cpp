@@ -6,21 +6,10 @@
 #include <numeric>
 
 #include "SimulatedEndpointTest.h"
+#include "Words.h"
 
 namespace kelix::test {
 namespace {
-
-std::vector<std::int32_t> Iota(std::size_t count, std::int32_t first) {
-    std::vector<std::int32_t> words(count);
-    std::iota(words.begin(), words.end(), first);
-    return words;
-}
-
-std::vector<std::int32_t> Join(std::initializer_list<std::vector<std::int32_t>> parts) {
-    std::vector<std::int32_t> all;
-    for (const auto& part : parts) all.insert(all.end(), part.begin(), part.end());
-    return all;
-}
 
 class LayoutsTest : public SimulatedEndpointTest {
 protected:

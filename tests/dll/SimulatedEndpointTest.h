@@ -13,6 +13,7 @@
 
 #include "DllUnderTest.h"
 #include "LogCapture.h"
+#include "Words.h"
 #include "sim/Platform.h"
 
 namespace kelix::test {
@@ -30,8 +31,6 @@ std::wstring Failure(HRESULT hr);
 // Property keys written out by hand: the effect reads these exact keys.
 PROPERTYKEY PexTuningKey(DWORD pid);
 PROPERTYKEY KreloTuningKey(DWORD pid);
-
-std::vector<std::uint8_t> Bytes(const std::vector<std::int32_t>& words);
 
 // The store values an endpoint with a DSP is found by: its endpoint GUID (as
 // text), form factor and friendly name.

@@ -13,6 +13,7 @@
 
 #include "DllUnderTest.h"
 #include "LogCapture.h"
+#include "Words.h"
 #include "core/ParameterCatalogue.h"
 
 using Microsoft::WRL::ComPtr;
@@ -98,24 +99,6 @@ TEST_F(WineEndpointTest, StoreRefusalOfVtI4PassesThroughUnchanged) {
     EXPECT_EQ(dll.Close(handle), S_OK);
 }
 
-std::vector<BYTE> WordBytes(const std::vector<INT32>& words) {
-    std::vector<BYTE> bytes(words.size() * 4);
-    std::memcpy(bytes.data(), words.data(), bytes.size());
-    return bytes;
-}
-
-std::vector<INT32> Count(INT32 first, size_t count) {
-    std::vector<INT32> words(count);
-    for (size_t i = 0; i < count; ++i) words[i] = first + static_cast<INT32>(i);
-    return words;
-}
-
-std::vector<INT32> Join(std::initializer_list<std::vector<INT32>> parts) {
-    std::vector<INT32> all;
-    for (const auto& part : parts) all.insert(all.end(), part.begin(), part.end());
-    return all;
-}
-
 // Blobs put into the store by another writer (as the effect's tuning tools do)
 // read back in the caller layouts.
 TEST_F(WineEndpointTest, BlobsReadBackInCallerLayouts) {
@@ -125,11 +108,11 @@ TEST_F(WineEndpointTest, BlobsReadBackInCallerLayouts) {
         std::vector<BYTE> caller;
     };
     const Case cases[] = {
-        {1114, WordBytes(Join({{3, 20}, Count(1, 20), {20}, Count(21, 20)})), WordBytes(Join({{3}, Count(1, 40)}))},
+        {1114, Bytes(Join({{3, 20}, Iota(20, 1), {20}, Iota(20, 21)})), Bytes(Join({{3}, Iota(40, 1)}))},
         {2105, {5, 0, 0, 0, 1, 2, 3, 4, 5, 0, 0, 0}, {5, 0, 0, 0, 1, 2, 3, 4, 5, 0, 0, 0}},
-        {2116, WordBytes(Join({{2, 6}, Count(10, 6), {6}, Count(20, 6)})),
-         WordBytes(Join({{2}, Count(10, 6), Count(20, 6), std::vector<INT32>(12, 0)}))},
-        {1162, WordBytes(Count(-9, 18)), WordBytes(Count(-9, 18))},
+        {2116, Bytes(Join({{2, 6}, Iota(6, 10), {6}, Iota(6, 20)})),
+         Bytes(Join({{2}, Iota(6, 10), Iota(6, 20), std::vector<std::int32_t>(12, 0)}))},
+        {1162, Bytes(Iota(18, -9)), Bytes(Iota(18, -9))},
     };
     ComPtr<IPropertyStore> store;
     ASSERT_EQ(device->OpenPropertyStore(STGM_READWRITE, &store), S_OK);
