@@ -5,6 +5,7 @@
 #include <cctype>
 
 #include "DllUnderTest.h"
+#include "sim/EndpointProperties.h"
 
 namespace kelix::test {
 namespace {
@@ -18,32 +19,13 @@ public:
 };
 const testing::Environment* const kEnvironment = testing::AddGlobalTestEnvironment(new CaptureEnvironment);
 
-constexpr PROPERTYKEY kEndpointGuidKey = {
-    {0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 4};
-constexpr PROPERTYKEY kFormFactorKey = {
-    {0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 0};
-constexpr PROPERTYKEY kFriendlyNameKey = {
-    {0xA45C254E, 0xDF1C, 0x4EFD, {0x80, 0x20, 0x67, 0xD1, 0x46, 0xA8, 0x50, 0xE0}}, 14};
-
-void StoreText(sim::Endpoint& endpoint, const PROPERTYKEY& key, const wchar_t* text) {
-    PROPVARIANT value;
-    value.vt = VT_LPWSTR;
-    value.pwszVal = const_cast<wchar_t*>(text);
-    EXPECT_EQ(endpoint.SetValue(key, value), S_OK);
-}
-
 }  // namespace
 
 LogCapture& Log() { return *capture; }
 
 sim::Endpoint& AddEndpoint(sim::Platform& platform, const EndpointSetup& setup) {
     sim::Endpoint& endpoint = platform.AddEndpoint({setup.id, setup.flow, setup.state});
-    StoreText(endpoint, kEndpointGuidKey, setup.guid);
-    PROPVARIANT formFactor;
-    formFactor.vt = VT_UI4;
-    formFactor.ulVal = setup.formFactor;
-    EXPECT_EQ(endpoint.SetValue(kFormFactorKey, formFactor), S_OK);
-    StoreText(endpoint, kFriendlyNameKey, setup.name);
+    sim::DescribeEndpoint(endpoint, setup.guid, setup.formFactor, setup.name);
     return endpoint;
 }
 

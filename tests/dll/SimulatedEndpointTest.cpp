@@ -18,20 +18,6 @@ PROPERTYKEY KreloTuningKey(DWORD pid) {
     return {{0x5510C7AB, 0xDFC2, 0x40D0, {0xA9, 0x8B, 0x5F, 0x77, 0xF6, 0x97, 0x00, 0x5E}}, pid};
 }
 
-void DescribeEndpoint(sim::Endpoint& endpoint, const wchar_t* guid, ULONG formFactor, const wchar_t* name) {
-    constexpr GUID kAudioEndpoint = {0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}};
-    constexpr PROPERTYKEY kFriendlyName = {{0xA45C254E, 0xDF1C, 0x4EFD, {0x80, 0x20, 0x67, 0xD1, 0x46, 0xA8, 0x50, 0xE0}}, 14};
-    PROPVARIANT value;
-    value.vt = VT_LPWSTR;
-    value.pwszVal = const_cast<wchar_t*>(guid);
-    EXPECT_EQ(endpoint.SetValue({kAudioEndpoint, 4}, value), S_OK);
-    value.pwszVal = const_cast<wchar_t*>(name);
-    EXPECT_EQ(endpoint.SetValue(kFriendlyName, value), S_OK);
-    value.vt = VT_UI4;
-    value.ulVal = formFactor;
-    EXPECT_EQ(endpoint.SetValue({kAudioEndpoint, 0}, value), S_OK);
-}
-
 void SimulatedEndpointTest::SetUp() {
     ASSERT_EQ(installed.Result(), S_OK);
     ASSERT_TRUE(dll.Loaded());

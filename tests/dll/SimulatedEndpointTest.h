@@ -14,6 +14,7 @@
 #include "DllUnderTest.h"
 #include "LogCapture.h"
 #include "Words.h"
+#include "sim/EndpointProperties.h"
 #include "sim/Platform.h"
 
 namespace kelix::test {
@@ -32,9 +33,7 @@ std::wstring Failure(HRESULT hr);
 PROPERTYKEY PexTuningKey(DWORD pid);
 PROPERTYKEY KreloTuningKey(DWORD pid);
 
-// The store values an endpoint with a DSP is found by: its endpoint GUID (as
-// text), form factor and friendly name.
-void DescribeEndpoint(sim::Endpoint& endpoint, const wchar_t* guid, ULONG formFactor, const wchar_t* name);
+using sim::DescribeEndpoint;
 
 class SimulatedEndpointTest : public testing::Test {
 protected:

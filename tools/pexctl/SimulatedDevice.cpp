@@ -1,13 +1,13 @@
 #include "SimulatedDevice.h"
 
+#include "sim/EndpointProperties.h"
 
 namespace pexctl {
 namespace {
 
-// PKEY_AudioEndpoint_FormFactor
-constexpr PROPERTYKEY kFormFactorKey = {{0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 0};
-// PKEY_Device_FriendlyName
-constexpr PROPERTYKEY kFriendlyNameKey = {{0xA45C254E, 0xDF1C, 0x4EFD, {0x80, 0x20, 0x67, 0xD1, 0x46, 0xA8, 0x50, 0xE0}}, 14};
+// The effect modules of the simulated DSP: PEX and KRELO as the module list names them.
+constexpr GUID kPexModule = {0xD11B4F61, 0x42FA, 0x43BB, {0x99, 0x7C, 0x8D, 0x2B, 0x02, 0x6D, 0x11, 0xC8}};
+constexpr GUID kKreloModule = {0xCBDD3DB0, 0x85AE, 0x4466, {0xB1, 0x8D, 0x50, 0x4F, 0xD8, 0xE7, 0x08, 0x2B}};
 
 // The Windows audio FX keys that hold the effects' class ids.
 PROPERTYKEY FxKey(DWORD pid) {
@@ -23,25 +23,19 @@ void RegisterEffect(sim::Endpoint& endpoint, DWORD pid, const wchar_t* classId) 
     endpoint.SetFxValue(FxKey(pid), value);
 }
 
-void Describe(sim::Endpoint& endpoint, const wchar_t* name, ULONG formFactor) {
-    PROPVARIANT value;
-    value.vt = VT_LPWSTR;
-    value.pwszVal = const_cast<wchar_t*>(name);
-    endpoint.SetValue(kFriendlyNameKey, value);
-    value.vt = VT_UI4;
-    value.ulVal = formFactor;
-    endpoint.SetValue(kFormFactorKey, value);
-}
-
 }  // namespace
 
 SimulatedDevice::SimulatedDevice() {
     sim::Endpoint& speakers = platform_.AddEndpoint({L"{0.0.0.00000000}.{6b1d7c40-5c2e-4f0a-9d3e-0a1b2c3d4e01}"});
-    Describe(speakers, L"Speakers (Kelix3 simulated)", 1);
+    sim::DescribeEndpoint(speakers, L"{6B1D7C40-5C2E-4F0A-9D3E-0A1B2C3D4E01}", 1, L"Speakers (Kelix3 simulated)");
     RegisterEffect(speakers, kCompositeStreamEffect, L"{EFC7A7B3-40A7-4601-ABC1-878CD5EAE544}");    // PEX 2.10
     RegisterEffect(speakers, kCompositeEndpointEffect, L"{97ACD2AB-83EC-494B-9FE4-922BCE1BD691}");  // KRELO 1.4
-    Describe(platform_.AddEndpoint({L"{0.0.0.00000000}.{6b1d7c40-5c2e-4f0a-9d3e-0a1b2c3d4e02}"}),
-             L"Headphones (Kelix3 simulated)", 3);
+    platform_.AttachDsp(speakers, platform_.AddDsp({.modules = {{.id = kPexModule, .type = 1, .name = "pex-nelp",
+                                                                  .version = "2.10.0"},
+                                                                 {.id = kKreloModule, .type = 2, .name = "krelo",
+                                                                  .version = "1.4.2"}}}));
+    sim::DescribeEndpoint(platform_.AddEndpoint({L"{0.0.0.00000000}.{6b1d7c40-5c2e-4f0a-9d3e-0a1b2c3d4e02}"}),
+                          L"{6B1D7C40-5C2E-4F0A-9D3E-0A1B2C3D4E02}", 3, L"Headphones (Kelix3 simulated)");
 }
 
 HRESULT SimulatedDevice::Install() {

@@ -1,6 +1,7 @@
 // The built-in simulated audio platform of `pexctl --simulate`: two render
 // endpoints (speakers, the default, and headphones) with their usual
-// properties; the speakers carry the PEX 2.10 and KRELO 1.4 effects.
+// properties; the speakers carry the PEX 2.10 and KRELO 1.4 effects, both in
+// the property store and as modules on a DSP.
 #pragma once
 
 #include <memory>

@@ -4,6 +4,7 @@
 //   pexctl [options] get PARAM               read a parameter (id or name, e.g. pex_postgain)
 //   pexctl [options] set PARAM VALUE...      write 32-bit integers (a scalar, or a caller structure)
 //   pexctl [options] dump                    read every catalogue parameter
+//   pexctl [options] modules                 the endpoint's PEX and KRELO modules on the DSP
 //   pexctl [options] demo                    a short session: open, write and read, close
 //
 // Options: --simulate (the built-in simulated endpoints), --device ID (default:
@@ -81,6 +82,7 @@ int Usage() {
         "  get PARAM            read a parameter by id or name (e.g. 1105 or pex_postgain)\n"
         "  set PARAM VALUE...   write one or more 32-bit integers\n"
         "  dump                 read every catalogue parameter\n"
+        "  modules              the endpoint's PEX and KRELO modules on the DSP\n"
         "  demo                 open, write and read a few parameters, close\n",
         stderr);
     return 2;
@@ -268,6 +270,44 @@ int Dump(const Options& options, Session& session) {
     return 0;
 }
 
+int Modules(const Options& options, Session& session) {
+    const struct {
+        const wchar_t* family;
+        kelix::ParameterId version, name, id, type;
+    } families[] = {{L"PEX", KELIX_PEX_VERSION, KELIX_PEX_MODULE_NAME, KELIX_PEX_MODULE_ID, KELIX_PEX_MODULE_TYPE},
+                    {L"KRELO", KELIX_KRELO_VERSION, KELIX_KRELO_MODULE_NAME, KELIX_KRELO_MODULE_ID,
+                     KELIX_KRELO_MODULE_TYPE}};
+    if (options.json) Print(L"[");
+    bool first = true;
+    for (const auto& family : families) {
+        std::vector<BYTE> version, name, id, type;
+        if (FAILED(Read(session.Handle(), family.version, KELIX_ROUTE_DSP, version))) {
+            if (!options.json) Print(L"%-6s (no module)\n", family.family);
+            continue;
+        }
+        Read(session.Handle(), family.name, KELIX_ROUTE_DSP, name);
+        Read(session.Handle(), family.id, KELIX_ROUTE_DSP, id);
+        Read(session.Handle(), family.type, KELIX_ROUTE_DSP, type);
+        const auto text = [](const std::vector<BYTE>& bytes) {
+            return std::wstring(reinterpret_cast<const wchar_t*>(bytes.data()),
+                                wcsnlen(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / 2));
+        };
+        UINT32 moduleType = 0;
+        if (type.size() >= 4) std::memcpy(&moduleType, type.data(), 4);
+        if (options.json) {
+            Print(L"%s{\"family\": \"%s\", \"version\": \"%s\", \"name\": \"%s\", \"id\": \"%s\", \"type\": %u}",
+                  first ? L"" : L", ", family.family, text(version).c_str(), text(name).c_str(), text(id).c_str(),
+                  moduleType);
+        } else {
+            Print(L"%-6s %-12s %-10s %s type %u\n", family.family, text(version).c_str(), text(name).c_str(),
+                  text(id).c_str(), moduleType);
+        }
+        first = false;
+    }
+    if (options.json) Print(L"]\n");
+    return 0;
+}
+
 int Demo(const Options& options, Session& session) {
     Print(L"Opened endpoint %s\n", session.Handle());
     // Scalars, then an array parameter: a band count and two arrays of 20 values.
@@ -286,6 +326,16 @@ int Demo(const Options& options, Session& session) {
     }
     if (const int failed = Get(options, session, KELIX_PEX_VERSION)) return failed;
     if (const int failed = Get(options, session, KELIX_KRELO_VERSION)) return failed;
+    // The same parameters on the effect's modules on the DSP.
+    Print(L"DSP modules:\n");
+    if (const int failed = Modules(options, session)) return failed;
+    Options dsp = options;
+    dsp.route = KELIX_ROUTE_BOTH;
+    if (const int failed = Set(dsp, session, KELIX_PEX_POSTGAIN, {L"-4"})) return failed;
+    dsp.route = KELIX_ROUTE_DSP;
+    if (const int failed = Get(dsp, session, KELIX_PEX_POSTGAIN)) return failed;
+    if (const int failed = Set(dsp, session, KELIX_KRELO_BYPASS, {L"1"})) return failed;
+    if (const int failed = Get(dsp, session, KELIX_KRELO_BYPASS)) return failed;
     const HRESULT hr = session.Close();
     if (FAILED(hr)) return Fail(L"closing the endpoint", hr);
     Print(L"Closed\n");
@@ -333,7 +383,7 @@ int Run(const Options& options) {
             std::fwprintf(stderr, L"pexctl: unknown parameter %ls\n", options.command[1].c_str());
             return 2;
         }
-    } else if (verb != L"dump" && verb != L"demo") {
+    } else if (verb != L"dump" && verb != L"demo" && verb != L"modules") {
         return Usage();
     }
 
@@ -343,6 +393,7 @@ int Run(const Options& options) {
     if (verb == L"get") return Get(options, session, *id);
     if (verb == L"set") return Set(options, session, *id, {options.command.begin() + 2, options.command.end()});
     if (verb == L"dump") return Dump(options, session);
+    if (verb == L"modules") return Modules(options, session);
     return Demo(options, session);
 }
 
