@@ -19,6 +19,7 @@
 #include "Int32VectorPropVariant.h"
 #include "KsProperty.h"
 #include "PolicyConfig.h"
+#include "ProcessExit.h"
 #include "PropVariantOwner.h"
 #include "PropVariantView.h"
 #include "PropertyKeyConversion.h"
@@ -224,6 +225,13 @@ HRESULT Guarded(Body body) noexcept {
 }  // namespace
 
 extern "C" {
+
+// Runs before the library's static objects are destroyed; reserved is non-null
+// when the process is exiting rather than unloading the library.
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID reserved) {
+    if (reason == DLL_PROCESS_DETACH) NoteProcessDetach(reserved != nullptr);
+    return TRUE;
+}
 
 HRESULT OpenPexControl(wchar_t** handle, const wchar_t* deviceId) {
     if (handle == nullptr) return E_INVALIDARG;

@@ -15,6 +15,7 @@
 #include "ComError.h"
 #include "CoTaskMemString.h"
 #include "KsProperty.h"
+#include "ProcessExit.h"
 #include "PropVariantOwner.h"
 #include "TraceLogger.h"
 #include "TraceScope.h"
@@ -402,6 +403,7 @@ CPPAPIHelper::CPPAPIHelper() : replyBuffer_(new BYTE[kPpParameterBufferSize]()) 
 
 CPPAPIHelper::~CPPAPIHelper() {
     KELIX_TRACE_SCOPE(L"CPPAPIHelper::~CPPAPIHelper");
+    if (ProcessIsExiting()) return;  // the filters' controls are left to the exit
     ClearModuleList();
 }
 
