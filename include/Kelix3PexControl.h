@@ -73,6 +73,27 @@ KELIX3PEX_API HRESULT SetPexVariantParam(wchar_t* handle, INT32 id, const PROPVA
 KELIX3PEX_API HRESULT GetPexParam(wchar_t* handle, INT32 id, void* buffer, UINT32* size,
                                   UINT32 flags);
 
+/* Caller structures of SetPexParam and GetPexParam (all fields INT32):
+ *
+ *   scalars (every id not listed)   one INT32
+ *   1114, 1122 ieq / graphic eq     count; a[20]; b[20]                     164 bytes
+ *   1119 audio optimizer bands      count; a[20]; b[10][20]                 884 bytes
+ *   1123, 1170 regulator tuning     count; a[20]; b[20]; c[20]; d[20]       324 bytes
+ *   1156 partial output mode        first; n; v[n]
+ *   1161 init info                  head[10]; tail[32]                      168 bytes
+ *   1162 drc metadata               w[18] (NULL with size 0: all zero)       72 bytes
+ *   2105 filter configuration       byte count N (at most 2044); N bytes
+ *   2107 audio optimizer gains      n; v[n]
+ *   2108 regulator thresholds       a[20]; b[20]                            160 bytes
+ *   2109 isolated bands             a[20]                                    80 bytes
+ *   2116 compressor tuning          n; n records of six INT32 (reads: at most 4 records, 100 bytes)
+ *   2122 stress amount              v[8]                                     32 bytes
+ *
+ * Reads zero the caller's buffer first. Call GetPexParam with a NULL buffer to
+ * learn the size a value needs. On the DSP route, array values are written as
+ * a VT_BLOB through SetPexVariantParam; text answers (versions, module names
+ * and ids) are zero-terminated UTF-16. */
+
 /* Parameter ids. PEX ids are 1001..1998, KRELO ids 2001..2998; 3002 lies
  * outside both families and is served by the property-store route only. */
 typedef enum Kelix3PexParameterId {
