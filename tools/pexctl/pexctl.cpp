@@ -98,6 +98,12 @@ const struct {
     {KELIX_PEX_MODULE_TYPE, L"pex_module_type"}, {KELIX_KRELO_VERSION, L"krelo_version"},
     {KELIX_KRELO_DIRECT_REQUEST, L"krelo_direct_request"}, {KELIX_KRELO_MODULE_ID, L"krelo_module_id"},
     {KELIX_KRELO_MODULE_NAME, L"krelo_module_name"},       {KELIX_KRELO_MODULE_TYPE, L"krelo_module_type"},
+    // Served by the DSP route only.
+    {KELIX_PEX_PARTIAL_OUTPUT_MODE, L"pex_partial_output_mode"},
+    {KELIX_KRELO_REGULATOR_TUNING_INFO, L"krelo_regulator_tuning_info"},
+    {KELIX_KRELO_VIS_BANDS, L"krelo_vis_bands"},
+    {KELIX_KRELO_MB_COMPRESSOR_TUNING_INFO, L"krelo_mb_compressor_tuning_info"},
+    {KELIX_KRELO_LIMITER_GAIN, L"krelo_limiter_gain"},
 };
 
 std::optional<kelix::ParameterId> ParseParameter(const std::wstring& text) {
