@@ -140,10 +140,12 @@ TEST_F(DspRouteTest, KreloBlobsAreReshaped) {
     }
     EXPECT_TRUE(log.Has(4, kDsp, L"DspController::SetParameter", L"Set krelo-regulator-thresholds: 11, 12, 14"));
     EXPECT_TRUE(log.Has(4, kDsp, L"DspController::SetParameter", L"Set krelo-filter-coefficient-values: 3, 0, 0, 0, 9, 8, 7"));
-    // Other value types, the integer vector included, are refused before anything is sent.
+    // Other value types, the integer vector included, are refused before anything is sent:
+    // an array set through SetPexParam reaches the store but not the DSP.
     dsp->ClearRequests();
-    std::int32_t tuning[2] = {1, 2};
-    EXPECT_EQ(dll.Set(handle, 2122, tuning, 32, 2), E_INVALIDARG);
+    std::vector<std::uint8_t> bands = Bytes(Join({{1}, Iota(40, 1)}));
+    EXPECT_EQ(dll.Set(handle, 1114, bands.data(), 164, 3), E_INVALIDARG);
+    EXPECT_EQ(StoredWords(PexTuningKey(13)), Join({{1, 20}, Iota(20, 1), {20}, Iota(20, 21)}));
     EXPECT_TRUE(dsp->Requests().empty());
 }
 
