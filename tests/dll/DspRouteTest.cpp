@@ -92,6 +92,18 @@ protected:
         return Bytes8(request.data.begin() + 4, request.data.begin() + 4 + length);
     }
 
+    // A DSP with one module of another kind on the headset, opened: every open
+    // discovers the modules of every endpoint, so three entries are kept then.
+    sim::Dsp& OpenHeadsetWith(sim::DspConfig config, wchar_t** headsetHandle) {
+        DescribeEndpoint(headset, L"{5E1F0A11-0000-4000-8000-00000000A002}", 3, L"Headset");
+        sim::Dsp& other = platform.AddDsp(std::move(config));
+        platform.AttachDsp(headset, other);
+        EXPECT_EQ(dll.Open(headsetHandle, kHeadset), S_OK);
+        modules = 3;
+        other.ClearRequests();
+        return other;
+    }
+
     sim::Dsp* dsp = nullptr;
     wchar_t* handle = nullptr;
     long modules = 2;
@@ -251,12 +263,8 @@ TEST_F(DspRouteTest, ReadsShapeTheReplyIntoTheCallersBuffer) {
 }
 
 TEST_F(DspRouteTest, TuningInfoSizeFollowsTheModuleVersion) {
-    DescribeEndpoint(headset, L"{5E1F0A11-0000-4000-8000-00000000A002}", 3, L"Headset");
-    sim::Dsp& older = platform.AddDsp({.modules = {{.id = kKrelo131Module, .name = "krelo", .version = "1.3"}}});
-    platform.AttachDsp(headset, older);
     wchar_t* headsetHandle = nullptr;
-    ASSERT_EQ(dll.Open(&headsetHandle, kHeadset), S_OK);
-    modules = 3;  // every open discovers the modules of every endpoint
+    OpenHeadsetWith({.modules = {{.id = kKrelo131Module, .name = "krelo", .version = "1.3"}}}, &headsetHandle);
     std::vector<BYTE> info(720, 0xAA);
     UINT32 size = 160;
     EXPECT_EQ(dll.Get(headsetHandle, 2125, info.data(), &size, 2), S_OK);  // "1.3.1": below "1.4.1"
@@ -273,12 +281,9 @@ TEST_F(DspRouteTest, TuningInfoSizeFollowsTheModuleVersion) {
 // A second endpoint with one module of another kind: "1.0.0" gains lose their
 // count on the way in; an AMD module takes its writes through the AMD set.
 TEST_F(DspRouteTest, ModulesOfOtherKinds) {
-    DescribeEndpoint(headset, L"{5E1F0A11-0000-4000-8000-00000000A002}", 3, L"Headset");
-    sim::Dsp& early = platform.AddDsp({.modules = {{.id = kKrelo100Module, .name = "krelo", .version = "1.0"}}});
-    platform.AttachDsp(headset, early);
     wchar_t* headsetHandle = nullptr;
-    ASSERT_EQ(dll.Open(&headsetHandle, kHeadset), S_OK);
-    modules = 3;
+    sim::Dsp& early =
+        OpenHeadsetWith({.modules = {{.id = kKrelo100Module, .name = "krelo", .version = "1.0"}}}, &headsetHandle);
     Bytes8 gains = Words({2, 5, 6});
     PROPVARIANT value;
     value.vt = VT_BLOB;
@@ -297,13 +302,8 @@ TEST_F(DspRouteTest, ModulesOfOtherKinds) {
 }
 
 TEST_F(DspRouteTest, AmdModuleThroughTheExports) {
-    DescribeEndpoint(headset, L"{5E1F0A11-0000-4000-8000-00000000A002}", 3, L"Headset");
-    sim::Dsp& amd = platform.AddDsp({.ppApi = false, .amdModules = {{.id = kAmdModule}}});
-    platform.AttachDsp(headset, amd);
     wchar_t* headsetHandle = nullptr;
-    ASSERT_EQ(dll.Open(&headsetHandle, kHeadset), S_OK);
-    modules = 3;
-    amd.ClearRequests();
+    sim::Dsp& amd = OpenHeadsetWith({.ppApi = false, .amdModules = {{.id = kAmdModule}}}, &headsetHandle);
     BYTE request[8] = {};
     EXPECT_EQ(dll.Set(headsetHandle, 2003, request, 8, 2), E_NOTIMPL);
     std::int32_t bypass = 1;
