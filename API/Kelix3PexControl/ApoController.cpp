@@ -11,7 +11,7 @@
 #include "ComError.h"
 #include "PropVariantOwner.h"
 #include "PropVariantView.h"
-#include "PropertyKeyConversion.h"
+#include "GuidConversion.h"
 #include "PropertyStoreTable.h"
 #include "TraceLogger.h"
 

@@ -22,7 +22,7 @@
 #include "ProcessExit.h"
 #include "PropVariantOwner.h"
 #include "PropVariantView.h"
-#include "PropertyKeyConversion.h"
+#include "GuidConversion.h"
 #include "RegKeyOwner.h"
 #include "SonavelDspKrelo.h"
 #include "TraceLogger.h"
@@ -187,8 +187,7 @@ HRESULT DirectRequest(wchar_t* handle, ParameterId id, const void* value, UINT32
     ModuleEntry* module = CSonavelDspKrelo::Instance().SelectedModule();
     if (module == nullptr) return E_FAIL;
     if (module->IsAmd != 0) return E_NOTIMPL;  // modules of the AMD set take no direct request
-    PpModuleAddress address{module->PinId, module->ModuleType, {}};
-    std::memcpy(&address.moduleId, &module->ModuleId, sizeof address.moduleId);
+    const PpModuleAddress address{module->PinId, module->ModuleType, ToPortableGuid(module->ModuleId)};
     ULONG returned = 0;
     const HRESULT hr = SendKsProperty(module->KsControl, PpModuleRequest(kPpModuleRequest, kKsPropertySet, address),
                                       &module->WorkingWord, sizeof module->WorkingWord, &returned);

@@ -14,6 +14,7 @@
 #include "BstrOwner.h"
 #include "ComError.h"
 #include "CoTaskMemString.h"
+#include "GuidConversion.h"
 #include "KsProperty.h"
 #include "ProcessExit.h"
 #include "PropVariantOwner.h"
@@ -63,13 +64,6 @@ using PinSet = std::set<UINT32>;
             return hr;                                                             \
         }                                                                          \
     } while (0)
-
-GUID ToGuid(const Guid& guid) {
-    GUID out;
-    static_assert(sizeof out == sizeof guid);
-    std::memcpy(&out, &guid, sizeof out);
-    return out;
-}
 
 // Registry text of a GUID, as StringFromGUID2 writes it.
 std::wstring GuidString(const GUID& guid) {

@@ -4,6 +4,7 @@
 #include <memory>
 #include <span>
 
+#include "GuidConversion.h"
 #include "KsProperty.h"
 #include "TraceLogger.h"
 #include "TraceScope.h"
@@ -15,15 +16,8 @@ constexpr wchar_t kLogSourcePath[] = L"API\\Kelix3PexControl\\SonavelDspKrelo.cp
 
 constexpr UINT32 kFormFactorIndex = 127;
 
-Guid PortableGuid(const GUID& guid) {
-    Guid out;
-    static_assert(sizeof out == sizeof guid);
-    std::memcpy(&out, &guid, sizeof out);
-    return out;
-}
-
 PpModuleAddress AddressOf(const ModuleEntry& module) {
-    return {module.PinId, module.ModuleType, PortableGuid(module.ModuleId)};
+    return {module.PinId, module.ModuleType, ToPortableGuid(module.ModuleId)};
 }
 
 // Reads of the information blocks go with a trailing byte of 0, every other read with 1.
@@ -153,7 +147,7 @@ HRESULT CSonavelDspKrelo::SetModuleParam(ModuleEntry& module, UINT32 index, cons
     const HRESULT hr =
         module.IsAmd != 0
             ? SendKsProperty(module.KsControl,
-                             AmdParameterRequest(kKsPropertySet, PortableGuid(module.ModuleId), module.ModuleType, index),
+                             AmdParameterRequest(kKsPropertySet, ToPortableGuid(module.ModuleId), module.ModuleType, index),
                              value.data(), static_cast<ULONG>(value.size()))
             : SendKsProperty(module.KsControl, PpModuleParameterRequest(kKsPropertySet, AddressOf(module), index, 1),
                              value.data(), static_cast<ULONG>(value.size()));
@@ -173,7 +167,7 @@ HRESULT CSonavelDspKrelo::GetModuleParam(BYTE* buffer, UINT32 index) {
     } else {
         std::vector<std::uint8_t> scratch(kAmdParameterBufferSize, 0);
         hr = SendKsProperty(module->KsControl,
-                            AmdParameterRequest(kKsPropertyGet, PortableGuid(module->ModuleId), module->ModuleType, index),
+                            AmdParameterRequest(kKsPropertyGet, ToPortableGuid(module->ModuleId), module->ModuleType, index),
                             scratch.data(), static_cast<ULONG>(scratch.size()));
         if (SUCCEEDED(hr)) {
             const std::uint32_t length =
