@@ -63,21 +63,20 @@ HRESULT AccessParameter(Access access, const wchar_t* deviceId, ParameterId id, 
     const HRESULT hr = access == Access::Set ? store->SetValue(key, *value) : store->GetValue(key, value);
 
     TraceLogger& logger = TraceLogger::Instance();
-    const std::wstring name(row.name);
     if (SUCCEEDED(hr)) {
         if (logger.IsEnabled(kLevelInformation, kKeywordPexControl)) {
             const BstrOwner fmtid = FormatIdText(key);
             const std::wstring valueText = PropVariantText(id, *value);
             KELIX_LOG(kLevelInformation, function,
                       access == Access::Set ? L"Set property key [%s, %s, %d]: %s" : L"Get property key [%s, %s, %d]: %s",
-                      name.c_str(), fmtid.Get(), static_cast<int>(key.pid), valueText.c_str());
+                      std::wstring(row.name).c_str(), fmtid.Get(), static_cast<int>(key.pid), valueText.c_str());
         }
     } else if (logger.IsEnabled(kLevelWarning, kKeywordPexControl)) {
         const BstrOwner fmtid = FormatIdText(key);
         KELIX_LOG(kLevelWarning, function,
                   access == Access::Set ? L"Set property key [%s, %s, %d] failed: [0x%.8x]%s"
                                         : L"Get property key [%s, %s, %d] failed: [0x%.8x]%s",
-                  name.c_str(), fmtid.Get(), static_cast<int>(key.pid), KELIX_HR(hr));
+                  std::wstring(row.name).c_str(), fmtid.Get(), static_cast<int>(key.pid), KELIX_HR(hr));
     }
     return hr;
 }

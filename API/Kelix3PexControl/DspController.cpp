@@ -2,17 +2,19 @@
 
 #include <cstring>
 #include <map>
-#include <memory>
 #include <string>
 #include <utility>
 
 #include "BstrOwner.h"
 #include "ComError.h"
+#include "GuidConversion.h"
 #include "SonavelDspKrelo.h"
 #include "TraceLogger.h"
 #include "TraceScope.h"
 #include "core/DspParameterTables.h"
 #include "core/DspValueShaping.h"
+#include "core/FxTables.h"
+#include "core/Guid.h"
 #include "core/ParameterFamily.h"
 #include "core/ValueText.h"
 
@@ -28,12 +30,6 @@ constexpr wchar_t kPexModuleVersion[] = L"2.10.0-lite";
 std::map<std::wstring, std::pair<INT32, INT32>>& OpenedDevices() {
     static std::map<std::wstring, std::pair<INT32, INT32>> devices;
     return devices;
-}
-
-// The reply of every read, reused.
-BYTE* ReplyBuffer() {
-    static const std::unique_ptr<BYTE[]> buffer(new BYTE[kModuleReplySize]());
-    return buffer.get();
 }
 
 // Module index of an id for a device: the PEX module for 1001..1998, the KRELO module for 2001..2998.
@@ -66,13 +62,7 @@ HRESULT CopyWord(UINT32 word, void* buffer, UINT32* size) {
 }
 
 // Lower-case registry form of a module id, e.g. "{0ebd8505-17bb-4ae7-ad76-e86f99a425e9}".
-std::wstring ModuleIdText(const GUID& id) {
-    wchar_t text[40];
-    _snwprintf(text, 40, L"{%08lx-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x}", static_cast<unsigned long>(id.Data1),
-               id.Data2, id.Data3, id.Data4[0], id.Data4[1], id.Data4[2], id.Data4[3], id.Data4[4], id.Data4[5],
-               id.Data4[6], id.Data4[7]);
-    return text;
-}
+std::wstring ModuleIdText(const GUID& id) { return LowerAscii(GuidText(ToPortableGuid(id))); }
 
 }  // namespace
 
@@ -211,11 +201,7 @@ HRESULT DspController::GetParameter(const wchar_t* deviceId, ParameterId id, voi
             return CopyWord(module->ModuleType, buffer, size);
         case 1002:
         case 2002: {  // the bypass state: the module's enable flag inverted
-            if (buffer == nullptr || *size < 4) {
-                *size = 4;
-                return E_INVALIDARG;
-            }
-            *size = 4;
+            if (buffer == nullptr || *size < 4) return CopyWord(0, buffer, size);  // the size asked for, E_INVALIDARG
             UINT32 enabled = 0;
             hr = dsp.GetModuleEnable(&enabled);
             if (FAILED(hr)) return hr;
@@ -229,7 +215,7 @@ HRESULT DspController::GetParameter(const wchar_t* deviceId, ParameterId id, voi
         KELIX_LOG(kLevelWarning, kFunction, L"DSP module does NOT support this parameter. ID: [%d]", id);
         return E_INVALIDARG;
     }
-    BYTE* reply = ReplyBuffer();
+    BYTE* reply = dsp.ReplyBuffer();
     hr = dsp.GetModuleParam(reply, static_cast<UINT32>(route->index));
     if (FAILED(hr)) {
         KELIX_LOG(kLevelError, kFunction, L"Get %s failed. [0x%.8x]%s", route->name, KELIX_HR(hr));

@@ -141,16 +141,15 @@ HRESULT CSonavelDspKrelo::SetModuleParam(ModuleEntry& module, UINT32 index, cons
     // A value that does not fit behind the length word, or a missing one, is refused.
     const size_t bufferSize = module.IsAmd != 0 ? kAmdParameterBufferSize : kPpParameterBufferSize;
     if (data == nullptr && size != 0) return E_INVALIDARG;
-    const auto buffer = ParameterValueBuffer(bufferSize, std::span<const std::uint8_t>(data, size));
-    if (!buffer) return E_INVALIDARG;
-    std::vector<std::uint8_t> value = *buffer;
+    auto value = ParameterValueBuffer(bufferSize, std::span<const std::uint8_t>(data, size));
+    if (!value) return E_INVALIDARG;
     const HRESULT hr =
         module.IsAmd != 0
             ? SendKsProperty(module.KsControl,
                              AmdParameterRequest(kKsPropertySet, ToPortableGuid(module.ModuleId), module.ModuleType, index),
-                             value.data(), static_cast<ULONG>(value.size()))
+                             value->data(), static_cast<ULONG>(value->size()))
             : SendKsProperty(module.KsControl, PpModuleParameterRequest(kKsPropertySet, AddressOf(module), index, 1),
-                             value.data(), static_cast<ULONG>(value.size()));
+                             value->data(), static_cast<ULONG>(value->size()));
     if (FAILED(hr)) KELIX_LOG(kLevelWarning, kFunction, L"Failed to set PP module parameter!: [0x%.8x]%s", KELIX_HR(hr));
     return hr;
 }

@@ -45,6 +45,8 @@ public:
     // The selected module's version is exactly "1.0.0".
     bool SelectedIsVersion100() const;
     INT32 SelectedIndex() const { return selectedIndex_; }
+    // The reply buffer of parameter reads (kModuleReplySize bytes), reused by every read.
+    BYTE* ReplyBuffer() { return replyBuffer_.get(); }
 
 private:
     template <typename Operation>

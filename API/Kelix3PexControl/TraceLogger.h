@@ -49,7 +49,6 @@ public:
     TraceLogger& operator=(const TraceLogger&) = delete;
 
     void EnsureRegistered();
-    bool IsRegistered() const { return handle_ != 0; }
     bool IsEnabled(UCHAR level, ULONGLONG keyword);
 
     // Line "[file:line] function: message", file being the base name of sourcePath.
