@@ -1,0 +1,193 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "core/DspParameterTables.h"
+#include "core/ParameterModel.h"
+#include "core/ParameterReference.h"
+#include "core/ValueLayouts.h"
+
+namespace kelix {
+namespace {
+
+const ParameterDescription& Parameter(std::string_view name) {
+    const ParameterDescription* parameter = FindParameter(name);
+    if (parameter == nullptr) throw std::runtime_error("no parameter " + std::string(name));
+    return *parameter;
+}
+
+// A value of every field: counted fields get two items (records of six), the
+// filter configuration five bytes, and every item a distinct value.
+StructureValue SampleValue(const ParameterDescription& parameter) {
+    std::set<int> countFields;  // left out: the encoder derives them
+    for (const FieldLayout& field : parameter.fields) countFields.insert(field.countedBy);
+    StructureValue value;
+    std::int64_t next = -7;
+    for (std::size_t i = 0; i < parameter.fields.size(); ++i) {
+        const FieldLayout& field = parameter.fields[i];
+        if (countFields.contains(static_cast<int>(i))) continue;
+        const std::size_t items = !field.Counted() ? field.count * field.itemWords : field.bytes ? 5 : 2 * field.itemWords;
+        FieldValue filled{std::string(field.name), {}};
+        for (std::size_t k = 0; k < items; ++k) filled.items.push_back(field.bytes ? (next++ & 0xFF) : next++ * 3);
+        value.push_back(std::move(filled));
+    }
+    return value;
+}
+
+TEST(ParameterModelTest, NamesEveryCatalogueRowAndEveryDspIdOnce) {
+    std::set<std::string> names;
+    for (const ParameterDescription& parameter : ParameterModel()) {
+        EXPECT_FALSE(parameter.name.empty()) << parameter.id;
+        EXPECT_TRUE(names.insert(parameter.name).second) << parameter.name;
+        EXPECT_EQ(FindParameter(parameter.name), FindParameter(parameter.id)) << parameter.name;
+        EXPECT_TRUE(parameter.store || parameter.dsp) << parameter.name;
+        EXPECT_EQ(parameter.kind == ValueKind::Structure, !parameter.fields.empty()) << parameter.name;
+    }
+    for (const auto& [id, row] : ParameterCatalogue()) {
+        const ParameterDescription* parameter = FindParameter(id);
+        ASSERT_NE(parameter, nullptr) << id;
+        EXPECT_TRUE(parameter->store) << id;
+    }
+    for (ParameterId id = 1000; id < 3100; ++id) {
+        if (!LookupDspRoute(id)) continue;
+        const ParameterDescription* parameter = FindParameter(id);
+        ASSERT_NE(parameter, nullptr) << id;
+        EXPECT_TRUE(parameter->dsp) << id;
+    }
+    EXPECT_EQ(FindParameter("pex_postgai"), nullptr);
+    EXPECT_EQ(FindParameter(1500), nullptr);
+}
+
+// Every writable structure of the store route goes through the library's own
+// layouts and comes back field for field: the model and the layouts agree.
+TEST(ParameterModelTest, StructuresRoundTripThroughTheStoreLayouts) {
+    int checked = 0;
+    for (const ParameterDescription& parameter : ParameterModel()) {
+        if (parameter.kind != ValueKind::Structure || !parameter.store || !parameter.Writable()) continue;
+        const StructureValue value = SampleValue(parameter);
+        const EncodedStructure encoded = EncodeStructure(parameter, value);
+        ASSERT_TRUE(encoded.error.empty()) << encoded.error;
+        std::vector<std::uint8_t> caller = encoded.bytes;
+        const auto size = static_cast<std::uint32_t>(caller.size());
+        EXPECT_EQ(StructureSize(parameter, caller.data(), size), size) << parameter.name;
+
+        const StoredValue stored = CallerToStored(parameter.id, caller.data(), size);
+        ASSERT_EQ(stored.status, LayoutStatus::Ok) << parameter.name;
+        std::vector<std::uint8_t> read(parameter.id == 2116 ? 100 : size + 8);
+        auto readSize = static_cast<std::uint32_t>(read.size());
+        ASSERT_EQ(StoredToCaller(parameter.id, reinterpret_cast<const std::uint8_t*>(stored.words.data()),
+                                 static_cast<std::uint32_t>(stored.words.size() * 4), read.data(), &readSize)
+                      .status,
+                  LayoutStatus::Ok)
+            << parameter.name;
+        const auto decoded = DecodeStructure(parameter, read.data(), readSize);
+        ASSERT_TRUE(decoded) << parameter.name;
+        const EncodedStructure again = EncodeStructure(parameter, *decoded);
+        EXPECT_EQ(again.bytes, encoded.bytes) << parameter.name;
+        ++checked;
+    }
+    EXPECT_EQ(checked, 14);
+}
+
+TEST(ParameterModelTest, EncodingRefusesBadFieldsInWords) {
+    const auto field = [](std::string name, std::vector<std::int64_t> items) {
+        return FieldValue{std::move(name), std::move(items)};
+    };
+    const std::vector<std::int64_t> twenty(20, 1);
+    struct Case {
+        std::string_view parameter;
+        StructureValue value;
+        std::string_view error;
+    };
+    const Case cases[] = {
+        {"krelo_regulator_isolated_bands", {field("b", twenty)}, "unknown field \"b\" (fields: a)"},
+        {"krelo_regulator_thresholds", {field("a", twenty)}, "field \"b\" is missing"},
+        {"krelo_regulator_isolated_bands", {field("a", {1, 2})}, "\"a\" has 2 values, it takes 20"},
+        {"krelo_regulator_isolated_bands", {field("a", twenty), field("a", twenty)}, "\"a\" given twice"},
+        {"krelo_audio_optimizer_gains", {field("n", {3}), field("v", {1, 2})}, "\"n\" says 3 but \"v\" has 2"},
+        {"krelo_audio_optimizer_gains", {field("v", {2147483648})}, "\"v\" holds 2147483648, outside"},
+        {"krelo_filter_config", {field("data", {1, 256})}, "\"data\" holds 256, outside 0..255"},
+        {"krelo_filter_config", {field("data", std::vector<std::int64_t>(2045, 0))}, "\"size\" is 2045, at most 2044"},
+        {"krelo_mb_compressor_tuning", {field("records", {1, 2, 3})}, "whole records of 6"},
+        {"krelo_vis_bands", {field("v", twenty)}, "is read-only"},
+    };
+    for (const Case& c : cases) {
+        const EncodedStructure encoded = EncodeStructure(Parameter(c.parameter), c.value);
+        EXPECT_NE(encoded.error.find(c.error), std::string::npos) << c.parameter << ": " << encoded.error;
+        EXPECT_TRUE(encoded.bytes.empty()) << c.parameter;
+    }
+}
+
+TEST(ParameterModelTest, SizesFollowTheCountsInTheCallerBytes) {
+    struct Case {
+        std::string_view parameter;
+        std::vector<std::int32_t> words;
+        std::optional<std::uint32_t> size;
+    };
+    const Case cases[] = {
+        {"pex_ieq_bands", {}, 164},
+        {"pex_audio_optimizer_bands", {}, 884},
+        {"pex_init_info", {}, 168},
+        {"pex_tuning_partial_output_mode", {7, 3}, 20},
+        {"pex_tuning_partial_output_mode", {7, -1}, std::nullopt},
+        {"pex_tuning_partial_output_mode", {7}, std::nullopt},  // the count word is missing
+        {"krelo_filter_config", {5}, 9},
+        {"krelo_filter_config", {2045}, std::nullopt},
+        {"krelo_mb_compressor_tuning", {2}, 52},
+        {"pex_postgain", {}, 4},
+    };
+    for (const Case& c : cases) {
+        const auto* bytes = reinterpret_cast<const std::uint8_t*>(c.words.data());
+        EXPECT_EQ(StructureSize(Parameter(c.parameter), bytes, static_cast<std::uint32_t>(c.words.size() * 4)), c.size)
+            << c.parameter;
+    }
+    // Bytes shorter than the counts say do not decode.
+    const std::vector<std::int32_t> shortGains{3, 1, 2};
+    EXPECT_FALSE(DecodeStructure(Parameter("krelo_audio_optimizer_gains"),
+                                 reinterpret_cast<const std::uint8_t*>(shortGains.data()), 12));
+}
+
+TEST(ParameterModelTest, RoutesKindsAndAccess) {
+    struct Case {
+        std::string_view parameter;
+        ValueKind kind;
+        ValueAccess access;
+        bool store, dsp, dspBlob;
+    };
+    const Case cases[] = {
+        {"pex_postgain", ValueKind::Scalar, ValueAccess::ReadWrite, true, true, false},
+        {"pex_version", ValueKind::Text, ValueAccess::ReadOnly, true, true, false},
+        {"krelo_module_name", ValueKind::Text, ValueAccess::ReadOnly, false, true, false},
+        {"pex_partial_output_mode", ValueKind::Structure, ValueAccess::ReadWrite, false, true, true},
+        {"pex_tuning_partial_output_mode", ValueKind::Structure, ValueAccess::ReadWrite, true, false, false},
+        {"krelo_regulator_thresholds", ValueKind::Structure, ValueAccess::ReadWrite, true, true, true},
+        {"pex_direct_request", ValueKind::Structure, ValueAccess::WriteOnly, false, true, false},
+        {"krelo_vis_bands", ValueKind::Structure, ValueAccess::ReadOnly, false, true, false},
+        {"ns_bypass", ValueKind::Scalar, ValueAccess::ReadWrite, true, false, false},
+    };
+    for (const Case& c : cases) {
+        const ParameterDescription& parameter = Parameter(c.parameter);
+        EXPECT_EQ(parameter.kind, c.kind) << c.parameter;
+        EXPECT_EQ(parameter.access, c.access) << c.parameter;
+        EXPECT_EQ(parameter.store, c.store) << c.parameter;
+        EXPECT_EQ(parameter.dsp, c.dsp) << c.parameter;
+        EXPECT_EQ(parameter.dspBlob, c.dspBlob) << c.parameter;
+    }
+}
+
+// docs/parameters.md is what `pexctl params --markdown` writes.
+TEST(ParameterReferenceTest, DocsPageIsCurrent) {
+    std::ifstream file(KELIX_SOURCE_DIR "/docs/parameters.md", std::ios::binary);
+    ASSERT_TRUE(file) << "docs/parameters.md is missing";
+    std::stringstream page;
+    page << file.rdbuf();
+    EXPECT_TRUE(page.str() == ParameterReferenceMarkdown())
+        << "docs/parameters.md is stale: regenerate it with `pexctl params --markdown > docs/parameters.md`";
+}
+
+}  // namespace
+}  // namespace kelix
