@@ -36,6 +36,16 @@ SimulatedDevice::SimulatedDevice() {
                                                                   .version = "1.4.2"}}}));
     sim::DescribeEndpoint(platform_.AddEndpoint({L"{0.0.0.00000000}.{6b1d7c40-5c2e-4f0a-9d3e-0a1b2c3d4e02}"}),
                           L"{6B1D7C40-5C2E-4F0A-9D3E-0A1B2C3D4E02}", 3, L"Headphones (Kelix3 simulated)");
+    // A name with a quote, a backslash and letters beyond ASCII, and a store a
+    // standard user may only read.
+    sim::DescribeEndpoint(platform_.AddEndpoint({.id = L"{0.0.0.00000000}.{6b1d7c40-5c2e-4f0a-9d3e-0a1b2c3d4e03}",
+                                                 .access = sim::StoreAccess::ReadOnly}),
+                          L"{6B1D7C40-5C2E-4F0A-9D3E-0A1B2C3D4E03}", 2,
+                          L"Line \"Out\" \\ Ger\u00E4t\u20AC (Kelix3 simulated)");
+    // Unplugged: listed, never the default.
+    sim::DescribeEndpoint(platform_.AddEndpoint({.id = L"{0.0.0.00000000}.{6b1d7c40-5c2e-4f0a-9d3e-0a1b2c3d4e04}",
+                                                 .state = DEVICE_STATE_UNPLUGGED}),
+                          L"{6B1D7C40-5C2E-4F0A-9D3E-0A1B2C3D4E04}", 5, L"Headset (Kelix3 simulated)");
 }
 
 HRESULT SimulatedDevice::Install() {

@@ -1,7 +1,8 @@
-// The built-in simulated audio platform of `pexctl --simulate`: two render
-// endpoints (speakers, the default, and headphones) with their usual
-// properties; the speakers carry the PEX 2.10 and KRELO 1.4 effects, both in
-// the property store and as modules on a DSP.
+// The built-in simulated audio platform of `pexctl --simulate`: render
+// endpoints with their usual properties: speakers (the default), which carry
+// the PEX 2.10 and KRELO 1.4 effects, both in the property store and as
+// modules on a DSP; headphones without effects; a line out whose store may
+// only be read; and an unplugged headset.
 #pragma once
 
 #include <memory>

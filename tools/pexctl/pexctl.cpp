@@ -1,426 +1,594 @@
-// pexctl: command-line client of Kelix3PexControl.dll.
-//
-//   pexctl [options] list                    render endpoints, the default marked
-//   pexctl [options] get PARAM               read a parameter (id or name, e.g. pex_postgain)
-//   pexctl [options] set PARAM VALUE...      write 32-bit integers (a scalar, or a caller structure)
-//   pexctl [options] dump                    read every catalogue parameter
-//   pexctl [options] modules                 the endpoint's PEX and KRELO modules on the DSP
-//   pexctl [options] demo                    a short session: open, write and read, close
-//
-// Options: --simulate (the built-in simulated endpoints), --device ID (default:
-// the default render endpoint), --route store|dsp|both, --trace LEVEL (1-5:
-// the library's log on standard error), --json.
+// pexctl: command-line client of Kelix3PexControl.dll. `pexctl --help` lists
+// the commands, options and exit codes.
 #include <windows.h>
+#include <fcntl.h>
+#include <io.h>
 #include <mmdeviceapi.h>
-#include <wrl/client.h>
 
 #include <cstdio>
-#include <cstring>
-#include <cwchar>
+#include <fstream>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
 #include "Kelix3PexControl.h"
+#include "Platform.h"
 #include "SimulatedDevice.h"
-#include "core/ParameterCatalogue.h"
+#include "Values.h"
 #include "core/ParameterFamily.h"
+#include "core/ParameterReference.h"
 
-using Microsoft::WRL::ComPtr;
-
+namespace pexctl {
 namespace {
 
-// PKEY_Device_FriendlyName
-constexpr PROPERTYKEY kFriendlyNameKey = {{0xA45C254E, 0xDF1C, 0x4EFD, {0x80, 0x20, 0x67, 0xD1, 0x46, 0xA8, 0x50, 0xE0}}, 14};
+using kelix::ParameterDescription;
+using kelix::ValueKind;
+
+constexpr int kExitSuccess = 0;
+constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
+constexpr int kExitPartial = 3;
+constexpr HRESULT kNotFound = static_cast<HRESULT>(0x80070490);  // HRESULT_FROM_WIN32(ERROR_NOT_FOUND)
+
+constexpr const char* kExitCodes =
+    "Exit codes:\n"
+    "  0  success\n"
+    "  1  a platform call failed (the error names the parameter, the route, the HRESULT and its text)\n"
+    "  2  usage: a bad command, option, parameter, value or device\n"
+    "  3  partial: some parameters of a dump, one route of a both-routes read or write, or some demo steps failed\n"
+    "With --json, failures come as {\"errors\": [{\"route\", \"hresult\", \"message\"}]} on standard output.\n";
 
 struct Options {
     bool simulate = false;
     bool json = false;
-    std::optional<std::wstring> device;
-    UINT32 route = KELIX_ROUTE_PROPERTY_STORE;
-    std::wstring trace;
-    std::vector<std::wstring> command;
+    std::string device;
+    std::string route;  // empty: the parameter's own route (the store when it has one)
+    std::string type;
+    int trace = 0;
+    std::string parameter;
+    std::string value;
+    bool markdown = false;
 };
 
-void Print(const wchar_t* format, ...) {
-    va_list args;
-    va_start(args, format);
-    wchar_t buffer[4096];
-    const int length = _vsnwprintf(buffer, 4095, format, args);
-    va_end(args);
-    buffer[4095] = L'\0';
-    if (length < 0) return;
-    const int bytes = WideCharToMultiByte(CP_UTF8, 0, buffer, -1, nullptr, 0, nullptr, nullptr);
-    std::string text(static_cast<size_t>(bytes), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, buffer, -1, text.data(), bytes, nullptr, nullptr);
-    std::fputs(text.c_str(), stdout);
-    std::fflush(stdout);
+void Write(FILE* stream, const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), stream);
+    std::fflush(stream);
 }
 
-std::wstring ErrorText(HRESULT hr) {
-    wchar_t* text = nullptr;
-    const DWORD length = FormatMessageW(
-        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
-        static_cast<DWORD>(hr), 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
-    std::wstring message = length != 0 ? std::wstring(text, length) : L"";
-    if (text != nullptr) LocalFree(text);
-    while (!message.empty() && (message.back() == L'\n' || message.back() == L'\r')) message.pop_back();
-    wchar_t code[16];
-    _snwprintf(code, 16, L"0x%08lX", static_cast<unsigned long>(hr));
-    return message.empty() ? code : std::wstring(code) + L" " + message;
-}
+std::string RouteName(UINT32 route) { return route == KELIX_ROUTE_DSP ? "dsp" : "store"; }
 
-int Fail(const std::wstring& what, HRESULT hr) {
-    std::fwprintf(stderr, L"pexctl: %ls failed: %ls\n", what.c_str(), ErrorText(hr).c_str());
-    return 1;
-}
-
-int Usage() {
-    std::fputs(
-        "usage: pexctl [--simulate] [--device ID] [--route store|dsp|both] [--trace 1-5] [--json] COMMAND\n"
-        "  list                 render endpoints, the default marked with *\n"
-        "  get PARAM            read a parameter by id or name (e.g. 1105 or pex_postgain)\n"
-        "  set PARAM VALUE...   write one or more 32-bit integers\n"
-        "  dump                 read every catalogue parameter\n"
-        "  modules              the endpoint's PEX and KRELO modules on the DSP\n"
-        "  demo                 open, write and read a few parameters, close\n",
-        stderr);
-    return 2;
-}
-
-// Ids that the exports serve without a catalogue row.
-const struct {
-    kelix::ParameterId id;
-    const wchar_t* name;
-} kSpecialIds[] = {
-    {KELIX_PEX_VERSION, L"pex_version"},         {KELIX_PEX_DIRECT_REQUEST, L"pex_direct_request"},
-    {KELIX_PEX_MODULE_ID, L"pex_module_id"},     {KELIX_PEX_MODULE_NAME, L"pex_module_name"},
-    {KELIX_PEX_MODULE_TYPE, L"pex_module_type"}, {KELIX_KRELO_VERSION, L"krelo_version"},
-    {KELIX_KRELO_DIRECT_REQUEST, L"krelo_direct_request"}, {KELIX_KRELO_MODULE_ID, L"krelo_module_id"},
-    {KELIX_KRELO_MODULE_NAME, L"krelo_module_name"},       {KELIX_KRELO_MODULE_TYPE, L"krelo_module_type"},
-    // Served by the DSP route only.
-    {KELIX_PEX_PARTIAL_OUTPUT_MODE, L"pex_partial_output_mode"},
-    {KELIX_KRELO_REGULATOR_TUNING_INFO, L"krelo_regulator_tuning_info"},
-    {KELIX_KRELO_VIS_BANDS, L"krelo_vis_bands"},
-    {KELIX_KRELO_MB_COMPRESSOR_TUNING_INFO, L"krelo_mb_compressor_tuning_info"},
-    {KELIX_KRELO_LIMITER_GAIN, L"krelo_limiter_gain"},
-};
-
-std::optional<kelix::ParameterId> ParseParameter(const std::wstring& text) {
-    wchar_t* end = nullptr;
-    const long number = std::wcstol(text.c_str(), &end, 10);
-    if (!text.empty() && *end == L'\0') return static_cast<kelix::ParameterId>(number);
-    for (const auto& [id, info] : kelix::ParameterCatalogue()) {
-        if (text == info.name) return id;
-    }
-    for (const auto& special : kSpecialIds) {
-        if (text == special.name) return special.id;
-    }
-    return std::nullopt;
-}
-
-std::wstring ParameterName(kelix::ParameterId id) {
-    const kelix::ParameterLookup row = kelix::LookupParameter(id);
-    if (row.found) return std::wstring(row.name);
-    for (const auto& special : kSpecialIds) {
-        if (special.id == id) return special.name;
-    }
-    return std::to_wstring(id);
-}
-
-// An open handle, closed when it goes.
-class Session {
+// Text lines as they come, or one JSON document at the end; failures counted.
+class Output {
 public:
-    HRESULT Open(const Options& options) {
-        return OpenPexControl(&handle_, options.device ? options.device->c_str() : nullptr);
+    explicit Output(bool json) : json_(json) {}
+    bool Json() const { return json_; }
+
+    void Line(const std::string& text) {
+        if (!json_) Write(stdout, text + "\n");
     }
-    ~Session() {
-        if (handle_ != nullptr) ClosePexControl(handle_);
+    void Success() { ++successes_; }
+    void Failure(const std::string& parameter, const std::string& route, std::optional<HRESULT> hr,
+                 const std::string& message) {
+        ++failures_;
+        pexctl::Json error = {{"route", route.empty() ? pexctl::Json() : pexctl::Json(route)},
+                              {"hresult", hr ? pexctl::Json(fmt::format("0x{:08X}", static_cast<std::uint32_t>(*hr)))
+                                             : pexctl::Json()},
+                              {"message", message}};
+        if (!parameter.empty()) error["parameter"] = parameter;
+        if (json_) {
+            errors_.push_back(std::move(error));
+        } else {
+            Write(stderr, "pexctl: " + message + "\n");
+        }
     }
-    HRESULT Close() {
-        const HRESULT hr = ClosePexControl(handle_);
-        if (SUCCEEDED(hr)) handle_ = nullptr;
-        return hr;
+    int Usage(const std::string& message) {
+        Failure("", "", std::nullopt, message);
+        Finish(pexctl::Json::object());
+        return kExitUsage;
     }
-    wchar_t* Handle() const { return handle_; }
+    // Prints the document (JSON mode) and gives the exit code of what happened.
+    int Finish(pexctl::Json document) {
+        if (json_) {
+            if (!errors_.empty()) document["errors"] = errors_;
+            Write(stdout, document.dump(2) + "\n");
+        }
+        if (failures_ == 0) return kExitSuccess;
+        return successes_ > 0 ? kExitPartial : kExitFailed;
+    }
 
 private:
-    wchar_t* handle_ = nullptr;
+    bool json_;
+    int successes_ = 0;
+    int failures_ = 0;
+    pexctl::Json errors_ = pexctl::Json::array();
 };
 
-// Reads a parameter, growing the buffer to the size the library asks for.
-HRESULT Read(wchar_t* handle, kelix::ParameterId id, UINT32 route, std::vector<BYTE>& value) {
-    value.assign(4, 0);
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        UINT32 size = static_cast<UINT32>(value.size());
-        const HRESULT hr = GetPexParam(handle, id, value.data(), &size, route);
-        if (hr == E_INVALIDARG && size > value.size()) {
-            value.assign(size + sizeof(wchar_t), 0);  // room for a text's terminator
-            continue;
+std::string FamilyName(kelix::ParameterId id) { return kelix::IsPexId(id) ? "PEX" : "KRELO"; }
+
+// What a failure means, in words, where it is known.
+std::string Cause(const Session& session, const ParameterDescription& parameter, UINT32 route, bool write,
+                  HRESULT hr, ScalarType type) {
+    if (route == KELIX_ROUTE_DSP) {
+        if ((hr == E_INVALIDARG || hr == E_FAIL) && (kelix::IsPexId(parameter.id) || kelix::IsKreloId(parameter.id)) &&
+            !FamilyOnDsp(session.Handle(), parameter.id)) {
+            return "the " + FamilyName(parameter.id) + " family is not on this endpoint's DSP";
         }
-        if (SUCCEEDED(hr) && kelix::IsVersionQueryId(id)) value.resize(size);
-        return hr;
+        return "";
     }
-    return E_INVALIDARG;
+    if (!write && hr == E_FAIL) return "the endpoint holds no value for it";
+    if (write && session.ReadOnlyStore()) return "the endpoint's property store was opened read-only";
+    if (write && hr == E_INVALIDARG && parameter.kind == ValueKind::Scalar && type != ScalarType::UI4) {
+        return "the store refused the value's type; some stores take only --type ui4";
+    }
+    return "";
 }
 
-std::wstring ValueText(kelix::ParameterId id, const std::vector<BYTE>& value, bool json) {
-    if (kelix::IsVersionQueryId(id)) {
-        std::wstring text(reinterpret_cast<const wchar_t*>(value.data()), value.size() / sizeof(wchar_t));
-        if (json) return L"\"" + text + L"\"";
-        return text.empty() ? L"(no effect detected)" : text;
-    }
-    std::wstring text = json && value.size() > 4 ? L"[" : L"";
-    for (size_t offset = 0; offset + 4 <= value.size(); offset += 4) {
-        INT32 word;
-        std::memcpy(&word, value.data() + offset, 4);
-        if (offset != 0) text += L", ";
-        text += std::to_wstring(word);
-    }
-    if (json && value.size() > 4) text += L"]";
-    return text;
+void ReportFailure(Output& out, const Session& session, const ParameterDescription& parameter, UINT32 route,
+                   bool write, HRESULT hr, ScalarType type) {
+    const std::string cause = Cause(session, parameter, route, write, hr, type);
+    out.Failure(parameter.name, RouteName(route), hr,
+                fmt::format("{} {} on the {} route failed: {}{}", write ? "writing" : "reading", parameter.name,
+                            RouteName(route), HResultText(hr), cause.empty() ? "" : " (" + cause + ")"));
 }
 
-int List(const Options& options) {
-    ComPtr<IMMDeviceEnumerator> enumerator;
-    HRESULT hr = CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator));
-    if (FAILED(hr)) return Fail(L"creating the device enumerator", hr);
-    std::wstring defaultId;
-    ComPtr<IMMDevice> defaultDevice;
-    if (SUCCEEDED(enumerator->GetDefaultAudioEndpoint(eRender, eConsole, &defaultDevice))) {
-        wchar_t* id = nullptr;
-        if (SUCCEEDED(defaultDevice->GetId(&id))) defaultId = id;
-        CoTaskMemFree(id);
+// The routes to use for a parameter, or an error in words.
+std::vector<UINT32> Routes(const Options& options, const ParameterDescription& parameter, std::string& error) {
+    const std::string only = parameter.store ? "the store route only; use --route store"
+                                             : "the DSP route only; use --route dsp";
+    if (options.route.empty()) return {parameter.store ? KELIX_ROUTE_PROPERTY_STORE : KELIX_ROUTE_DSP};
+    const bool store = options.route != "dsp";
+    const bool dsp = options.route != "store";
+    if ((store && !parameter.store) || (dsp && !parameter.dsp)) {
+        error = parameter.name + " is served by " + only;
+        return {};
     }
-    ComPtr<IMMDeviceCollection> devices;
-    hr = enumerator->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &devices);
-    if (FAILED(hr)) return Fail(L"listing the render endpoints", hr);
-    UINT count = 0;
-    devices->GetCount(&count);
-    if (options.json) Print(L"[");
-    for (UINT i = 0; i < count; ++i) {
-        ComPtr<IMMDevice> device;
-        wchar_t* id = nullptr;
-        if (FAILED(devices->Item(i, &device)) || FAILED(device->GetId(&id))) continue;
-        std::wstring name;
-        ComPtr<IPropertyStore> store;
-        if (SUCCEEDED(device->OpenPropertyStore(STGM_READ, &store))) {
-            PROPVARIANT value;
-            PropVariantInit(&value);
-            if (SUCCEEDED(store->GetValue(kFriendlyNameKey, &value)) && value.vt == VT_LPWSTR) {
-                name = value.pwszVal;
+    std::vector<UINT32> routes;
+    if (store) routes.push_back(KELIX_ROUTE_PROPERTY_STORE);
+    if (dsp) routes.push_back(KELIX_ROUTE_DSP);
+    return routes;
+}
+
+const ParameterDescription* FindByText(const std::string& text) {
+    std::string ignored;
+    if (const auto id = ParseInteger(text, INT32_MIN, INT32_MAX, ignored)) {
+        return kelix::FindParameter(static_cast<kelix::ParameterId>(*id));
+    }
+    return kelix::FindParameter(text);
+}
+
+ScalarType TypeOf(const Options& options) {
+    return options.type == "i4" ? ScalarType::I4 : options.type == "ui4" ? ScalarType::UI4 : ScalarType::Default;
+}
+
+class Command {
+public:
+    Command(const Options& options, Output& out) : options_(options), out_(out) {}
+
+    // Picks the endpoint and opens it; an exit code when that fails.
+    std::optional<int> Open() {
+        const EndpointList list = ListEndpoints(false);
+        if (FAILED(list.hr)) {
+            out_.Failure("", "", list.hr, "listing the render endpoints failed: " + HResultText(list.hr));
+            return out_.Finish(pexctl::Json::object());
+        }
+        const std::string selector = options_.device.empty() ? "default" : options_.device;
+        if (selector == "default" && FAILED(list.defaultHr)) {
+            out_.Failure("", "", list.defaultHr,
+                         list.defaultHr == kNotFound
+                             ? "no active render endpoint (the default-endpoint lookup answered " +
+                                   HResultText(list.defaultHr) + ")"
+                             : "the default render endpoint cannot be found: " + HResultText(list.defaultHr));
+            return out_.Finish(pexctl::Json::object());
+        }
+        const Selection selection = SelectEndpoint(list.endpoints, selector);
+        if (selection.endpoint == nullptr) return out_.Usage(selection.error);
+        endpoint_ = *selection.endpoint;
+        const HRESULT hr = session_.Open(endpoint_.id);
+        if (FAILED(hr)) {
+            out_.Failure("", "", hr,
+                         fmt::format("opening {} ({}) failed: {}", Utf16ToUtf8(endpoint_.name), Utf16ToUtf8(endpoint_.id),
+                                     HResultText(hr)));
+            return out_.Finish(pexctl::Json::object());
+        }
+        return std::nullopt;
+    }
+
+    // Reads one parameter on its routes; the value by route.
+    pexctl::Json Get(const ParameterDescription& parameter, const std::vector<UINT32>& routes) {
+        pexctl::Json result = {{"id", parameter.id}, {"name", parameter.name}};
+        for (const UINT32 route : routes) {
+            const ReadResult read = Read(session_.Handle(), parameter, route);
+            if (FAILED(read.hr)) {
+                ReportFailure(out_, session_, parameter, route, false, read.hr, TypeOf(options_));
+                continue;
             }
-            PropVariantClear(&value);
+            out_.Success();
+            const pexctl::Json value = ValueToJson(parameter, read.bytes, TypeOf(options_) == ScalarType::UI4);
+            result[RouteName(route)] = value;
+            const std::string label = parameter.name + (routes.size() > 1 ? " (" + RouteName(route) + ")" : "");
+            const std::vector<std::string> lines = ValueToLines(parameter, value);
+            if (parameter.kind != ValueKind::Structure) {
+                out_.Line(label + " = " + lines.front());
+            } else {
+                out_.Line(label + ":");
+                for (const std::string& line : lines) out_.Line("  " + line);
+            }
         }
-        const bool isDefault = defaultId == id;
-        if (options.json) {
-            Print(L"%s{\"id\": \"%s\", \"name\": \"%s\", \"default\": %s}", i ? L", " : L"", id, name.c_str(),
-                  isDefault ? L"true" : L"false");
-        } else {
-            Print(L"%s %s  %s\n", isDefault ? L"*" : L" ", id, name.c_str());
-        }
-        CoTaskMemFree(id);
+        return result;
     }
-    if (options.json) Print(L"]\n");
-    return 0;
+
+    pexctl::Json Set(const ParameterDescription& parameter, const std::vector<UINT32>& routes,
+                     const std::vector<std::uint8_t>& bytes) {
+        pexctl::Json result = {{"id", parameter.id}, {"name", parameter.name},
+                               {"value", ValueToJson(parameter, bytes, TypeOf(options_) == ScalarType::UI4)}};
+        pexctl::Json written = pexctl::Json::array();
+        for (const UINT32 route : routes) {
+            bool cleared = false;
+            const HRESULT hr = route == KELIX_ROUTE_DSP
+                                   ? WriteDsp(session_.Handle(), parameter, bytes)
+                                   : WriteStore(session_.Handle(), parameter, bytes, TypeOf(options_), cleared);
+            if (FAILED(hr)) {
+                ReportFailure(out_, session_, parameter, route, true, hr, TypeOf(options_));
+            } else if (cleared) {
+                out_.Failure(parameter.name, RouteName(route), hr,
+                             "writing " + parameter.name + " on the store route cleared it: the value is too large");
+            } else {
+                out_.Success();
+                written.push_back(RouteName(route));
+                out_.Line(fmt::format("{} written ({})", parameter.name, RouteName(route)));
+            }
+        }
+        result["written"] = written;
+        return result;
+    }
+
+    pexctl::Json Dump(const std::vector<UINT32>& routes) {
+        pexctl::Json result = {{"device", {{"id", Utf16ToUtf8(endpoint_.id)}, {"name", Utf16ToUtf8(endpoint_.name)}}}};
+        for (const UINT32 route : routes) {
+            pexctl::Json values = pexctl::Json::object();
+            std::optional<bool> pex, krelo;  // family on the DSP, learnt on first use
+            for (const ParameterDescription& parameter : kelix::ParameterModel()) {
+                if (!parameter.Readable() || !(route == KELIX_ROUTE_DSP ? parameter.dsp : parameter.store)) continue;
+                if (route == KELIX_ROUTE_DSP) {
+                    std::optional<bool>& family = kelix::IsPexId(parameter.id) ? pex : krelo;
+                    if (!family) {
+                        family = FamilyOnDsp(session_.Handle(), parameter.id);
+                        if (!*family) {
+                            out_.Failure("", "dsp", std::nullopt,
+                                         "the " + FamilyName(parameter.id) +
+                                             " family is not on this endpoint's DSP: its parameters are not read");
+                        }
+                    }
+                    if (!*family) continue;
+                }
+                const ReadResult read = Read(session_.Handle(), parameter, route);
+                std::string text;
+                if (SUCCEEDED(read.hr)) {
+                    values[parameter.name] = ValueToJson(parameter, read.bytes);
+                    const pexctl::Json& value = values[parameter.name];
+                    text = value.is_string() ? value.get<std::string>() : value.is_null() ? "(no value)" : value.dump();
+                    out_.Success();
+                } else if (route == KELIX_ROUTE_PROPERTY_STORE && read.hr == E_FAIL) {
+                    values[parameter.name] = nullptr;  // no value stored: a state, not a failure
+                    text = "(no value)";
+                    out_.Success();
+                } else {
+                    ReportFailure(out_, session_, parameter, route, false, read.hr, ScalarType::Default);
+                    continue;
+                }
+                out_.Line(fmt::format("{:>5} {:<5} {:<46} {}", parameter.id, RouteName(route), parameter.name, text));
+            }
+            result[RouteName(route)] = values;
+        }
+        return result;
+    }
+
+    pexctl::Json Modules() {
+        pexctl::Json modules = pexctl::Json::array();
+        const struct {
+            kelix::ParameterId version, name, id, type;
+        } families[] = {{kelix::kPexVersionId, 1007, 1006, 1008}, {kelix::kKreloVersionId, 2005, 2004, 2006}};
+        for (const auto& family : families) {
+            const kelix::ParameterId version = family.version;
+            pexctl::Json module = {{"family", FamilyName(version)}};
+            const auto read = [&](kelix::ParameterId id) {
+                const ParameterDescription& parameter = *kelix::FindParameter(id);
+                const ReadResult result = Read(session_.Handle(), parameter, KELIX_ROUTE_DSP);
+                return SUCCEEDED(result.hr) ? ValueToJson(parameter, result.bytes) : pexctl::Json();
+            };
+            module["present"] = FamilyOnDsp(session_.Handle(), version);
+            if (module["present"]) {
+                module["version"] = read(version);
+                module["name"] = read(family.name);
+                module["id"] = read(family.id);
+                module["type"] = read(family.type);
+                out_.Line(fmt::format("{:<6} {:<12} {:<10} {} type {}", FamilyName(version),
+                                      module["version"].is_string() ? module["version"].get<std::string>() : "?",
+                                      module["name"].is_string() ? module["name"].get<std::string>() : "?",
+                                      module["id"].is_string() ? module["id"].get<std::string>() : "?",
+                                      module["type"].dump()));
+            } else {
+                out_.Line(fmt::format("{:<6} (no module on this endpoint's DSP)", FamilyName(version)));
+            }
+            modules.push_back(std::move(module));
+        }
+        out_.Success();
+        return {{"modules", modules}};
+    }
+
+    HRESULT Close() { return session_.Close(); }
+    const Endpoint& Opened() const { return endpoint_; }
+
+private:
+    const Options& options_;
+    Output& out_;
+    Session session_;
+    Endpoint endpoint_;
+};
+
+std::optional<std::string> ReadValueText(const std::string& text, std::string& error) {
+    if (!text.starts_with('@')) return text;
+    const std::wstring path = ToWide(Utf8ToUtf16(text.substr(1)));
+    std::ifstream file(path.c_str(), std::ios::binary);
+    std::stringstream content;
+    if (file) content << file.rdbuf();
+    if (!file) {
+        error = "cannot read the value file \"" + text.substr(1) + "\"";
+        return std::nullopt;
+    }
+    std::string value = content.str();
+    if (value.starts_with("\xEF\xBB\xBF")) value.erase(0, 3);
+    while (!value.empty() && (value.back() == '\n' || value.back() == '\r' || value.back() == ' ')) value.pop_back();
+    return value;
 }
 
-int Get(const Options& options, Session& session, kelix::ParameterId id) {
-    std::vector<BYTE> value;
-    const HRESULT hr = Read(session.Handle(), id, options.route, value);
-    if (FAILED(hr)) return Fail(L"reading " + ParameterName(id), hr);
-    if (options.json) {
-        Print(L"{\"id\": %d, \"name\": \"%s\", \"value\": %s}\n", id, ParameterName(id).c_str(),
-              ValueText(id, value, true).c_str());
-    } else {
-        Print(L"%s = %s\n", ParameterName(id).c_str(), ValueText(id, value, false).c_str());
+int RunList(Output& out) {
+    const EndpointList list = ListEndpoints(true);
+    if (FAILED(list.hr)) {
+        out.Failure("", "", list.hr, "listing the render endpoints failed: " + HResultText(list.hr));
+        return out.Finish(pexctl::Json::object());
     }
-    return 0;
+    pexctl::Json endpoints = pexctl::Json::array();
+    if (list.endpoints.empty()) out.Line("no render endpoints");
+    for (const Endpoint& endpoint : list.endpoints) {
+        endpoints.push_back({{"index", endpoint.index},
+                             {"default", endpoint.isDefault},
+                             {"name", Utf16ToUtf8(endpoint.name)},
+                             {"id", Utf16ToUtf8(endpoint.id)},
+                             {"formFactor", endpoint.formFactor},
+                             {"formFactorName", FormFactorText(endpoint.formFactor)},
+                             {"state", StateText(endpoint.state)},
+                             {"pexVersion", endpoint.pexVersion},
+                             {"kreloVersion", endpoint.kreloVersion}});
+        out.Line(fmt::format("{:>2} {} {}", endpoint.index, endpoint.isDefault ? "*" : " ", Utf16ToUtf8(endpoint.name)));
+        out.Line(fmt::format("     {}, {}, PEX {}, KRELO {}", FormFactorText(endpoint.formFactor),
+                             StateText(endpoint.state), endpoint.pexVersion.empty() ? "-" : endpoint.pexVersion,
+                             endpoint.kreloVersion.empty() ? "-" : endpoint.kreloVersion));
+        out.Line("     " + Utf16ToUtf8(endpoint.id));
+    }
+    out.Success();
+    return out.Finish({{"endpoints", endpoints}});
 }
 
-int Set(const Options& options, Session& session, kelix::ParameterId id, const std::vector<std::wstring>& words) {
-    std::vector<INT32> value;
-    for (const std::wstring& word : words) {
-        wchar_t* end = nullptr;
-        const long long number = std::wcstoll(word.c_str(), &end, 0);
-        if (word.empty() || *end != L'\0' || number < INT32_MIN || number > UINT32_MAX) {
-            std::fwprintf(stderr, L"pexctl: not a 32-bit integer: %ls\n", word.c_str());
-            return 2;
+int RunParams(const Options& options, Output& out) {
+    if (options.markdown) {
+        Write(stdout, kelix::ParameterReferenceMarkdown());
+        return kExitSuccess;
+    }
+    pexctl::Json parameters = pexctl::Json::array();
+    for (const ParameterDescription& parameter : kelix::ParameterModel()) {
+        const std::string kind = parameter.kind == ValueKind::Scalar      ? "scalar"
+                                 : parameter.kind == ValueKind::Structure ? "structure"
+                                                                          : "text";
+        const std::string routes = parameter.store && parameter.dsp ? "store, dsp" : parameter.store ? "store" : "dsp";
+        pexctl::Json entry = {{"id", parameter.id},       {"name", parameter.name},
+                              {"kind", kind},             {"structure", kelix::StructureText(parameter)},
+                              {"size", kelix::StructureSizeText(parameter)},
+                              {"store", parameter.store}, {"dsp", parameter.dsp},
+                              {"readable", parameter.Readable()}, {"writable", parameter.Writable()}};
+        if (parameter.dspIndex) entry["dspIndex"] = *parameter.dspIndex;
+        if (!parameter.dspName.empty()) entry["dspName"] = parameter.dspName;
+        parameters.push_back(std::move(entry));
+        out.Line(fmt::format("{:>5}  {:<46} {:<10} {:<11} {}", parameter.id, parameter.name, kind, routes,
+                             kelix::StructureText(parameter)));
+    }
+    out.Success();
+    return out.Finish({{"parameters", parameters}});
+}
+
+int RunOnEndpoint(const std::string& verb, const Options& options, Output& out) {
+    // Parameter and value are checked before anything is opened.
+    const ParameterDescription* parameter = nullptr;
+    std::vector<UINT32> routes;
+    std::vector<std::uint8_t> value;
+    if (verb == "get" || verb == "set") {
+        parameter = FindByText(options.parameter);
+        if (parameter == nullptr) {
+            return out.Usage("unknown parameter \"" + options.parameter + "\"; `pexctl params` lists them");
         }
-        value.push_back(static_cast<INT32>(number));
-    }
-    const HRESULT hr = SetPexParam(session.Handle(), id, value.data(),
-                                   static_cast<UINT32>(value.size() * sizeof(INT32)), options.route);
-    if (FAILED(hr)) return Fail(L"writing " + ParameterName(id), hr);
-    if (!options.json) Print(L"%s set\n", ParameterName(id).c_str());
-    return 0;
-}
-
-int Dump(const Options& options, Session& session) {
-    if (options.json) Print(L"{");
-    bool first = true;
-    for (const auto& [id, info] : kelix::ParameterCatalogue()) {
-        std::vector<BYTE> value;
-        const HRESULT hr = Read(session.Handle(), id, options.route, value);
-        const std::wstring text = SUCCEEDED(hr) ? ValueText(id, value, options.json)
-                                  : hr == E_FAIL ? (options.json ? L"null" : L"(not set)")
-                                                 : (options.json ? L"\"" + ErrorText(hr) + L"\"" : ErrorText(hr));
-        if (options.json) {
-            Print(L"%s\"%s\": %s", first ? L"" : L", ", info.name, text.c_str());
-        } else {
-            Print(L"%5d %-48s %s\n", id, info.name, text.c_str());
+        std::string error;
+        routes = Routes(options, *parameter, error);
+        if (routes.empty()) return out.Usage(error);
+        if (verb == "get" && !parameter->Readable()) return out.Usage(parameter->name + " cannot be read");
+        if (verb == "set") {
+            if (!parameter->Writable()) return out.Usage(parameter->name + " is read-only");
+            if (!options.type.empty() && parameter->kind != ValueKind::Scalar) {
+                return out.Usage("--type applies to scalar values; " + parameter->name + " is a structure");
+            }
+            const std::optional<std::string> text = ReadValueText(options.value, error);
+            if (!text) return out.Usage(error);
+            ParsedValue parsed = ParseValue(*parameter, *text, TypeOf(options));
+            if (!parsed.error.empty()) return out.Usage(parsed.error);
+            const auto need = kelix::StructureSize(*parameter, parsed.bytes.data(),
+                                                   static_cast<std::uint32_t>(parsed.bytes.size()));
+            if (!need || *need != parsed.bytes.size()) {
+                return out.Usage(fmt::format("{}: the value has {} bytes, its layout needs {}", parameter->name,
+                                             parsed.bytes.size(), need ? std::to_string(*need) : "another count"));
+            }
+            value = std::move(parsed.bytes);
         }
-        first = false;
     }
-    if (options.json) Print(L"}\n");
-    return 0;
-}
+    if ((verb == "dump") && options.route == "both") routes = {KELIX_ROUTE_PROPERTY_STORE, KELIX_ROUTE_DSP};
+    if (verb == "dump" && routes.empty()) {
+        routes = {options.route == "dsp" ? KELIX_ROUTE_DSP : KELIX_ROUTE_PROPERTY_STORE};
+    }
 
-int Modules(const Options& options, Session& session) {
+    Command command(options, out);
+    if (const std::optional<int> failed = command.Open()) return *failed;
+    if (verb == "get") return out.Finish(command.Get(*parameter, routes));
+    if (verb == "set") return out.Finish(command.Set(*parameter, routes, value));
+    if (verb == "dump") return out.Finish(command.Dump(routes));
+    if (verb == "modules") return out.Finish(command.Modules());
+
+    // demo: a short session on the opened endpoint; every step runs and reports.
+    out.Line("Opened " + Utf16ToUtf8(command.Opened().name) + " " + Utf16ToUtf8(command.Opened().id));
+    pexctl::Json steps = pexctl::Json::array();
+    pexctl::Json bands = {{"count", 2}, {"a", pexctl::Json::array()}, {"b", pexctl::Json::array()}};
+    for (int i = 0; i < 20; ++i) {
+        bands["a"].push_back(100 + i * 10);
+        bands["b"].push_back(-i - 20);
+    }
     const struct {
-        const wchar_t* family;
-        kelix::ParameterId version, name, id, type;
-    } families[] = {{L"PEX", KELIX_PEX_VERSION, KELIX_PEX_MODULE_NAME, KELIX_PEX_MODULE_ID, KELIX_PEX_MODULE_TYPE},
-                    {L"KRELO", KELIX_KRELO_VERSION, KELIX_KRELO_MODULE_NAME, KELIX_KRELO_MODULE_ID,
-                     KELIX_KRELO_MODULE_TYPE}};
-    if (options.json) Print(L"[");
-    bool first = true;
-    for (const auto& family : families) {
-        std::vector<BYTE> version, name, id, type;
-        if (FAILED(Read(session.Handle(), family.version, KELIX_ROUTE_DSP, version))) {
-            if (!options.json) Print(L"%-6s (no module)\n", family.family);
+        const char* parameter;
+        pexctl::Json value;  // null: a read
+        UINT32 route;
+    } script[] = {
+        {"pex_postgain", -6, KELIX_ROUTE_PROPERTY_STORE},   {"pex_postgain", nullptr, KELIX_ROUTE_PROPERTY_STORE},
+        {"pex_bypass", 0, KELIX_ROUTE_PROPERTY_STORE},      {"pex_bypass", nullptr, KELIX_ROUTE_PROPERTY_STORE},
+        {"krelo_post_gain", 3, KELIX_ROUTE_PROPERTY_STORE}, {"krelo_post_gain", nullptr, KELIX_ROUTE_PROPERTY_STORE},
+        {"pex_ieq_bands", bands, KELIX_ROUTE_PROPERTY_STORE},
+        {"pex_ieq_bands", nullptr, KELIX_ROUTE_PROPERTY_STORE},
+        {"pex_version", nullptr, KELIX_ROUTE_PROPERTY_STORE}, {"krelo_version", nullptr, KELIX_ROUTE_PROPERTY_STORE},
+        {"pex_postgain", -4, KELIX_ROUTE_DSP},              {"pex_postgain", nullptr, KELIX_ROUTE_DSP},
+        {"pex_ieq_bands", bands, KELIX_ROUTE_DSP},          {"pex_ieq_bands", nullptr, KELIX_ROUTE_DSP},
+        {"krelo_bypass", 1, KELIX_ROUTE_DSP},               {"krelo_bypass", nullptr, KELIX_ROUTE_DSP},
+    };
+    for (const auto& step : script) {
+        const ParameterDescription& target = *kelix::FindParameter(step.parameter);
+        if (step.value.is_null()) {
+            pexctl::Json result = command.Get(target, {step.route});
+            result["command"] = "get";
+            steps.push_back(std::move(result));
             continue;
         }
-        Read(session.Handle(), family.name, KELIX_ROUTE_DSP, name);
-        Read(session.Handle(), family.id, KELIX_ROUTE_DSP, id);
-        Read(session.Handle(), family.type, KELIX_ROUTE_DSP, type);
-        const auto text = [](const std::vector<BYTE>& bytes) {
-            return std::wstring(reinterpret_cast<const wchar_t*>(bytes.data()),
-                                wcsnlen(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / 2));
-        };
-        UINT32 moduleType = 0;
-        if (type.size() >= 4) std::memcpy(&moduleType, type.data(), 4);
-        if (options.json) {
-            Print(L"%s{\"family\": \"%s\", \"version\": \"%s\", \"name\": \"%s\", \"id\": \"%s\", \"type\": %u}",
-                  first ? L"" : L", ", family.family, text(version).c_str(), text(name).c_str(), text(id).c_str(),
-                  moduleType);
-        } else {
-            Print(L"%-6s %-12s %-10s %s type %u\n", family.family, text(version).c_str(), text(name).c_str(),
-                  text(id).c_str(), moduleType);
-        }
-        first = false;
+        const ParsedValue parsed = JsonToValue(target, step.value, TypeOf(options));
+        pexctl::Json result = command.Set(target, {step.route}, parsed.bytes);
+        result["command"] = "set";
+        steps.push_back(std::move(result));
     }
-    if (options.json) Print(L"]\n");
-    return 0;
+    pexctl::Json modules = command.Modules();
+    const HRESULT hr = command.Close();
+    if (FAILED(hr)) {
+        out.Failure("", "", hr, "closing the endpoint failed: " + HResultText(hr));
+    } else {
+        out.Line("Closed");
+    }
+    return out.Finish({{"steps", steps}, {"modules", modules["modules"]}});
 }
 
-int Demo(const Options& options, Session& session) {
-    Print(L"Opened endpoint %s\n", session.Handle());
-    // Scalars, then an array parameter: a band count and two arrays of 20 values.
-    std::vector<std::wstring> bands{L"2"};
-    for (int i = 0; i < 40; ++i) bands.push_back(std::to_wstring(i < 20 ? 100 + i * 10 : -i));
-    const struct {
-        kelix::ParameterId id;
-        std::vector<std::wstring> value;
-    } writes[] = {{KELIX_PEX_POSTGAIN, {L"-6"}},
-                  {KELIX_PEX_BYPASS, {L"0"}},
-                  {KELIX_KRELO_POST_GAIN, {L"3"}},
-                  {KELIX_PEX_IEQ_BANDS, bands}};
-    for (const auto& write : writes) {
-        if (const int failed = Set(options, session, write.id, write.value)) return failed;
-        if (const int failed = Get(options, session, write.id)) return failed;
-    }
-    if (const int failed = Get(options, session, KELIX_PEX_VERSION)) return failed;
-    if (const int failed = Get(options, session, KELIX_KRELO_VERSION)) return failed;
-    // The same parameters on the effect's modules on the DSP.
-    Print(L"DSP modules:\n");
-    if (const int failed = Modules(options, session)) return failed;
-    Options dsp = options;
-    dsp.route = KELIX_ROUTE_BOTH;
-    if (const int failed = Set(dsp, session, KELIX_PEX_POSTGAIN, {L"-4"})) return failed;
-    dsp.route = KELIX_ROUTE_DSP;
-    if (const int failed = Get(dsp, session, KELIX_PEX_POSTGAIN)) return failed;
-    if (const int failed = Set(dsp, session, KELIX_KRELO_BYPASS, {L"1"})) return failed;
-    if (const int failed = Get(dsp, session, KELIX_KRELO_BYPASS)) return failed;
-    const HRESULT hr = session.Close();
-    if (FAILED(hr)) return Fail(L"closing the endpoint", hr);
-    Print(L"Closed\n");
-    return 0;
-}
-
-std::optional<Options> ParseOptions(int argc, wchar_t** argv) {
-    Options options;
-    for (int i = 1; i < argc; ++i) {
-        const std::wstring arg = argv[i];
-        const bool hasValue = i + 1 < argc;
-        if (arg == L"--simulate") {
-            options.simulate = true;
-        } else if (arg == L"--json") {
-            options.json = true;
-        } else if (arg == L"--device" && hasValue) {
-            options.device = argv[++i];
-        } else if (arg == L"--trace" && hasValue) {
-            options.trace = argv[++i];
-        } else if (arg == L"--route" && hasValue) {
-            const std::wstring route = argv[++i];
-            if (route == L"store") options.route = KELIX_ROUTE_PROPERTY_STORE;
-            else if (route == L"dsp") options.route = KELIX_ROUTE_DSP;
-            else if (route == L"both") options.route = KELIX_ROUTE_BOTH;
-            else return std::nullopt;
-        } else if (arg.starts_with(L"--")) {
-            return std::nullopt;
-        } else {
-            options.command.push_back(arg);
-        }
-    }
-    if (options.command.empty()) return std::nullopt;
-    return options;
-}
-
-int Run(const Options& options) {
-    const std::wstring& verb = options.command[0];
-    if (verb == L"list") return List(options);
-
-    std::optional<kelix::ParameterId> id;
-    if (verb == L"get" || verb == L"set") {
-        if (options.command.size() < (verb == L"get" ? 2u : 3u)) return Usage();
-        id = ParseParameter(options.command[1]);
-        if (!id) {
-            std::fwprintf(stderr, L"pexctl: unknown parameter %ls\n", options.command[1].c_str());
-            return 2;
-        }
-    } else if (verb != L"dump" && verb != L"demo" && verb != L"modules") {
-        return Usage();
-    }
-
-    Session session;
-    const HRESULT hr = session.Open(options);
-    if (FAILED(hr)) return Fail(L"opening " + (options.device ? *options.device : L"the default endpoint"), hr);
-    if (verb == L"get") return Get(options, session, *id);
-    if (verb == L"set") return Set(options, session, *id, {options.command.begin() + 2, options.command.end()});
-    if (verb == L"dump") return Dump(options, session);
-    if (verb == L"modules") return Modules(options, session);
-    return Demo(options, session);
-}
-
-}  // namespace
-
-int wmain(int argc, wchar_t** argv) {
-    const std::optional<Options> options = ParseOptions(argc, argv);
-    if (!options) return Usage();
+int Run(const Options& options, const std::string& verb, Output& out) {
+    if (verb == "params") return RunParams(options, out);
     // The library reads its log settings when it first logs, which is after this.
-    if (!options->trace.empty()) SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", options->trace.c_str());
-
-    if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) return 1;
-    int result = 0;
+    if (options.trace != 0) SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", std::to_wstring(options.trace).c_str());
+    if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {
+        out.Failure("", "", std::nullopt, "COM cannot be initialised");
+        return out.Finish(pexctl::Json::object());
+    }
+    int result = kExitSuccess;
     {
-        pexctl::SimulatedDevice simulated;
-        if (options->simulate) {
-            const HRESULT hr = simulated.Install();
-            if (FAILED(hr)) return Fail(L"installing the simulated platform", hr);
+        SimulatedDevice simulated;
+        HRESULT hr = S_OK;
+        if (options.simulate) hr = simulated.Install();
+        if (FAILED(hr)) {
+            out.Failure("", "", hr, "installing the simulated platform failed: " + HResultText(hr));
+            result = out.Finish(pexctl::Json::object());
+        } else {
+            result = verb == "list" ? RunList(out) : RunOnEndpoint(verb, options, out);
         }
-        result = Run(*options);
     }
     CoUninitialize();
     return result;
+}
+
+int Main(std::vector<std::string> args) {
+    Options options;
+    CLI::App app{"pexctl: read and write the PEX and KRELO tuning parameters of an audio endpoint through "
+                 "Kelix3PexControl.dll."};
+    app.name("pexctl");
+    app.set_version_flag("--version", "pexctl " + std::string(KELIX_VERSION_TEXT));
+    app.footer(std::string("PARAM is a name (pex_postgain) or an id (1105); `pexctl params` lists them.\n"
+                           "VALUE is a number (decimal, or hexadecimal with 0x) or, for a structure, a JSON object by "
+                           "field, inline or as @FILE:\n"
+                           "  pexctl set krelo_regulator_isolated_bands '{\"a\": [1, 2, ..., 20]}'\n"
+                           "--device takes an id, an index from `pexctl list`, a piece of the name, or default.\n\n") +
+               kExitCodes);
+    app.add_flag("--simulate", options.simulate, "use the built-in simulated endpoints instead of the system's");
+    app.add_option("--device", options.device, "endpoint: id, index from `list`, piece of the name, or default");
+    app.add_option("--route", options.route, "store, dsp or both (default: the store, or the DSP for DSP-only ids)")
+        ->check(CLI::IsMember({"store", "dsp", "both"}));
+    app.add_option("--type", options.type, "PROPVARIANT type of a scalar store write: i4 or ui4 (reads: shows ui4)")
+        ->check(CLI::IsMember({"i4", "ui4"}));
+    app.add_option("--trace", options.trace, "the library's log lines of level 1 (critical) to 5 (verbose) on stderr")
+        ->check(CLI::Range(1, 5));
+    app.add_flag("--json", options.json, "JSON on standard output, errors included");
+    app.require_subcommand(1);
+
+    const auto sub = [&](const char* name, const char* description) {
+        CLI::App* command = app.add_subcommand(name, description);
+        command->fallthrough();
+        return command;
+    };
+    sub("list", "render endpoints: index, default mark (*), name, form factor, state, effect versions, id");
+    CLI::App* get = sub("get", "read a parameter; structures by field, texts as text");
+    get->add_option("PARAM", options.parameter, "name or id")->required();
+    CLI::App* set = sub("set", "write a parameter");
+    set->add_option("PARAM", options.parameter, "name or id")->required();
+    set->add_option("VALUE", options.value, "a number, or a JSON object by field, or @FILE")->required();
+    sub("dump", "read every parameter of the route (store by default)");
+    sub("modules", "the endpoint's PEX and KRELO modules on the DSP");
+    CLI::App* params = sub("params", "every parameter: id, name, kind, routes, structure");
+    params->add_flag("--markdown", options.markdown, "the parameter reference as Markdown (docs/parameters.md)");
+    sub("demo", "a short session: writes and reads on both routes, then close");
+    CLI::App* help = sub("help", "this help");
+
+    try {
+        std::reverse(args.begin(), args.end());
+        app.parse(args);
+    } catch (const CLI::ParseError& e) {
+        std::ostringstream text, error;
+        const int code = app.exit(e, text, error);
+        Write(stdout, text.str());
+        if (code == 0) return kExitSuccess;  // --help, --version
+        Output usage(options.json);
+        std::string message = e.what();
+        return usage.Usage(message + "; `pexctl --help` shows the usage");
+    }
+    if (help->parsed()) {
+        Write(stdout, app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal));
+        return kExitSuccess;
+    }
+    Output output(options.json);
+    return Run(options, app.get_subcommands().front()->get_name(), output);
+}
+
+}  // namespace
+}  // namespace pexctl
+
+int wmain(int argc, wchar_t** argv) {
+    // UTF-8 on both streams, byte for byte.
+    SetConsoleOutputCP(CP_UTF8);
+    _setmode(_fileno(stdout), _O_BINARY);
+    _setmode(_fileno(stderr), _O_BINARY);
+    std::vector<std::string> args;
+    for (int i = 1; i < argc; ++i) args.push_back(pexctl::Utf16ToUtf8(pexctl::ToU16(argv[i])));
+    try {
+        return pexctl::Main(std::move(args));
+    } catch (const std::exception& e) {
+        pexctl::Write(stderr, std::string("pexctl: ") + e.what() + "\n");
+        return 1;
+    }
 }
