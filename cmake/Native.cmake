@@ -7,9 +7,11 @@ if(KELIX_SANITIZE)
 endif()
 
 add_subdirectory(core)
+add_subdirectory(tools/pexctl)
 kelix_add_gtest()
 include(GoogleTest)
 add_subdirectory(tests/core)
+add_subdirectory(tests/pexctl)
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   add_subdirectory(fuzz)

@@ -29,6 +29,7 @@ if(EXISTS ${KELIX_GTEST_SOURCE}/CMakeLists.txt)
   add_subdirectory(tests/sim)
   add_subdirectory(tests/dll)
   add_subdirectory(tests/wine-endpoint)
+  add_subdirectory(tests/pexctl)
 endif()
 
 if(CMAKE_CROSSCOMPILING)

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <cwctype>
 #include <limits>
 
 namespace pexctl {
@@ -15,9 +14,24 @@ constexpr std::int64_t kInt32Min = std::numeric_limits<std::int32_t>::min();
 constexpr std::int64_t kInt32Max = std::numeric_limits<std::int32_t>::max();
 constexpr std::int64_t kUInt32Max = std::numeric_limits<std::uint32_t>::max();
 
+// Simple case folding of the Latin, Greek and Cyrillic capitals, the same on
+// every C library and locale.
+char16_t Lower(char16_t c) {
+    if ((c >= u'A' && c <= u'Z') || (c >= 0xC0 && c <= 0xDE && c != 0xD7) || (c >= 0x391 && c <= 0x3AB) ||
+        (c >= 0x410 && c <= 0x42F)) {
+        return static_cast<char16_t>(c + 0x20);
+    }
+    if (c >= 0x400 && c <= 0x40F) return static_cast<char16_t>(c + 0x50);
+    if (c >= 0x100 && c <= 0x17F && c != 0x130 && c != 0x131 && c != 0x138 && c != 0x149 && c != 0x17F) {
+        const bool oddCapitals = (c >= 0x139 && c <= 0x148) || (c >= 0x179 && c <= 0x17E);
+        if ((c % 2 == 1) == oddCapitals) return static_cast<char16_t>(c + 1);
+    }
+    return c;
+}
+
 std::u16string Lower(std::u16string_view text) {
     std::u16string lower(text);
-    for (char16_t& c : lower) c = static_cast<char16_t>(std::towlower(static_cast<wint_t>(c)));
+    for (char16_t& c : lower) c = Lower(c);
     return lower;
 }
 

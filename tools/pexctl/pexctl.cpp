@@ -555,16 +555,32 @@ int Main(std::vector<std::string> args) {
     sub("demo", "a short session: writes and reads on both routes, then close");
     CLI::App* help = sub("help", "this help");
 
+    const std::vector<std::string> given = args;
     try {
-        std::reverse(args.begin(), args.end());
+        std::reverse(args.begin(), args.end());  // CLI11 takes them last first, and consumes them
         app.parse(args);
     } catch (const CLI::ParseError& e) {
         std::ostringstream text, error;
         const int code = app.exit(e, text, error);
         Write(stdout, text.str());
         if (code == 0) return kExitSuccess;  // --help, --version
-        Output usage(options.json);
+        // Values are stored once parsing succeeds, so --json is looked for here.
+        const auto end = std::find(given.begin(), given.end(), "--");
+        Output usage(std::find(given.begin(), end, "--json") != end);
         std::string message = e.what();
+        // A word where the command belongs is named as such.
+        for (auto arg = given.begin(); arg != end; ++arg) {
+            if (*arg == "--device" || *arg == "--route" || *arg == "--type" || *arg == "--trace") {
+                if (++arg == end) break;
+            } else if (!arg->starts_with("-")) {
+                const auto commands = app.get_subcommands({});
+                if (std::none_of(commands.begin(), commands.end(),
+                                 [&](const CLI::App* command) { return command->get_name() == *arg; })) {
+                    message = "unknown command \"" + *arg + "\" (commands: list, get, set, dump, modules, params, demo, help)";
+                }
+                break;
+            }
+        }
         return usage.Usage(message + "; `pexctl --help` shows the usage");
     }
     if (help->parsed()) {

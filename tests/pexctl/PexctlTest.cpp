@@ -1,0 +1,396 @@
+// pexctl as a user runs it: a separate process, its exit code, standard
+// output and standard error; every --json output goes through a JSON parser.
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "core/ParameterReference.h"
+
+namespace {
+
+using Json = nlohmann::json;
+
+struct Outcome {
+    DWORD exitCode = 0xFFFFFFFF;
+    std::string out;
+    std::string err;
+};
+
+std::wstring Widen(const std::string& utf8) {
+    const int length = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
+    std::wstring wide(static_cast<size_t>(length), L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), wide.data(), length);
+    return wide;
+}
+
+std::wstring Directory() {
+    wchar_t path[MAX_PATH];
+    const DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
+    std::wstring directory(path, length);
+    return directory.substr(0, directory.find_last_of(L"\\/") + 1);
+}
+
+std::string ReadAll(const std::wstring& path) {
+    std::ifstream file(path.c_str(), std::ios::binary);
+    std::stringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+// Runs pexctl with UTF-8 arguments (each quoted for the command line), its
+// streams sent to files.
+Outcome Pexctl(const std::vector<std::string>& args) {
+    const std::wstring directory = Directory();
+    std::wstring command = L"\"" + directory + L"pexctl.exe\"";
+    for (const std::string& arg : args) {
+        std::wstring quoted;
+        for (const wchar_t c : Widen(arg)) quoted += c == L'"' ? std::wstring(L"\\\"") : std::wstring(1, c);
+        command += L" \"" + quoted + L"\"";
+    }
+    const DWORD id = GetCurrentThreadId();
+    const std::wstring outPath = directory + L"pexctl-out-" + std::to_wstring(id) + L".txt";
+    const std::wstring errPath = directory + L"pexctl-err-" + std::to_wstring(id) + L".txt";
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    HANDLE out = CreateFileW(outPath.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS, 0, nullptr);
+    HANDLE err = CreateFileW(errPath.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS, 0, nullptr);
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    startup.hStdOutput = out;
+    startup.hStdError = err;
+    PROCESS_INFORMATION process{};
+    Outcome run;
+    if (CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process)) {
+        WaitForSingleObject(process.hProcess, INFINITE);
+        GetExitCodeProcess(process.hProcess, &run.exitCode);
+        CloseHandle(process.hThread);
+        CloseHandle(process.hProcess);
+    }
+    CloseHandle(out);
+    CloseHandle(err);
+    run.out = ReadAll(outPath);
+    run.err = ReadAll(errPath);
+    DeleteFileW(outPath.c_str());
+    DeleteFileW(errPath.c_str());
+    return run;
+}
+
+std::string Describe(const std::vector<std::string>& args, const Outcome& run) {
+    std::string text = "pexctl";
+    for (const std::string& arg : args) text += " " + arg;
+    return text + "\n exit " + std::to_string(run.exitCode) + "\n stdout: " + run.out + "\n stderr: " + run.err;
+}
+
+std::vector<std::string> Simulated(std::vector<std::string> args) {
+    args.insert(args.begin(), "--simulate");
+    return args;
+}
+
+// The document on stdout; a failure that names the run when it is no JSON.
+Json Parse(const std::vector<std::string>& args, const Outcome& run) {
+    try {
+        return Json::parse(run.out);
+    } catch (const Json::exception& e) {
+        ADD_FAILURE() << e.what() << "\n" << Describe(args, run);
+        return Json::object();
+    }
+}
+
+// Whether one of the document's error objects says `text`.
+bool HasError(const Json& document, const std::string& text) {
+    for (const Json& error : document.value("errors", Json::array())) {
+        if (error.value("message", "").find(text) != std::string::npos) return true;
+    }
+    return false;
+}
+
+const std::string kSpeakers = "{0.0.0.00000000}.{6b1d7c40-5c2e-4f0a-9d3e-0a1b2c3d4e01}";
+
+// Each bad input: its exit code and what the message says, on stderr, and as
+// the error object of --json on stdout.
+TEST(PexctlTest, BadInputsSayWhatIsWrong) {
+    struct Case {
+        std::vector<std::string> args;
+        DWORD exitCode;
+        std::string message;
+    };
+    const std::string bands = R"({"count": 2, "a": [1, 2], "b": []})";
+    const Case cases[] = {
+        {{"get", "1500"}, 2, "unknown parameter \"1500\"; `pexctl params` lists them"},
+        {{"get", "pex_postgai"}, 2, "unknown parameter \"pex_postgai\""},
+        {{"set", "pex_postgain", "4294967295"}, 2, "\"4294967295\" is out of range -2147483648..2147483647"},
+        {{"set", "pex_postgain", "99999999999"}, 2, "\"99999999999\" is out of range"},
+        {{"set", "pex_postgain", "1e3"}, 2, "\"1e3\" is not a number"},
+        {{"set", "pex_postgain", "0x"}, 2, "\"0x\" is not a number"},
+        {{"--type", "ui4", "set", "pex_postgain", "-1"}, 2, "\"-1\" is out of range 0..4294967295"},
+        {{"--trace", "0", "list"}, 2, "--trace"},
+        {{"--trace", "6", "list"}, 2, "--trace"},
+        {{"--trace", "abc", "list"}, 2, "--trace"},
+        {{"--route", "sideways", "list"}, 2, "--route"},
+        {{"--type", "r8", "list"}, 2, "--type"},
+        {{"get", "pex_postgain", "extra"}, 2, "not expected: extra"},
+        {{"frobnicate"}, 2, "unknown command \"frobnicate\" (commands: list, get,"},
+        {{}, 2, "A subcommand is required"},
+        {{"set", "krelo_filter_config", "3000", "1"}, 2, "not expected: 1"},
+        {{"set", "krelo_filter_config", "3000"}, 2, "krelo_filter_config is a structure: give a JSON object with the fields size, data"},
+        {{"set", "krelo_filter_config", R"({"size": 3000, "data": []})"}, 2, "\"size\" says 3000 but \"data\" has 0"},
+        {{"set", "pex_ieq_bands", bands}, 2, "\"a\" has 2 values, it takes 20"},
+        {{"set", "pex_ieq_bands", "{\"count\": "}, 2, "the value is not valid JSON"},
+        {{"set", "pex_ieq_bands", "@Z:/nonexistent/bands.json"}, 2, "cannot read the value file \"Z:/nonexistent/bands.json\""},
+        {{"--type", "ui4", "set", "pex_ieq_bands", "{}"}, 2, "--type applies to scalar values"},
+        {{"set", "pex_version", "1"}, 2, "pex_version is read-only"},
+        {{"get", "pex_direct_request"}, 2, "pex_direct_request cannot be read"},
+        {{"--route", "dsp", "get", "ns_bypass"}, 2, "ns_bypass is served by the store route only; use --route store"},
+        {{"--route", "store", "get", "krelo_vis_bands"}, 2, "krelo_vis_bands is served by the DSP route only; use --route dsp"},
+        {{"--device", "nowhere", "get", "pex_postgain"}, 2, "no render endpoint matches --device \"nowhere\"; `pexctl list` shows the render endpoints"},
+        {{"--device", "9", "get", "pex_postgain"}, 2, "no render endpoint has the index 9"},
+        {{"--device", "simulated", "get", "pex_postgain"}, 2, "--device \"simulated\" matches 4 endpoints"},
+    };
+    for (const Case& c : cases) {
+        const auto args = Simulated(c.args);
+        const Outcome text = Pexctl(args);
+        EXPECT_EQ(text.exitCode, c.exitCode) << Describe(args, text);
+        EXPECT_NE(text.err.find("pexctl: "), std::string::npos) << Describe(args, text);
+        EXPECT_NE(text.err.find(c.message), std::string::npos) << Describe(args, text);
+        EXPECT_EQ(text.out, "") << Describe(args, text);
+
+        auto jsonArgs = args;
+        jsonArgs.insert(jsonArgs.begin(), "--json");
+        const Outcome json = Pexctl(jsonArgs);
+        EXPECT_EQ(json.exitCode, c.exitCode) << Describe(jsonArgs, json);
+        const Json document = Parse(jsonArgs, json);
+        ASSERT_EQ(document.value("errors", Json::array()).size(), 1u) << Describe(jsonArgs, json);
+        EXPECT_NE(document["errors"][0].at("message").get<std::string>().find(c.message), std::string::npos)
+            << Describe(jsonArgs, json);
+        EXPECT_TRUE(document["errors"][0].at("hresult").is_null()) << Describe(jsonArgs, json);
+    }
+}
+
+// Platform failures: exit 1 (3 when another route or parameter succeeded),
+// the parameter, the route, the HRESULT with its text, and the cause in words.
+TEST(PexctlTest, FailuresNameRouteResultAndCause) {
+    const std::string headphones = "1";
+    const std::string lineOut = "GER\xC3\x84T";  // any case, beyond ASCII
+    struct Case {
+        std::vector<std::string> args;
+        DWORD exitCode;
+        std::string message;
+        std::string route;
+        std::string hresult;
+    };
+    const Case cases[] = {
+        {{"get", "pex_postgain"}, 1,
+         "reading pex_postgain on the store route failed: 0x80004005 ", "store", "0x80004005"},
+        {{"get", "pex_postgain"}, 1, "(the endpoint holds no value for it)", "store", "0x80004005"},
+        {{"--device", headphones, "--route", "dsp", "set", "pex_postgain", "1"}, 1,
+         "writing pex_postgain on the dsp route failed: 0x80070057 ", "dsp", "0x80070057"},
+        {{"--device", headphones, "--route", "dsp", "get", "krelo_post_gain"}, 1,
+         "(the KRELO family is not on this endpoint's DSP)", "dsp", "0x80070057"},
+        {{"--device", headphones, "--route", "both", "set", "pex_postgain", "1"}, 3,
+         "(the PEX family is not on this endpoint's DSP)", "dsp", "0x80070057"},
+        {{"--device", lineOut, "set", "pex_postgain", "1"}, 1,
+         "(the endpoint's property store was opened read-only)", "store", ""},
+        {{"--device", headphones, "--route", "dsp", "dump"}, 1,
+         "the PEX family is not on this endpoint's DSP: its parameters are not read", "dsp", ""},
+    };
+    for (const Case& c : cases) {
+        const auto args = Simulated(c.args);
+        const Outcome text = Pexctl(args);
+        EXPECT_EQ(text.exitCode, c.exitCode) << Describe(args, text);
+        EXPECT_NE(text.err.find(c.message), std::string::npos) << Describe(args, text);
+
+        auto jsonArgs = args;
+        jsonArgs.insert(jsonArgs.begin(), "--json");
+        const Outcome json = Pexctl(jsonArgs);
+        EXPECT_EQ(json.exitCode, c.exitCode) << Describe(jsonArgs, json);
+        const Json document = Parse(jsonArgs, json);
+        EXPECT_TRUE(HasError(document, c.message)) << Describe(jsonArgs, json);
+        const Json errors = document.value("errors", Json::array());
+        ASSERT_FALSE(errors.empty()) << Describe(jsonArgs, json);
+        EXPECT_EQ(errors.back().at("route"), c.route) << Describe(jsonArgs, json);
+        if (!c.hresult.empty()) {
+            EXPECT_EQ(errors.back().at("hresult"), c.hresult) << Describe(jsonArgs, json);
+        }
+    }
+}
+
+// A structure written as JSON (inline and from a file) on both routes reads
+// back field for field; the --json output of get is what set takes.
+TEST(PexctlTest, StructuresRoundTripByField) {
+    Json bands = {{"count", 3}, {"a", Json::array()}, {"b", Json::array()}};
+    for (int i = 0; i < 20; ++i) {
+        bands["a"].push_back(1000 + i);
+        bands["b"].push_back(-i);
+    }
+    const Json records = {{"records", {{1, 2, 3, 4, 5, 6}, {-1, -2, -3, -4, -5, 0x7FFFFFFF}}}};
+    std::vector<std::uint8_t> filter(2044);
+    for (size_t i = 0; i < filter.size(); ++i) filter[i] = static_cast<std::uint8_t>(i * 7);
+    const Json filterConfig = {{"data", filter}};
+    const std::wstring file = Directory() + L"pexctl-records.json";
+    std::ofstream(file.c_str(), std::ios::binary) << records.dump();
+    char path[MAX_PATH];
+    WideCharToMultiByte(CP_UTF8, 0, file.c_str(), -1, path, MAX_PATH, nullptr, nullptr);
+
+    struct Case {
+        std::string parameter;
+        std::string route;
+        std::string value;
+        Json expected;
+    };
+    const Case cases[] = {
+        {"pex_ieq_bands", "both", bands.dump(), bands},
+        {"krelo_mb_compressor_tuning", "both", std::string("@") + path,
+         {{"n", 2}, {"records", records["records"]}}},
+        {"krelo_filter_config", "both", filterConfig.dump(), {{"size", 2044}, {"data", filter}}},
+        {"krelo_regulator_thresholds", "dsp", Json{{"a", bands["a"]}, {"b", bands["b"]}}.dump(),
+         {{"a", bands["a"]}, {"b", bands["b"]}}},
+        {"pex_partial_output_mode", "dsp", R"({"first": 4, "v": [7, 8, 9]})",
+         {{"first", 4}, {"n", 3}, {"v", {7, 8, 9}}}},
+        {"pex_postgain", "both", "0x10", 16},
+        {"pex_postgain", "store", "-0x10", -16},
+        {"pex_postgain", "store", "010", 10},  // decimal, never octal
+    };
+    for (const Case& c : cases) {
+        // The simulated platform lives as long as one pexctl process: the
+        // value set echoes is the one it sent (demo reads values back).
+        const auto set = Simulated({"--json", "--route", c.route, "set", c.parameter, c.value});
+        const Outcome written = Pexctl(set);
+        ASSERT_EQ(written.exitCode, 0u) << Describe(set, written);
+        const Json result = Json::parse(written.out);
+        EXPECT_EQ(result.at("value"), c.expected) << Describe(set, written);
+        EXPECT_EQ(result.at("written").size(), c.route == "both" ? 2u : 1u) << Describe(set, written);
+    }
+    DeleteFileW(file.c_str());
+}
+
+// demo writes and reads back through one process, so the values that come
+// back are the ones the library stored: on the store route and on the DSP.
+TEST(PexctlTest, DemoReadsBackWhatItWrote) {
+    const Outcome run = Pexctl(Simulated({"--json", "demo"}));
+    ASSERT_EQ(run.exitCode, 0u) << Describe({"demo"}, run);
+    const Json steps = Json::parse(run.out).at("steps");
+    ASSERT_EQ(steps.size(), 16u);
+    for (size_t i = 0; i + 1 < steps.size(); ++i) {
+        if (steps[i]["command"] != "set" || steps[i + 1]["command"] != "get") continue;
+        const std::string route = steps[i]["written"][0];
+        EXPECT_EQ(steps[i + 1].at(route), steps[i].at("value")) << steps[i + 1].dump();
+    }
+    EXPECT_EQ(Json::parse(run.out)["steps"][8].at("store"), "pex2.10");
+    EXPECT_EQ(Json::parse(run.out)["modules"][1].at("version"), "1.4.2");
+
+    const Outcome text = Pexctl(Simulated({"--trace", "4", "demo"}));
+    EXPECT_EQ(text.exitCode, 0u) << text.err;
+    EXPECT_NE(text.out.find("pex_ieq_bands:\n  count = 2\n  a = 100, 110,"), std::string::npos) << text.out;
+    EXPECT_NE(text.out.find("krelo_version = krelo1.4\n"), std::string::npos) << text.out;
+    EXPECT_NE(text.err.find("DspController::Open: DSP module index:"), std::string::npos) << text.err;
+}
+
+// Every command's --json output is one JSON document, names with a quote, a
+// backslash and letters beyond ASCII included; stderr is UTF-8 as well.
+TEST(PexctlTest, EveryCommandSpeaksJsonAndUtf8) {
+    const std::string gereat = "Line \"Out\" \\ Ger\xC3\xA4t\xE2\x82\xAC (Kelix3 simulated)";
+    struct Case {
+        std::vector<std::string> args;
+        DWORD exitCode;
+        std::string key;
+    };
+    const Case cases[] = {
+        {{"list"}, 0, "endpoints"},
+        {{"get", "pex_postgain"}, 1, "errors"},
+        {{"--route", "dsp", "get", "krelo_version"}, 0, "dsp"},
+        {{"--route", "dsp", "get", "pex_module_id"}, 0, "dsp"},
+        {{"set", "1105", "-6"}, 0, "written"},
+        {{"dump"}, 0, "store"},
+        {{"--route", "both", "dump"}, 0, "dsp"},
+        {{"modules"}, 0, "modules"},
+        {{"params"}, 0, "parameters"},
+        {{"demo"}, 0, "steps"},
+    };
+    for (const Case& c : cases) {
+        auto args = Simulated(c.args);
+        args.insert(args.begin(), "--json");
+        const Outcome run = Pexctl(args);
+        EXPECT_EQ(run.exitCode, c.exitCode) << Describe(args, run);
+        const Json document = Parse(args, run);
+        EXPECT_TRUE(document.contains(c.key)) << Describe(args, run);
+    }
+    const Json list = Json::parse(Pexctl(Simulated({"--json", "list"})).out).at("endpoints");
+    ASSERT_EQ(list.size(), 4u);
+    EXPECT_EQ(list[0].at("id"), kSpeakers);
+    EXPECT_EQ(list[0].at("default"), true);
+    EXPECT_EQ(list[0].at("formFactorName"), "speakers");
+    EXPECT_EQ(list[0].at("pexVersion"), "pex2.10");
+    EXPECT_EQ(list[0].at("kreloVersion"), "krelo1.4");
+    EXPECT_EQ(list[2].at("name"), gereat);
+    EXPECT_EQ(list[3].at("state"), "unplugged");
+
+    const Outcome version = Pexctl(Simulated({"--json", "--route", "dsp", "get", "krelo_version"}));
+    EXPECT_EQ(Json::parse(version.out).at("dsp"), "1.4.2");
+    const Outcome ambiguous = Pexctl(Simulated({"--device", "(Kelix3", "get", "pex_postgain"}));
+    EXPECT_NE(ambiguous.err.find("[2] " + gereat), std::string::npos) << ambiguous.err;
+}
+
+TEST(PexctlTest, DevicesByIndexIdNameAndDefault) {
+    for (const std::string& selector : {std::string("0"), kSpeakers, std::string("speakers"), std::string("default")}) {
+        const Outcome run = Pexctl(Simulated({"--json", "--device", selector, "--route", "dsp", "get", "pex_version"}));
+        EXPECT_EQ(run.exitCode, 0u) << selector << ": " << run.err;
+        EXPECT_EQ(Json::parse(run.out).value("dsp", ""), "2.10.0-lite") << selector;
+    }
+}
+
+TEST(PexctlTest, HelpVersionAndParameterReference) {
+    for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{{"-h"}, {"--help"}, {"help"}}) {
+        const Outcome run = Pexctl(args);
+        EXPECT_EQ(run.exitCode, 0u) << Describe(args, run);
+        EXPECT_NE(run.out.find("Exit codes:"), std::string::npos) << Describe(args, run);
+        EXPECT_EQ(run.err, "");
+    }
+    const Outcome getHelp = Pexctl({"get", "--help"});
+    EXPECT_EQ(getHelp.exitCode, 0u);
+    EXPECT_NE(getHelp.out.find("PARAM"), std::string::npos) << getHelp.out;
+    const Outcome version = Pexctl({"--version"});
+    EXPECT_EQ(version.exitCode, 0u);
+    EXPECT_EQ(version.out.rfind("pexctl 1.", 0), 0u) << version.out;
+    EXPECT_EQ(Pexctl({"params", "--markdown"}).out, kelix::ParameterReferenceMarkdown());
+}
+
+// Wine's own audio, as ctest sets up its ALSA configuration: no device and
+// so no endpoint at all, or the null device and one endpoint whose store
+// takes only VT_UI4 values.
+TEST(PexctlWineTest, NoEndpoint) {
+    const Outcome missing = Pexctl({"get", "pex_postgain"});
+    EXPECT_EQ(missing.exitCode, 1u) << missing.err;
+    EXPECT_NE(missing.err.find("pexctl: no active render endpoint (the default-endpoint lookup answered 0x80070490 "),
+              std::string::npos)
+        << missing.err;
+    const Outcome json = Pexctl({"--json", "get", "pex_postgain"});
+    EXPECT_TRUE(HasError(Parse({"--json", "get", "pex_postgain"}, json), "no active render endpoint")) << json.out;
+    const Outcome empty = Pexctl({"--json", "list"});
+    EXPECT_EQ(empty.exitCode, 0u);
+    EXPECT_EQ(Parse({"--json", "list"}, empty).value("endpoints", Json::array()).size(), 0u) << empty.out;
+}
+
+TEST(PexctlWineTest, WineEndpoint) {
+    const Outcome listed = Pexctl({"--json", "list"});
+    ASSERT_EQ(Parse({"--json", "list"}, listed).value("endpoints", Json::array()).size(), 1u) << listed.out;
+    const Outcome refused = Pexctl({"set", "krelo_peak_level", "7"});
+    EXPECT_EQ(refused.exitCode, 1u);
+    EXPECT_NE(refused.err.find("(the store refused the value's type; some stores take only --type ui4)"),
+              std::string::npos)
+        << refused.err;
+    const Outcome written = Pexctl({"--type", "ui4", "set", "krelo_peak_level", "7"});
+    EXPECT_EQ(written.exitCode, 0u) << written.err;
+    const Outcome read = Pexctl({"--json", "get", "krelo_peak_level"});
+    EXPECT_EQ(read.exitCode, 0u) << read.err;
+    EXPECT_EQ(Parse({"get"}, read).value("store", 0), 7);
+}
+
+}  // namespace
