@@ -3,24 +3,61 @@
  * audio effects on one audio endpoint, through the endpoint's property store,
  * the effect's module on the audio DSP, or both.
  *
- * Usage (C or C++; the calling thread must have COM initialised):
+ * Usage (C89 or later, or C++; examples/set_and_get.c is a complete program):
  *
  *     wchar_t* handle = NULL;
- *     HRESULT hr = OpenPexControl(&handle, NULL);           // default render endpoint
  *     INT32 gain = -6;
- *     hr = SetPexParam(handle, KELIX_PEX_POSTGAIN, &gain, sizeof gain,
- *                      KELIX_ROUTE_PROPERTY_STORE);
  *     UINT32 size = sizeof gain;
- *     hr = GetPexParam(handle, KELIX_PEX_POSTGAIN, &gain, &size,
- *                      KELIX_ROUTE_PROPERTY_STORE);
- *     hr = ClosePexControl(handle);
+ *     HRESULT hr = CoInitializeEx(NULL, COINIT_MULTITHREADED);
+ *     if (SUCCEEDED(hr)) hr = OpenPexControl(&handle, NULL);   (default render endpoint)
+ *     if (SUCCEEDED(hr)) hr = SetPexParam(handle, KELIX_PEX_POSTGAIN, &gain, sizeof gain,
+ *                                         KELIX_ROUTE_PROPERTY_STORE);
+ *     if (SUCCEEDED(hr)) hr = GetPexParam(handle, KELIX_PEX_POSTGAIN, &gain, &size,
+ *                                         KELIX_ROUTE_PROPERTY_STORE);
+ *     if (handle != NULL) ClosePexControl(handle);
  *
- * Every function returns an HRESULT. Results made by the library itself:
- * S_FALSE from OpenPexControl when the store could be opened for reading only,
- * E_INVALIDARG (0x80070057) for bad arguments or a buffer that is too small
- * (the needed size is then written back), E_NOTIMPL (0x80004001), E_FAIL
- * (0x80004005) and E_OUTOFMEMORY (0x8007000E); every other failure is passed
- * through unchanged from the system.
+ * COM, threads and lifetime
+ *   - The calling thread must have COM initialised (CoInitializeEx, either
+ *     apartment); the library never initialises it. Without it every call
+ *     fails with CO_E_NOTINITIALIZED (0x800401F0).
+ *   - Call the library from one thread at a time: its tables of open
+ *     endpoints and DSP modules are process-wide and unguarded.
+ *   - A handle names an endpoint. Handles of one endpoint share that
+ *     endpoint's state, and closing one closes the endpoint for all of them:
+ *     open an endpoint once, and close it once, after its last use.
+ *   - Nothing outlives the process; nothing is written to disk by the library.
+ *
+ * Results (HRESULT). System failures come back unchanged; the library makes these:
+ *   S_OK           success.
+ *   S_FALSE (1)    OpenPexControl: the property store could be opened for reading only;
+ *                  writes on the store route then fail with the store's own code.
+ *   E_INVALIDARG   (0x80070057) a value shorter than its caller structure (nothing is
+ *                  stored); a read buffer that is NULL or too small (*size then holds the
+ *                  size to allocate); the family is not on the endpoint's DSP (DSP route);
+ *                  the DSP does not serve the id, or the value type is neither VT_I4 nor
+ *                  VT_BLOB (DSP route); a direct request without 8 bytes or bit 1.
+ *   E_FAIL         (0x80004005) the property store holds no value for the id (read), the
+ *                  id has no property key (store route), or the endpoint's DSP carries no
+ *                  module at all / the module list is empty (DSP route).
+ *   E_NOTIMPL      (0x80004001) direct request to a module reached through the AMD set.
+ *   E_OUTOFMEMORY  (0x8007000E) out of memory; reading a compressor tuning
+ *                  (KELIX_KRELO_MB_COMPRESSOR_TUNING) that holds more than 4 records.
+ *   0x80070490     (element not found) from OpenPexControl(NULL) when there is no
+ *                  active render endpoint (the lookup's own code).
+ *
+ * Reads: *size holds the buffer's size in bytes on entry and the size written
+ * (or needed) on return; a buffer that is too small, or NULL, gives E_INVALIDARG
+ * and the needed size; no read writes beyond *size bytes. Reads zero the
+ * caller's buffer first.
+ *
+ * Text answers (zero-terminated UTF-16): the effect version (KELIX_PEX_VERSION,
+ * KELIX_KRELO_VERSION on the store route, e.g. L"pex2.10", L"krelo1.4"), the
+ * module version (the same ids on the DSP route, e.g. L"2.10.0-lite"), module
+ * name and module id (e.g. L"{d11b4f61-42fa-43bb-997c-8d2b026d11c8}").
+ * For a text of L characters the buffer needs 2L + 2 bytes; with less (or NULL)
+ * the result is E_INVALIDARG and *size = 2L + 2, the size to allocate. On
+ * success *size is 2L for a version on the store route (the text without its
+ * terminator; an empty version needs 2 bytes and gives 0) and 2L + 2 on the DSP route.
  */
 #ifndef KELIX3PEXCONTROL_H
 #define KELIX3PEXCONTROL_H
@@ -45,54 +82,249 @@ extern "C" {
 #define KELIX_ROUTE_DSP            0x2u
 #define KELIX_ROUTE_BOTH           0x3u
 
-/* Opens an endpoint by its device id (IMMDevice::GetId), or the default
- * render endpoint of the console role when deviceId is NULL. On success
- * (S_OK, or S_FALSE when the store is read-only) *handle receives the handle
- * to pass to the other functions; on failure it is left unchanged. */
+/* Opens an endpoint by its device id (IMMDevice::GetId, e.g.
+ * L"{0.0.0.00000000}.{6b1d7c40-...}"), or the default render endpoint of the
+ * console role when deviceId is NULL. On success (S_OK, or S_FALSE when the
+ * store is read-only) *handle receives the handle to pass to the other
+ * functions; on failure it is left unchanged. An endpoint without DSP modules
+ * still opens; its DSP route then answers E_INVALIDARG. */
 KELIX3PEX_API HRESULT OpenPexControl(wchar_t** handle, const wchar_t* deviceId);
 
-/* Closes a handle. When closing fails the handle stays valid and may be
- * closed again. */
+/* Closes a handle, and with it the endpoint for every handle of that
+ * endpoint. When closing fails the handle stays valid and may be closed again. */
 KELIX3PEX_API HRESULT ClosePexControl(wchar_t* handle);
 
 /* Sets a parameter from a caller structure of `size` bytes: one INT32 for
- * scalars, the documented structure for array parameters. The value is not
- * const: a filter configuration (2105) above its 2044-byte capacity is
- * cleared, and its byte count in the caller's structure set to 0. */
+ * scalars, the structures below for array parameters. The property store
+ * receives a VT_I4 or an INT32 vector; the DSP route takes scalars only here
+ * (write arrays there as a VT_BLOB with SetPexVariantParam). With both route
+ * bits the DSP result is returned, even when the store write failed: give one
+ * bit per call to learn both. The value is not const: a filter configuration
+ * (2105) above its capacity is cleared, and its byte count set to 0. */
 KELIX3PEX_API HRESULT SetPexParam(wchar_t* handle, INT32 id, void* value, UINT32 size,
                                   UINT32 flags);
 
 /* Sets a parameter from a PROPVARIANT, stored as given in the property store
- * (bit 0); the DSP route (bit 1) takes VT_I4 and VT_BLOB values. */
+ * (bit 0; some stores take only VT_UI4 scalars); the DSP route (bit 1) takes
+ * VT_I4 scalars and VT_BLOB arrays in the DSP blob layouts below. */
 KELIX3PEX_API HRESULT SetPexVariantParam(wchar_t* handle, INT32 id, const PROPVARIANT* value,
                                          UINT32 flags);
 
 /* Reads a parameter into a caller buffer. *size holds the buffer size in
  * bytes on entry and the needed or written size on return; a buffer that is
- * too small gives E_INVALIDARG with the needed size in *size. */
+ * NULL or too small gives E_INVALIDARG with the needed size in *size (call
+ * with NULL to learn it). With both route bits the buffer is filled twice,
+ * the DSP value last. */
 KELIX3PEX_API HRESULT GetPexParam(wchar_t* handle, INT32 id, void* buffer, UINT32* size,
                                   UINT32 flags);
 
-/* Caller structures of SetPexParam and GetPexParam (all fields INT32):
+/* Caller structures of SetPexParam and GetPexParam, one per array parameter
+ * (all fields little-endian INT32 unless noted; every id not listed is one
+ * INT32). docs/parameters.md lists every parameter with its structure, size
+ * and routes.
  *
- *   scalars (every id not listed)   one INT32
- *   1114, 1122 ieq / graphic eq     count; a[20]; b[20]                     164 bytes
- *   1119 audio optimizer bands      count; a[20]; b[10][20]                 884 bytes
- *   1123, 1170 regulator tuning     count; a[20]; b[20]; c[20]; d[20]       324 bytes
- *   1156 partial output mode        first; n; v[n]
- *   1161 init info                  head[10]; tail[32]                      168 bytes
- *   1162 drc metadata               w[18] (NULL with size 0: all zero)       72 bytes
- *   2105 filter configuration       byte count N (at most 2044); N bytes
- *   2107 audio optimizer gains      n; v[n]
- *   2108 regulator thresholds       a[20]; b[20]                            160 bytes
- *   2109 isolated bands             a[20]                                    80 bytes
- *   2116 compressor tuning          n; n records of six INT32 (reads: at most 4 records, 100 bytes)
- *   2122 stress amount              v[8]                                     32 bytes
- *
- * Reads zero the caller's buffer first. Call GetPexParam with a NULL buffer to
- * learn the size a value needs. On the DSP route, array values are written as
- * a VT_BLOB through SetPexVariantParam; text answers (versions, module names
- * and ids) are zero-terminated UTF-16. */
+ * SetPexParam reads no byte beyond `size`. A size shorter than the layout
+ * (fixed layouts: the whole structure; counted layouts: header + the counted
+ * items; scalars: 4 bytes) gives E_INVALIDARG, stores nothing and leaves the
+ * caller's buffer as it was. A longer size is fine. */
+
+/* KELIX_PEX_IEQ_BANDS (1114), KELIX_PEX_GRAPHIC_EQUALIZER_BANDS (1122): 164 bytes. */
+typedef struct KelixPexBands {
+    INT32 count;
+    INT32 a[20];
+    INT32 b[20];
+} KelixPexBands;
+
+/* KELIX_PEX_AUDIO_OPTIMIZER_BANDS (1119): 884 bytes. */
+typedef struct KelixPexAudioOptimizerBands {
+    INT32 count;
+    INT32 a[20];
+    INT32 b[10][20];
+} KelixPexAudioOptimizerBands;
+
+/* KELIX_PEX_REGULATOR_TUNING (1123), KELIX_PEX_WOOFER_REGULATOR_TUNING (1170): 324 bytes. */
+typedef struct KelixPexRegulatorTuning {
+    INT32 count;
+    INT32 a[20];
+    INT32 b[20];
+    INT32 c[20];
+    INT32 d[20];
+} KelixPexRegulatorTuning;
+
+/* KELIX_PEX_TUNING_PARTIAL_OUTPUT_MODE (1156, store route) and
+ * KELIX_PEX_PARTIAL_OUTPUT_MODE (1141, DSP route): this header, then n INT32
+ * values; KELIX_PARTIAL_OUTPUT_MODE_SIZE(n) bytes in all. */
+typedef struct KelixPexPartialOutputMode {
+    INT32 first;
+    INT32 n;
+} KelixPexPartialOutputMode;
+#define KELIX_PARTIAL_OUTPUT_MODE_SIZE(n) (8u + 4u * (UINT32)(n))
+
+/* KELIX_PEX_INIT_INFO (1161): 168 bytes. */
+typedef struct KelixPexInitInfo {
+    INT32 head[10];
+    INT32 tail[32];
+} KelixPexInitInfo;
+
+/* KELIX_PEX_DRC_METADATA (1162): 72 bytes. SetPexParam with a NULL value or
+ * size 0 stores 18 zeros. */
+typedef struct KelixPexDrcMetadata {
+    INT32 w[18];
+} KelixPexDrcMetadata;
+
+/* KELIX_KRELO_FILTER_CONFIG (2105): a byte count, then that many bytes of
+ * data; pass KELIX_FILTER_CONFIG_SIZE(size) bytes (or the whole structure).
+ * The byte count is unsigned: above KELIX_FILTER_CONFIG_CAPACITY the
+ * configuration is cleared (an empty one is stored and the caller's size
+ * field is set to 0). */
+#define KELIX_FILTER_CONFIG_CAPACITY 2044u
+typedef struct KelixKreloFilterConfig {
+    UINT32 size;
+    BYTE data[2044];
+} KelixKreloFilterConfig;
+#define KELIX_FILTER_CONFIG_SIZE(size) (4u + (UINT32)(size))
+
+/* KELIX_KRELO_AUDIO_OPTIMIZER_GAINS (2107): this header, then n INT32 values;
+ * KELIX_AUDIO_OPTIMIZER_GAINS_SIZE(n) bytes in all. */
+typedef struct KelixKreloAudioOptimizerGains {
+    INT32 n;
+} KelixKreloAudioOptimizerGains;
+#define KELIX_AUDIO_OPTIMIZER_GAINS_SIZE(n) (4u + 4u * (UINT32)(n))
+
+/* KELIX_KRELO_REGULATOR_THRESHOLDS (2108): 160 bytes. */
+typedef struct KelixKreloRegulatorThresholds {
+    INT32 a[20];
+    INT32 b[20];
+} KelixKreloRegulatorThresholds;
+
+/* KELIX_KRELO_REGULATOR_ISOLATED_BANDS (2109): 80 bytes. */
+typedef struct KelixKreloRegulatorIsolatedBands {
+    INT32 a[20];
+} KelixKreloRegulatorIsolatedBands;
+
+/* KELIX_KRELO_MB_COMPRESSOR_TUNING (2116): a record count n, then n records
+ * of six values (KELIX_MB_COMPRESSOR_TUNING_SIZE(n) bytes). Reads take this
+ * 100-byte structure: at most 4 records (more give E_OUTOFMEMORY). */
+typedef struct KelixKreloMbCompressorRecord {
+    INT32 v[6];
+} KelixKreloMbCompressorRecord;
+typedef struct KelixKreloMbCompressorTuning {
+    INT32 n;
+    KelixKreloMbCompressorRecord records[4];
+} KelixKreloMbCompressorTuning;
+#define KELIX_MB_COMPRESSOR_TUNING_SIZE(n) (4u + 24u * (UINT32)(n))
+
+/* KELIX_KRELO_REGULATOR_STRESS_AMOUNT (2122): 32 bytes. */
+typedef struct KelixKreloRegulatorStressAmount {
+    INT32 v[8];
+} KelixKreloRegulatorStressAmount;
+
+/* Information blocks the DSP answers (DSP route, read only): the regulator
+ * tuning info (2125) is 160 bytes on modules before 1.4.1 and 720 from it on,
+ * the vis bands (2126) 80 bytes, the compressor tuning info (2127) 352 bytes,
+ * the limiter gain (2128) one INT32. */
+typedef struct KelixKreloVisBands {
+    INT32 v[20];
+} KelixKreloVisBands;
+typedef struct KelixKreloMbCompressorTuningInfo {
+    INT32 v[88];
+} KelixKreloMbCompressorTuningInfo;
+
+/* DSP blobs. On the DSP route an array parameter is written as a VT_BLOB
+ * through SetPexVariantParam; the blob is the module's own layout of the
+ * caller structure: the structure with a length word before each array,
+ * except 1141 (a word count, then the caller structure). A read on the DSP
+ * route gives the caller structure above back, so a client reads back what
+ * it wrote. Blobs of 1162 (KelixPexDrcMetadata), 2105
+ * (KelixKreloFilterConfig, exactly 4 + size bytes) and 2107
+ * (KelixKreloAudioOptimizerGains and its values) are the caller structure
+ * itself. */
+
+/* 1114: 172 bytes; lengthA = lengthB = 20. */
+typedef struct KelixDspPexBands {
+    INT32 count;
+    INT32 lengthA;
+    INT32 a[20];
+    INT32 lengthB;
+    INT32 b[20];
+} KelixDspPexBands;
+
+/* 1123: 340 bytes; every length word is 20. */
+typedef struct KelixDspPexRegulatorTuning {
+    INT32 count;
+    INT32 lengthA;
+    INT32 a[20];
+    INT32 lengthB;
+    INT32 b[20];
+    INT32 lengthC;
+    INT32 c[20];
+    INT32 lengthD;
+    INT32 d[20];
+} KelixDspPexRegulatorTuning;
+
+/* 1141: this header (words = n + 2), then n INT32 values; 12 + 4n bytes. */
+typedef struct KelixDspPexPartialOutputMode {
+    INT32 words;
+    INT32 first;
+    INT32 n;
+} KelixDspPexPartialOutputMode;
+
+/* 2108: 168 bytes; lengthA = lengthB = 20. */
+typedef struct KelixDspKreloRegulatorThresholds {
+    INT32 lengthA;
+    INT32 a[20];
+    INT32 lengthB;
+    INT32 b[20];
+} KelixDspKreloRegulatorThresholds;
+
+/* 2109: 84 bytes; length = 20. */
+typedef struct KelixDspKreloRegulatorIsolatedBands {
+    INT32 length;
+    INT32 a[20];
+} KelixDspKreloRegulatorIsolatedBands;
+
+/* 2116: the record count n, then n of these records (length = 6); 4 + 28n bytes. */
+typedef struct KelixDspKreloMbCompressorRecord {
+    INT32 length;
+    INT32 v[6];
+} KelixDspKreloMbCompressorRecord;
+
+/* 2122: 36 bytes; length = 8. */
+typedef struct KelixDspKreloRegulatorStressAmount {
+    INT32 length;
+    INT32 v[8];
+} KelixDspKreloRegulatorStressAmount;
+
+/* Sizes, checked by C11 and C++ compilers (and by a typedef trick in C89). */
+#if defined(__cplusplus) && __cplusplus >= 201103L
+#define KELIX_SIZE_CHECK(type, bytes) static_assert(sizeof(type) == (bytes), #type " is " #bytes " bytes")
+#elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
+#define KELIX_SIZE_CHECK(type, bytes) _Static_assert(sizeof(type) == (bytes), #type " is " #bytes " bytes")
+#else
+#define KELIX_SIZE_CHECK(type, bytes) typedef char kelix_size_check_##type[sizeof(type) == (bytes) ? 1 : -1]
+#endif
+KELIX_SIZE_CHECK(KelixPexBands, 164);
+KELIX_SIZE_CHECK(KelixPexAudioOptimizerBands, 884);
+KELIX_SIZE_CHECK(KelixPexRegulatorTuning, 324);
+KELIX_SIZE_CHECK(KelixPexPartialOutputMode, 8);
+KELIX_SIZE_CHECK(KelixPexInitInfo, 168);
+KELIX_SIZE_CHECK(KelixPexDrcMetadata, 72);
+KELIX_SIZE_CHECK(KelixKreloFilterConfig, 2048);
+KELIX_SIZE_CHECK(KelixKreloAudioOptimizerGains, 4);
+KELIX_SIZE_CHECK(KelixKreloRegulatorThresholds, 160);
+KELIX_SIZE_CHECK(KelixKreloRegulatorIsolatedBands, 80);
+KELIX_SIZE_CHECK(KelixKreloMbCompressorRecord, 24);
+KELIX_SIZE_CHECK(KelixKreloMbCompressorTuning, 100);
+KELIX_SIZE_CHECK(KelixKreloRegulatorStressAmount, 32);
+KELIX_SIZE_CHECK(KelixKreloVisBands, 80);
+KELIX_SIZE_CHECK(KelixKreloMbCompressorTuningInfo, 352);
+KELIX_SIZE_CHECK(KelixDspPexBands, 172);
+KELIX_SIZE_CHECK(KelixDspPexRegulatorTuning, 340);
+KELIX_SIZE_CHECK(KelixDspPexPartialOutputMode, 12);
+KELIX_SIZE_CHECK(KelixDspKreloRegulatorThresholds, 168);
+KELIX_SIZE_CHECK(KelixDspKreloRegulatorIsolatedBands, 84);
+KELIX_SIZE_CHECK(KelixDspKreloMbCompressorRecord, 28);
+KELIX_SIZE_CHECK(KelixDspKreloRegulatorStressAmount, 36);
 
 /* Parameter ids. PEX ids are 1001..1998, KRELO ids 2001..2998; 3002 lies
  * outside both families and is served by the property-store route only. */
