@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "core/DspBlobLayouts.h"
 #include "core/DspParameterTables.h"
 #include "core/ParameterModel.h"
 #include "core/ParameterReference.h"
@@ -94,6 +95,22 @@ TEST(ParameterModelTest, StructuresRoundTripThroughTheStoreLayouts) {
         ++checked;
     }
     EXPECT_EQ(checked, 13);
+}
+
+// Structures the model writes as a blob on the DSP route are the ones that
+// take one there, and a value by field makes a blob.
+TEST(ParameterModelTest, DspBlobsAgreeWithTheBlobLayouts) {
+    for (const ParameterDescription& parameter : ParameterModel()) {
+        if (!parameter.dsp || !parameter.Writable()) continue;
+        EXPECT_EQ(parameter.dspBlob, TakesDspBlob(parameter.id)) << parameter.name;
+        if (!parameter.dspBlob) continue;
+        const EncodedStructure encoded = EncodeStructure(parameter, SampleValue(parameter));
+        ASSERT_EQ(encoded.error, "") << parameter.name;
+        EXPECT_TRUE(CallerToDspBlob(parameter.id, encoded.bytes.data(), static_cast<std::uint32_t>(encoded.bytes.size())))
+            << parameter.name;
+        EXPECT_FALSE(CallerToDspBlob(parameter.id, encoded.bytes.data(), static_cast<std::uint32_t>(encoded.bytes.size() - 1)))
+            << parameter.name;
+    }
 }
 
 TEST(ParameterModelTest, EncodingRefusesBadFieldsInWords) {

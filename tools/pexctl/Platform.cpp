@@ -8,7 +8,7 @@
 #include <optional>
 
 #include "Kelix3PexControl.h"
-#include "core/ValueLayouts.h"
+#include "core/DspBlobLayouts.h"
 #include "core/HResultText.h"
 #include "core/ParameterFamily.h"
 
@@ -40,26 +40,6 @@ std::string EffectVersion(const std::u16string& id, kelix::ParameterId versionId
     const ReadResult read = Read(session.Handle(), *kelix::FindParameter(versionId), KELIX_ROUTE_PROPERTY_STORE);
     if (FAILED(read.hr)) return "";
     return ValueToJson(*kelix::FindParameter(versionId), read.bytes).get<std::string>();
-}
-
-// TEMPORARY until the core's CallerToDspBlob lands.
-std::optional<std::vector<std::uint8_t>> CallerToDspBlob(kelix::ParameterId id, const std::uint8_t* caller,
-                                                         std::uint32_t size) {
-    if (id == 2105) return std::vector<std::uint8_t>(caller, caller + size);
-    std::vector<std::int32_t> words;
-    if (id == 1141) {
-        words.resize(size / 4 + 1);
-        words[0] = static_cast<std::int32_t>(size / 4);
-        std::memcpy(words.data() + 1, caller, size / 4 * 4);
-    } else {
-        std::vector<std::uint8_t> copy(caller, caller + size);
-        const kelix::StoredValue stored = kelix::CallerToStored(id, copy.data(), size);
-        if (stored.status != kelix::LayoutStatus::Ok || stored.scalar) return std::nullopt;
-        words = stored.words;
-    }
-    std::vector<std::uint8_t> blob(words.size() * 4);
-    std::memcpy(blob.data(), words.data(), blob.size());
-    return blob;
 }
 
 }  // namespace
@@ -194,7 +174,7 @@ HRESULT WriteDsp(wchar_t* handle, const kelix::ParameterDescription& parameter, 
         return SetPexParam(handle, parameter.id, bytes.data(), static_cast<UINT32>(bytes.size()), KELIX_ROUTE_DSP);
     }
     std::optional<std::vector<std::uint8_t>> blob =
-        CallerToDspBlob(parameter.id, bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+        kelix::CallerToDspBlob(parameter.id, bytes.data(), static_cast<std::uint32_t>(bytes.size()));
     if (!blob) return E_INVALIDARG;
     PROPVARIANT value;
     PropVariantInit(&value);
