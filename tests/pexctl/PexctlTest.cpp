@@ -360,6 +360,11 @@ TEST(PexctlTest, HelpVersionAndParameterReference) {
     EXPECT_EQ(version.exitCode, 0u);
     EXPECT_EQ(version.out.rfind("pexctl 1.", 0), 0u) << version.out;
     EXPECT_EQ(Pexctl({"params", "--markdown"}).out, kelix::ParameterReferenceMarkdown());
+    // `--` ends the options: a negative value after it is a value.
+    const std::vector<std::string> negative = Simulated({"--json", "set", "pex_postgain", "--", "-7"});
+    const Outcome written = Pexctl(negative);
+    EXPECT_EQ(written.exitCode, 0u) << Describe(negative, written);
+    EXPECT_EQ(Parse(negative, written).value("value", 0), -7);
 }
 
 // Wine's own audio, as ctest sets up its ALSA configuration: no device and

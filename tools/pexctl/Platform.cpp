@@ -7,6 +7,7 @@
 #include <cstring>
 #include <optional>
 
+#include "API/Kelix3PexControl/PropVariantOwner.h"
 #include "Kelix3PexControl.h"
 #include "core/DspBlobLayouts.h"
 #include "core/HResultText.h"
@@ -20,19 +21,6 @@ namespace {
 // PKEY_Device_FriendlyName and PKEY_AudioEndpoint_FormFactor.
 constexpr PROPERTYKEY kFriendlyNameKey = {{0xA45C254E, 0xDF1C, 0x4EFD, {0x80, 0x20, 0x67, 0xD1, 0x46, 0xA8, 0x50, 0xE0}}, 14};
 constexpr PROPERTYKEY kFormFactorKey = {{0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 0};
-
-class PropVariant {
-public:
-    PropVariant() { PropVariantInit(&value_); }
-    ~PropVariant() { PropVariantClear(&value_); }
-    PropVariant(const PropVariant&) = delete;
-    PropVariant& operator=(const PropVariant&) = delete;
-    PROPVARIANT* operator&() { return &value_; }
-    const PROPVARIANT& operator*() const { return value_; }
-
-private:
-    PROPVARIANT value_;
-};
 
 std::string EffectVersion(const std::u16string& id, kelix::ParameterId versionId) {
     Session session;
@@ -98,13 +86,13 @@ EndpointList ListEndpoints(bool withVersions) {
         if (SUCCEEDED(device->GetState(&state))) endpoint.state = state;
         ComPtr<IPropertyStore> store;
         if (SUCCEEDED(device->OpenPropertyStore(STGM_READ, &store))) {
-            PropVariant name;
-            if (SUCCEEDED(store->GetValue(kFriendlyNameKey, &name)) && (*name).vt == VT_LPWSTR) {
-                endpoint.name = ToU16((*name).pwszVal);
+            kelix::PropVariantOwner name;
+            if (SUCCEEDED(store->GetValue(kFriendlyNameKey, name.Receive())) && name.Get().vt == VT_LPWSTR) {
+                endpoint.name = ToU16(name.Get().pwszVal);
             }
-            PropVariant formFactor;
-            if (SUCCEEDED(store->GetValue(kFormFactorKey, &formFactor)) && (*formFactor).vt == VT_UI4) {
-                endpoint.formFactor = (*formFactor).ulVal;
+            kelix::PropVariantOwner formFactor;
+            if (SUCCEEDED(store->GetValue(kFormFactorKey, formFactor.Receive())) && formFactor.Get().vt == VT_UI4) {
+                endpoint.formFactor = formFactor.Get().ulVal;
             }
         }
         if (withVersions && endpoint.state == DEVICE_STATE_ACTIVE) {
