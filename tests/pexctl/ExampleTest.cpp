@@ -12,7 +12,7 @@ namespace {
 TEST(ExampleTest, RunsAsC89AndAsCpp) {
     for (const auto& [language, example] : {std::pair{"C89", &kelix_example_c89}, std::pair{"C++", &kelix_example_cpp}}) {
         pexctl::SimulatedDevice simulated;
-        ASSERT_HRESULT_SUCCEEDED(simulated.Install());
+        ASSERT_NO_THROW(simulated.Install());
         testing::internal::CaptureStdout();
         const int result = example();
         const std::string out = testing::internal::GetCapturedStdout();

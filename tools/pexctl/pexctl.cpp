@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <functional>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -17,10 +18,13 @@
 
 #include "Kelix3PexControl.h"
 #include "Platform.h"
+#include "Report.h"
 #include "SimulatedDevice.h"
+#include "Snapshot.h"
 #include "Values.h"
 #include "core/ParameterFamily.h"
 #include "core/ParameterReference.h"
+#include "sim/MachineProfile.h"
 
 namespace pexctl {
 namespace {
@@ -38,12 +42,16 @@ constexpr const char* kExitCodes =
     "Exit codes:\n"
     "  0  success\n"
     "  1  a platform call failed (the error names the parameter, the route, the HRESULT and its text)\n"
-    "  2  usage: a bad command, option, parameter, value or device\n"
-    "  3  partial: some parameters of a dump, one route of a both-routes read or write, or some demo steps failed\n"
+    "  2  usage: a bad command, option, parameter, value, device, snapshot or machine profile\n"
+    "  3  partial: some parameters of a dump or save, one route of a both-routes read or write, some writes of an\n"
+    "     apply, or some demo steps failed\n"
     "With --json, failures come as {\"errors\": [{\"route\", \"hresult\", \"message\"}]} on standard output.\n";
 
+constexpr const char* kBuiltInMachine = "*";  // --simulate without a profile
+
 struct Options {
-    bool simulate = false;
+    std::string simulate;  // empty: the system's endpoints; kBuiltInMachine, or a profile's path
+    bool noSave = false;
     bool json = false;
     std::string device;
     std::string route;  // empty: the parameter's own route (the store when it has one)
@@ -52,6 +60,9 @@ struct Options {
     std::string parameter;
     std::string value;
     bool markdown = false;
+    std::string file;     // save, diff, apply: the snapshot; report: the page
+    bool dryRun = false;  // apply
+    std::string from, compare;  // report: snapshots to draw instead of the endpoint, and beside it
 };
 
 void Write(FILE* stream, const std::string& text) {
@@ -60,6 +71,8 @@ void Write(FILE* stream, const std::string& text) {
 }
 
 std::string RouteName(UINT32 route) { return route == KELIX_ROUTE_DSP ? "dsp" : "store"; }
+Route ToRoute(UINT32 route) { return route == KELIX_ROUTE_DSP ? Route::Dsp : Route::Store; }
+UINT32 ToFlags(Route route) { return route == Route::Dsp ? KELIX_ROUTE_DSP : KELIX_ROUTE_PROPERTY_STORE; }
 
 // Text lines as they come, or one JSON document at the end; failures counted.
 class Output {
@@ -227,17 +240,8 @@ public:
                                {"value", ValueToJson(parameter, bytes, TypeOf(options_) == ScalarType::UI4)}};
         pexctl::Json written = pexctl::Json::array();
         for (const UINT32 route : routes) {
-            bool cleared = false;
-            const HRESULT hr = route == KELIX_ROUTE_DSP
-                                   ? WriteDsp(session_.Handle(), parameter, bytes)
-                                   : WriteStore(session_.Handle(), parameter, bytes, TypeOf(options_), cleared);
-            if (FAILED(hr)) {
-                ReportFailure(out_, session_, parameter, route, true, hr, TypeOf(options_));
-            } else if (cleared) {
-                out_.Failure(parameter.name, RouteName(route), hr,
-                             "writing " + parameter.name + " on the store route cleared it: the value is too large");
-            } else {
-                out_.Success();
+            std::string outcome;
+            if (Write(parameter, route, bytes, outcome)) {
                 written.push_back(RouteName(route));
                 out_.Line(fmt::format("{} written ({})", parameter.name, RouteName(route)));
             }
@@ -246,10 +250,12 @@ public:
         return result;
     }
 
-    pexctl::Json Dump(const std::vector<UINT32>& routes) {
-        pexctl::Json result = {{"device", {{"id", Utf16ToUtf8(endpoint_.id)}, {"name", Utf16ToUtf8(endpoint_.name)}}}};
+    // Reads every readable parameter of the routes, in id order, and hands each
+    // value to `visit` (null: the store holds no value for it). Failed reads
+    // and a family missing from the DSP are reported.
+    void ReadAll(const std::vector<UINT32>& routes,
+                 const std::function<void(const ParameterDescription&, UINT32, const pexctl::Json&)>& visit) {
         for (const UINT32 route : routes) {
-            pexctl::Json values = pexctl::Json::object();
             std::optional<bool> pex, krelo;  // family on the DSP, learnt on first use
             for (const ParameterDescription& parameter : kelix::ParameterModel()) {
                 if (!parameter.Readable() || !(route == KELIX_ROUTE_DSP ? parameter.dsp : parameter.store)) continue;
@@ -266,25 +272,73 @@ public:
                     if (!*family) continue;
                 }
                 const ReadResult read = Read(session_.Handle(), parameter, route);
-                std::string text;
                 if (SUCCEEDED(read.hr)) {
-                    values[parameter.name] = ValueToJson(parameter, read.bytes);
-                    const pexctl::Json& value = values[parameter.name];
-                    text = value.is_string() ? value.get<std::string>() : value.is_null() ? "(no value)" : value.dump();
+                    visit(parameter, route, ValueToJson(parameter, read.bytes, TypeOf(options_) == ScalarType::UI4));
                     out_.Success();
                 } else if (route == KELIX_ROUTE_PROPERTY_STORE && read.hr == E_FAIL) {
-                    values[parameter.name] = nullptr;  // no value stored: a state, not a failure
-                    text = "(no value)";
+                    visit(parameter, route, nullptr);  // no value stored: a state, not a failure
                     out_.Success();
                 } else {
                     ReportFailure(out_, session_, parameter, route, false, read.hr, ScalarType::Default);
-                    continue;
                 }
-                out_.Line(fmt::format("{:>5} {:<5} {:<46} {}", parameter.id, RouteName(route), parameter.name, text));
             }
-            result[RouteName(route)] = values;
         }
+    }
+
+    pexctl::Json Dump(const std::vector<UINT32>& routes) {
+        pexctl::Json result = {{"device", {{"id", Utf16ToUtf8(endpoint_.id)}, {"name", Utf16ToUtf8(endpoint_.name)}}}};
+        for (const UINT32 route : routes) result[RouteName(route)] = pexctl::Json::object();
+        ReadAll(routes, [&](const ParameterDescription& parameter, UINT32 route, const pexctl::Json& value) {
+            result[RouteName(route)][parameter.name] = value;
+            const std::string text =
+                value.is_string() ? value.get<std::string>() : value.is_null() ? "(no value)" : value.dump();
+            out_.Line(fmt::format("{:>5} {:<5} {:<46} {}", parameter.id, RouteName(route), parameter.name, text));
+        });
         return result;
+    }
+
+    // The endpoint's values on the routes as a snapshot; values the store
+    // does not hold are left out and counted in `absent`.
+    Snapshot Collect(const std::vector<UINT32>& routes, int& absent) {
+        Snapshot snapshot;
+        snapshot.endpoint = {Utf16ToUtf8(endpoint_.id), Utf16ToUtf8(endpoint_.name), endpoint_.formFactor,
+                             endpoint_.pexVersion, endpoint_.kreloVersion};
+        SYSTEMTIME now;
+        GetSystemTime(&now);
+        snapshot.saved = fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", now.wYear, now.wMonth, now.wDay, now.wHour,
+                                     now.wMinute, now.wSecond);
+        for (const UINT32 route : routes) snapshot.routes.push_back(ToRoute(route));
+        absent = 0;
+        ReadAll(routes, [&](const ParameterDescription& parameter, UINT32 route, const pexctl::Json& value) {
+            if (value.is_null()) {
+                ++absent;
+                return;
+            }
+            snapshot.entries.push_back({&parameter, ToRoute(route), value, {}});
+        });
+        return snapshot;
+    }
+
+    // One write of a value already checked against its layout; whether it succeeded.
+    bool Write(const ParameterDescription& parameter, UINT32 route, const std::vector<std::uint8_t>& bytes,
+               std::string& result) {
+        bool cleared = false;
+        const HRESULT hr = route == KELIX_ROUTE_DSP ? WriteDsp(session_.Handle(), parameter, bytes)
+                                                    : WriteStore(session_.Handle(), parameter, bytes, TypeOf(options_), cleared);
+        if (FAILED(hr)) {
+            ReportFailure(out_, session_, parameter, route, true, hr, TypeOf(options_));
+            result = HResultText(hr);
+            return false;
+        }
+        if (cleared) {
+            out_.Failure(parameter.name, RouteName(route), hr,
+                         "writing " + parameter.name + " on the store route cleared it: the value is too large");
+            result = "cleared";
+            return false;
+        }
+        out_.Success();
+        result = "written";
+        return true;
     }
 
     pexctl::Json Modules() {
@@ -490,6 +544,176 @@ int RunOnEndpoint(const std::string& verb, const Options& options, Output& out) 
     return out.Finish({{"steps", steps}, {"modules", modules["modules"]}});
 }
 
+// Replaces the file as a whole: a new file beside it, then moved over it.
+bool WriteFileReplacing(const std::string& path, const std::string& content) {
+    const std::wstring target = ToWide(Utf8ToUtf16(path));
+    const std::wstring temporary = target + L".pexctl-new";
+    HANDLE file = CreateFileW(temporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) return false;
+    DWORD written = 0;
+    const BOOL ok = WriteFile(file, content.data(), static_cast<DWORD>(content.size()), &written, nullptr);
+    const DWORD error = GetLastError();
+    CloseHandle(file);
+    if (!ok || written != content.size() ||
+        !MoveFileExW(temporary.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+        const DWORD failure = ok ? GetLastError() : error;
+        DeleteFileW(temporary.c_str());
+        SetLastError(failure);
+        return false;
+    }
+    return true;
+}
+
+std::optional<std::string> ReadFileText(const std::string& path) {
+    std::ifstream file(ToWide(Utf8ToUtf16(path)).c_str(), std::ios::binary);
+    std::stringstream content;
+    if (file) content << file.rdbuf();
+    if (!file) return std::nullopt;
+    return content.str();
+}
+
+// --simulate: the built-in machine or the profile's; an exit code when it cannot be installed.
+std::optional<int> InstallSimulation(const Options& options, Output& out, SimulatedDevice& simulated) {
+    if (options.simulate.empty()) {
+        if (options.noSave) return out.Usage("--no-save applies to --simulate=PROFILE.json");
+        return std::nullopt;
+    }
+    std::string profile(DefaultProfile());
+    if (options.simulate != kBuiltInMachine) {
+        const std::optional<std::string> text = ReadFileText(options.simulate);
+        if (!text) return out.Usage("cannot read the machine profile \"" + options.simulate + "\"");
+        profile = *text;
+    }
+    try {
+        simulated.Install(profile);
+    } catch (const sim::ProfileError& e) {
+        return out.Usage("the machine profile \"" + options.simulate + "\" does not read: " + e.what() +
+                         " (the format is described in docs/profiles.md)");
+    } catch (const std::exception& e) {
+        out.Failure("", "", std::nullopt, std::string("installing the simulated machine failed: ") + e.what());
+        return out.Finish(pexctl::Json::object());
+    }
+    return std::nullopt;
+}
+
+// A snapshot file read and checked; an exit code (usage) when it does not read.
+std::optional<Snapshot> LoadSnapshot(const std::string& path, Output& out, int& exitCode) {
+    const std::optional<std::string> text = ReadFileText(path);
+    if (!text) {
+        exitCode = out.Usage("cannot read the snapshot \"" + path + "\"");
+        return std::nullopt;
+    }
+    SnapshotReading reading = SnapshotFromJson(*text);
+    if (!reading.error.empty()) {
+        exitCode = out.Usage("the snapshot \"" + path + "\" cannot be used, nothing was written: " + reading.error);
+        return std::nullopt;
+    }
+    return std::move(reading.snapshot);
+}
+
+std::string Label(const kelix::ParameterDescription& parameter, Route route) {
+    return parameter.name + " (" + std::string(RouteText(route)) + ")";
+}
+
+// save, diff, apply and report: snapshots of the endpoint, and pages of them.
+int RunSnapshot(const std::string& verb, const Options& options, Output& out) {
+    // Files are read and checked before the endpoint is opened.
+    int exitCode = kExitSuccess;
+    std::optional<Snapshot> saved, compared;
+    if (verb == "diff" || verb == "apply" || !options.from.empty()) {
+        saved = LoadSnapshot(verb == "report" ? options.from : options.file, out, exitCode);
+        if (!saved) return exitCode;
+    }
+    if (!options.compare.empty()) {
+        compared = LoadSnapshot(options.compare, out, exitCode);
+        if (!compared) return exitCode;
+    }
+    std::vector<UINT32> routes;
+    for (const UINT32 route : {KELIX_ROUTE_PROPERTY_STORE, KELIX_ROUTE_DSP}) {
+        const bool chosen = options.route.empty() || options.route == "both" || options.route == RouteName(route);
+        const bool inFile = !saved || verb == "report" ||
+                            std::find(saved->routes.begin(), saved->routes.end(), ToRoute(route)) != saved->routes.end();
+        if (chosen && inFile) routes.push_back(route);
+    }
+
+    const auto writePage = [&](const Snapshot& snapshot, const std::string& label) {
+        const ReportSource other{compared ? &*compared : nullptr, options.compare};
+        const std::string page = ReportHtml({&snapshot, label}, compared ? &other : nullptr);
+        if (!WriteFileReplacing(options.file, page)) {
+            const HRESULT hr = HRESULT_FROM_WIN32(GetLastError());
+            out.Failure("", "", hr, "writing the report \"" + options.file + "\" failed: " + HResultText(hr));
+            return out.Finish(pexctl::Json::object());
+        }
+        out.Success();
+        out.Line("report written to " + options.file);
+        return out.Finish({{"report", options.file}});
+    };
+    if (verb == "report" && saved) return writePage(*saved, options.from);
+
+    Command command(options, out);
+    if (const std::optional<int> failed = command.Open()) return *failed;
+    int absent = 0;
+    const Snapshot current = command.Collect(routes, absent);
+    if (verb == "report") return writePage(current, current.endpoint.name);
+    if (verb == "save") {
+        if (!WriteFileReplacing(options.file, SnapshotToJson(current).dump(2) + "\n")) {
+            const HRESULT hr = HRESULT_FROM_WIN32(GetLastError());
+            out.Failure("", "", hr, "writing the snapshot \"" + options.file + "\" failed: " + HResultText(hr));
+            return out.Finish(pexctl::Json::object());
+        }
+        out.Line(fmt::format("{} values of {} saved to {} ({} without a stored value left out)", current.entries.size(),
+                             current.endpoint.name, options.file, absent));
+        return out.Finish({{"file", options.file}, {"saved", current.entries.size()}, {"withoutValue", absent}});
+    }
+
+    if (saved->endpoint.id != current.endpoint.id) {
+        out.Line("note: the file was saved from " + saved->endpoint.name + " " + saved->endpoint.id);
+    }
+    const std::vector<Difference> differences = Compare(*saved, current);
+    pexctl::Json list = pexctl::Json::array();
+    int unchanged = static_cast<int>(saved->entries.size());
+    for (const Difference& difference : differences) {
+        pexctl::Json item = {{"name", difference.parameter->name},
+                             {"id", difference.parameter->id},
+                             {"route", RouteText(difference.route)},
+                             {"file", difference.saved},
+                             {"endpoint", difference.current}};
+        if (difference.onlyCurrent) {
+            item["onlyOnEndpoint"] = true;
+        } else {
+            --unchanged;
+        }
+        const std::vector<std::string> lines = DifferenceLines(difference);
+        const std::string label = Label(*difference.parameter, difference.route);
+        if (verb == "apply" && !difference.onlyCurrent) {
+            const SnapshotEntry& entry = *saved->Find(difference.parameter->id, difference.route);
+            std::string result = "dry run";
+            if (entry.bytes.empty()) {
+                result = "read-only";
+            } else if (!options.dryRun) {
+                command.Write(*difference.parameter, ToFlags(difference.route), entry.bytes, result);
+            }
+            item["result"] = result;
+            out.Line(fmt::format("{}: {}", label,
+                                 result == "dry run" ? "would be written" : result == "read-only" ? "read-only, left as it is"
+                                                                                                    : result));
+        } else {
+            out.Line(label + (lines.size() == 1 ? ": " + lines.front() : ":"));
+        }
+        if (lines.size() > 1 || (verb == "apply" && !difference.onlyCurrent)) {
+            for (const std::string& line : lines) out.Line("  " + line);
+        }
+        list.push_back(std::move(item));
+    }
+    if (verb == "diff") {
+        out.Line(differences.empty() ? "no differences" : fmt::format("{} differences", differences.size()));
+        return out.Finish({{"file", options.file}, {"differences", list}});
+    }
+    out.Line(fmt::format("{} of {} values differed{}", saved->entries.size() - static_cast<std::size_t>(unchanged),
+                         saved->entries.size(), options.dryRun ? "; nothing written (--dry-run)" : ""));
+    return out.Finish({{"file", options.file}, {"dryRun", options.dryRun}, {"writes", list}, {"unchanged", unchanged}});
+}
+
 int Run(const Options& options, const std::string& verb, Output& out) {
     if (verb == "params") return RunParams(options, out);
     // The library reads its log settings when it first logs, which is after this.
@@ -501,13 +725,22 @@ int Run(const Options& options, const std::string& verb, Output& out) {
     int result = kExitSuccess;
     {
         SimulatedDevice simulated;
-        HRESULT hr = S_OK;
-        if (options.simulate) hr = simulated.Install();
-        if (FAILED(hr)) {
-            out.Failure("", "", hr, "installing the simulated platform failed: " + HResultText(hr));
-            result = out.Finish(pexctl::Json::object());
-        } else {
-            result = verb == "list" ? RunList(out) : RunOnEndpoint(verb, options, out);
+        const std::optional<int> failed = InstallSimulation(options, out, simulated);
+        const std::string installed = failed || options.simulate.empty() ? "" : simulated.Save();
+        const bool snapshots = verb == "save" || verb == "diff" || verb == "apply" || verb == "report";
+        result = failed      ? *failed
+                 : snapshots ? RunSnapshot(verb, options, out)
+                 : verb == "list" ? RunList(out)
+                                  : RunOnEndpoint(verb, options, out);
+        if (!failed && !options.noSave && !options.simulate.empty() && options.simulate != kBuiltInMachine) {
+            // Written only when the machine changed, so a hand-written profile keeps its layout.
+            const std::string state = simulated.Save();
+            if (state != installed && !WriteFileReplacing(options.simulate, state)) {
+                out.Failure("", "", HRESULT_FROM_WIN32(GetLastError()),
+                            "writing the simulated machine back to \"" + options.simulate + "\" failed: " +
+                                HResultText(HRESULT_FROM_WIN32(GetLastError())));
+                result = result == kExitSuccess ? kExitFailed : result;
+            }
         }
     }
     CoUninitialize();
@@ -524,9 +757,17 @@ int Main(std::vector<std::string> args) {
                            "VALUE is a number (decimal, or hexadecimal with 0x) or, for a structure, a JSON object by "
                            "field, inline or as @FILE:\n"
                            "  pexctl set krelo_regulator_isolated_bands '{\"a\": [1, 2, ..., 20]}'\n"
-                           "--device takes an id, an index from `pexctl list`, a piece of the name, or default.\n\n") +
+                           "--device takes an id, an index from `pexctl list`, a piece of the name, or default.\n"
+                           "Snapshots: `pexctl save tuning.json`, later `pexctl diff tuning.json` and "
+                           "`pexctl apply [--dry-run] tuning.json`;\n"
+                           "  `pexctl report --from tuning.json --compare other.json page.html` draws them.\n"
+                           "A simulated machine kept between runs: `pexctl --simulate=machine.json set pex_postgain -4` "
+                           "(profiles: sim/profiles/).\n\n") +
                kExitCodes);
-    app.add_flag("--simulate", options.simulate, "use the built-in simulated endpoints instead of the system's");
+    app.add_flag(std::string("--simulate{") + kBuiltInMachine + "}", options.simulate,
+                 "use simulated endpoints instead of the system's: the built-in machine, or with "
+                 "--simulate=PROFILE.json a machine profile, written back with its new state after the run");
+    app.add_flag("--no-save", options.noSave, "with --simulate=PROFILE.json: leave the profile as it was");
     app.add_option("--device", options.device, "endpoint: id, index from `list`, piece of the name, or default");
     app.add_option("--route", options.route, "store, dsp or both (default: the store, or the DSP for DSP-only ids)")
         ->check(CLI::IsMember({"store", "dsp", "both"}));
@@ -553,6 +794,18 @@ int Main(std::vector<std::string> args) {
     CLI::App* params = sub("params", "every parameter: id, name, kind, routes, structure");
     params->add_flag("--markdown", options.markdown, "the parameter reference as Markdown (docs/parameters.md)");
     sub("demo", "a short session: writes and reads on both routes, then close");
+    CLI::App* save = sub("save", "a snapshot: every readable value of the endpoint (both routes unless --route) as JSON");
+    save->add_option("FILE", options.file, "the snapshot to write")->required();
+    CLI::App* diff = sub("diff", "what differs between a snapshot and the endpoint");
+    diff->add_option("FILE", options.file, "a snapshot from `pexctl save`")->required();
+    CLI::App* apply = sub("apply", "write the values of a snapshot that differ on the endpoint, each reported");
+    apply->add_option("FILE", options.file, "a snapshot from `pexctl save`; checked whole before anything is written")
+        ->required();
+    apply->add_flag("--dry-run", options.dryRun, "only say what would be written");
+    CLI::App* report = sub("report", "an HTML page of the endpoint's tuning (or a snapshot's): scalars, band arrays as curves");
+    report->add_option("FILE", options.file, "the page to write (.html)")->required();
+    report->add_option("--from", options.from, "draw this snapshot instead of the endpoint");
+    report->add_option("--compare", options.compare, "overlay this snapshot");
     CLI::App* help = sub("help", "this help");
 
     const std::vector<std::string> given = args;
@@ -576,7 +829,8 @@ int Main(std::vector<std::string> args) {
                 const auto commands = app.get_subcommands({});
                 if (std::none_of(commands.begin(), commands.end(),
                                  [&](const CLI::App* command) { return command->get_name() == *arg; })) {
-                    message = "unknown command \"" + *arg + "\" (commands: list, get, set, dump, modules, params, demo, help)";
+                    message = "unknown command \"" + *arg +
+                              "\" (commands: list, get, set, dump, modules, params, demo, save, diff, apply, report, help)";
                 }
                 break;
             }

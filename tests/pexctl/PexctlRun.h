@@ -1,0 +1,38 @@
+// pexctl run as a user runs it, for the tests: a separate process, its exit
+// code, standard output and standard error.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+namespace pexctl_test {
+
+using Json = nlohmann::json;
+
+struct Outcome {
+    DWORD exitCode = 0xFFFFFFFF;
+    std::string out;
+    std::string err;
+};
+
+std::wstring Widen(const std::string& utf8);
+std::string Narrow(const std::wstring& wide);
+// The directory of the test program (and of pexctl.exe), with its separator.
+std::wstring Directory();
+std::string ReadAll(const std::wstring& path);
+
+// Runs pexctl with UTF-8 arguments (each quoted for the command line), its
+// streams sent to files.
+Outcome Pexctl(const std::vector<std::string>& args);
+std::string Describe(const std::vector<std::string>& args, const Outcome& run);
+std::vector<std::string> Simulated(std::vector<std::string> args);  // --simulate first
+// The document on stdout; a test failure that names the run when it is no JSON.
+Json Parse(const std::vector<std::string>& args, const Outcome& run);
+// Whether one of the document's error objects says `text`.
+bool HasError(const Json& document, const std::string& text);
+
+}  // namespace pexctl_test

@@ -1,0 +1,195 @@
+// Machines kept in a profile between pexctl runs, and snapshots of an
+// endpoint saved, compared and put back: on simulated machines (both routes)
+// and on Wine's own endpoint (the store route).
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "PexctlRun.h"
+
+namespace {
+
+using namespace pexctl_test;
+
+// A file beside the test program, removed when the test ends.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(const std::string& name, const std::string& content = "")
+        : path_(Directory() + Widen(std::to_string(GetCurrentProcessId()) + "-" + name)) {
+        if (!content.empty()) std::ofstream(path_.c_str(), std::ios::binary) << content;
+    }
+    ~TemporaryFile() { DeleteFileW(path_.c_str()); }
+    std::string Path() const { return Narrow(path_); }
+    std::string Content() const { return ReadAll(path_); }
+
+private:
+    std::wstring path_;
+};
+
+std::string ShippedProfile(const char* name) { return ReadAll(Widen(std::string(KELIX_PROFILES_DIR "/") + name)); }
+
+// pexctl on the machine the profile holds; the exit code checked.
+Json OnMachine(const TemporaryFile& machine, std::vector<std::string> args, DWORD exitCode = 0) {
+    args.insert(args.begin(), {"--simulate=" + machine.Path(), "--json"});
+    const Outcome run = Pexctl(args);
+    EXPECT_EQ(run.exitCode, exitCode) << Describe(args, run);
+    return Parse(args, run);
+}
+
+Json Bands(int first) {
+    Json bands = {{"count", 4}, {"a", Json::array()}, {"b", Json::array()}};
+    for (int i = 0; i < 20; ++i) {
+        bands["a"].push_back(first * (i + 1));
+        bands["b"].push_back(i % 5 - 2);
+    }
+    return bands;
+}
+
+std::vector<std::string> Names(const Json& list) {
+    std::vector<std::string> names;
+    for (const Json& item : list) names.push_back(item.at("name").get<std::string>() + "/" + item.at("route").get<std::string>());
+    return names;
+}
+
+TEST(PexctlTest, ProfileKeepsTheMachineBetweenRuns) {
+    const TemporaryFile machine("machine.json", ShippedProfile("laptop-speakers.json"));
+    const std::string shipped = machine.Content();
+    OnMachine(machine, {"list"});
+    EXPECT_EQ(machine.Content(), shipped) << "a run that changes nothing leaves the profile as it was written";
+    OnMachine(machine, {"set", "pex_postgain", "-4"});
+    EXPECT_EQ(OnMachine(machine, {"get", "pex_postgain"}).value("store", 0), -4);
+    OnMachine(machine, {"--no-save", "set", "pex_postgain", "9"});
+    EXPECT_EQ(OnMachine(machine, {"get", "pex_postgain"}).value("store", 0), -4);
+
+    // A profile that does not read is refused whole, and left as it is.
+    const struct {
+        std::string profile;
+        std::string message;
+    } cases[] = {
+        {R"({"format": 1, "endpoints": [{"id": "a", "guid": "x", "friendlyName": "A"}]})",
+         "does not read: profile.endpoints[0].guid: not a GUID in braces"},
+        {R"({"format": 1, "endpoints": [)", "does not read: not JSON"},
+        {"", "cannot read the machine profile"},
+    };
+    for (const auto& c : cases) {
+        const TemporaryFile bad("bad-machine.json", c.profile);
+        const std::vector<std::string> args = {"--simulate=" + bad.Path(), "set", "pex_postgain", "1"};
+        const Outcome run = Pexctl(args);
+        EXPECT_EQ(run.exitCode, 2u) << Describe(args, run);
+        EXPECT_NE(run.err.find(c.message), std::string::npos) << Describe(args, run);
+        EXPECT_EQ(bad.Content(), c.profile);
+    }
+    const Outcome alone = Pexctl({"--no-save", "list"});
+    EXPECT_EQ(alone.exitCode, 2u);
+    EXPECT_NE(alone.err.find("--no-save applies to --simulate=PROFILE.json"), std::string::npos) << alone.err;
+}
+
+// save, change, diff, apply, diff: nothing left to apply, on both routes.
+TEST(PexctlTest, SnapshotRoundTripOnBothRoutes) {
+    const TemporaryFile machine("round-trip.json", ShippedProfile("laptop-speakers.json"));
+    const TemporaryFile snapshot("snapshot.json");
+    OnMachine(machine, {"--route", "both", "set", "pex_postgain", "-6"});
+    OnMachine(machine, {"--route", "both", "set", "pex_ieq_bands", Bands(100).dump()});
+    OnMachine(machine, {"set", "krelo_peak_level", "7"});
+    const Json saved = OnMachine(machine, {"save", snapshot.Path()});
+    const Json file = Json::parse(snapshot.Content());
+    EXPECT_EQ(file.at("format"), 1);
+    EXPECT_EQ(file.at("endpoint").at("id"), "{0.0.0.00000000}.{6b1d7c40-5c2e-4f0a-9d3e-0a1b2c3d4e01}");
+    EXPECT_EQ(file.at("endpoint").at("name"), "Speakers (Kelix3 simulated)");
+    EXPECT_EQ(file.at("endpoint").at("formFactor"), 1);
+    EXPECT_EQ(file.at("endpoint").at("kreloVersion"), "krelo1.4");
+    EXPECT_EQ(file.at("routes"), Json({"store", "dsp"}));
+    EXPECT_EQ(saved.at("saved"), file.at("parameters").size());
+    bool found = false;
+    for (const Json& entry : file.at("parameters")) {
+        if (entry.at("name") == "pex_ieq_bands" && entry.at("route") == "dsp") found = entry.at("value") == Bands(100);
+    }
+    EXPECT_TRUE(found) << snapshot.Content();
+
+    OnMachine(machine, {"--route", "both", "set", "pex_postgain", "-2"});
+    OnMachine(machine, {"--route", "dsp", "set", "pex_ieq_bands", Bands(7).dump()});
+    OnMachine(machine, {"set", "krelo_peak_level", "0"});
+    const std::vector<std::string> changed = {"pex_postgain/store", "krelo_peak_level/store", "pex_postgain/dsp",
+                                              "pex_ieq_bands/dsp"};
+    EXPECT_EQ(Names(OnMachine(machine, {"diff", snapshot.Path()}).at("differences")), changed);
+    const Json dry = OnMachine(machine, {"apply", "--dry-run", snapshot.Path()});
+    EXPECT_EQ(Names(dry.at("writes")), changed);
+    EXPECT_EQ(Names(OnMachine(machine, {"diff", snapshot.Path()}).at("differences")), changed) << "a dry run writes nothing";
+    const Json applied = OnMachine(machine, {"apply", snapshot.Path()});
+    ASSERT_EQ(Names(applied.at("writes")), changed);
+    for (const Json& write : applied.at("writes")) EXPECT_EQ(write.at("result"), "written") << write.dump();
+    EXPECT_EQ(OnMachine(machine, {"diff", snapshot.Path()}).at("differences"), Json::array());
+    EXPECT_EQ(OnMachine(machine, {"apply", snapshot.Path()}).at("writes"), Json::array());
+}
+
+// A snapshot that does not fit this build writes nothing; writes that fail
+// are reported one by one and the run ends with 3.
+TEST(PexctlTest, ApplyChecksTheWholeFileAndReportsEachWrite) {
+    const TemporaryFile machine("apply.json", ShippedProfile("laptop-speakers.json"));
+    const auto document = [](const Json& parameters, int format = 1) {
+        return Json{{"format", format}, {"endpoint", {{"id", "x"}}}, {"parameters", parameters}}.dump();
+    };
+    const Json gain = {{"name", "pex_postgain"}, {"id", 1105}, {"route", "store"}, {"value", 5}};
+    Json shortBands = Bands(1);
+    shortBands["b"] = {1};
+    const struct {
+        std::string file;
+        std::string message;
+    } cases[] = {
+        {document({gain}, 2), "snapshot format 2; this build reads format 1"},
+        {document({gain, {{"name", "pex_future_knob"}, {"route", "store"}, {"value", 1}}}),
+         "parameters[1] (pex_future_knob, store): \"pex_future_knob\" is no parameter this build knows"},
+        {document({gain, {{"name", "pex_ieq_bands"}, {"route", "store"}, {"value", shortBands}}}),
+         "pex_ieq_bands: \"b\" has 1 values, it takes 20"},
+    };
+    for (const auto& c : cases) {
+        const TemporaryFile snapshot("bad-snapshot.json", c.file);
+        const std::vector<std::string> args = {"--simulate=" + machine.Path(), "apply", snapshot.Path()};
+        const Outcome run = Pexctl(args);
+        EXPECT_EQ(run.exitCode, 2u) << Describe(args, run);
+        EXPECT_NE(run.err.find("cannot be used, nothing was written: " + c.message), std::string::npos)
+            << Describe(args, run);
+    }
+    OnMachine(machine, {"get", "pex_postgain"}, 1);  // still no value
+
+    // The DSP refuses every parameter write: the store's writes go through.
+    std::string failing = ShippedProfile("laptop-speakers.json");
+    const std::string modules = "\"modules\": [";
+    failing.insert(failing.find(modules), R"("failures": [{"request": "ParameterSet", "hresult": "0x8007001F"}], )");
+    const TemporaryFile refusing("refusing.json", failing);
+    const TemporaryFile snapshot("apply-snapshot.json",
+                                 document({gain, {{"name", "pex_postgain"}, {"route", "dsp"}, {"value", 5}}}));
+    const Json applied = OnMachine(refusing, {"apply", snapshot.Path()}, 3);
+    ASSERT_EQ(applied.at("writes").size(), 2u) << applied.dump();
+    EXPECT_EQ(applied["writes"][0].at("result"), "written");
+    EXPECT_NE(applied["writes"][1].at("result").get<std::string>().find("0x8007001F"), std::string::npos);
+    EXPECT_TRUE(HasError(applied, "writing pex_postgain on the dsp route failed: 0x8007001F")) << applied.dump();
+}
+
+// Wine's own endpoint stores scalars only as VT_UI4.
+TEST(PexctlWineTest, WineEndpointSnapshotRoundTrip) {
+    const TemporaryFile snapshot("wine-snapshot.json");
+    const auto run = [](std::vector<std::string> args, DWORD exitCode = 0) {
+        args.insert(args.begin(), {"--json", "--type", "ui4"});
+        const Outcome outcome = Pexctl(args);
+        EXPECT_EQ(outcome.exitCode, exitCode) << Describe(args, outcome);
+        return Parse(args, outcome);
+    };
+    run({"set", "krelo_peak_level", "11"});
+    run({"set", "pex_postgain", "3"});
+    run({"--route", "store", "save", snapshot.Path()});
+    EXPECT_EQ(Json::parse(snapshot.Content()).at("endpoint").at("formFactor"), 1);
+    run({"set", "pex_postgain", "9"});
+    EXPECT_EQ(Names(run({"diff", snapshot.Path()}).at("differences")), std::vector<std::string>{"pex_postgain/store"});
+    const Json applied = run({"apply", snapshot.Path()});
+    ASSERT_EQ(applied.at("writes").size(), 1u);
+    EXPECT_EQ(applied["writes"][0].at("result"), "written");
+    EXPECT_EQ(run({"diff", snapshot.Path()}).at("differences"), Json::array());
+    EXPECT_EQ(run({"get", "pex_postgain"}).value("store", 0), 3);
+}
+
+}  // namespace

@@ -1,0 +1,123 @@
+// Snapshot documents: what is refused (and how the error names the entry),
+// what survives a round trip through the file, and what Compare reports.
+#include <gtest/gtest.h>
+
+#include "Snapshot.h"
+
+namespace pexctl {
+namespace {
+
+Json Bands(int first) {
+    Json bands = {{"count", 2}, {"a", Json::array()}, {"b", Json::array()}};
+    for (int i = 0; i < 20; ++i) {
+        bands["a"].push_back(first + 10 * i);
+        bands["b"].push_back(-i);
+    }
+    return bands;
+}
+
+std::string Document(const Json& parameters, int format = kSnapshotFormat) {
+    return Json{{"format", format}, {"endpoint", {{"id", "e"}, {"name", "Speakers"}}}, {"parameters", parameters}}.dump();
+}
+
+Snapshot Read(const Json& parameters) {
+    const SnapshotReading reading = SnapshotFromJson(Document(parameters));
+    EXPECT_EQ(reading.error, "");
+    return reading.snapshot;
+}
+
+TEST(SnapshotTest, RefusedDocumentsNameTheEntryAndKeepNothing) {
+    Json shortBands = Bands(100);
+    shortBands["a"] = {1, 2};
+    const struct {
+        std::string document;
+        std::string error;
+    } cases[] = {
+        {"{\"format\": ", "not JSON"},
+        {R"({"parameters": []})", "no \"format\": not a snapshot"},
+        {Document(Json::array(), 2), "snapshot format 2; this build reads format 1"},
+        {R"({"format": 1})", "no \"parameters\" array"},
+        {Document({{{"name", "pex_postgain"}, {"route", "store"}, {"value", 1}},
+                   {{"name", "pex_postgainz"}, {"route", "store"}, {"value", 1}}}),
+         "parameters[1] (pex_postgainz, store): \"pex_postgainz\" is no parameter this build knows"},
+        {Document({{{"id", 1500}, {"route", "store"}, {"value", 1}}}), "parameters[0]: id 1500 is no parameter"},
+        {Document({{{"name", "pex_postgain"}, {"id", 1114}, {"route", "store"}, {"value", 1}}}),
+         "\"name\" is pex_postgain (1105) but \"id\" is 1114 (pex_ieq_bands)"},
+        {Document({{{"name", "pex_postgain"}, {"route", "both"}, {"value", 1}}}), "\"route\" is not \"store\" or \"dsp\""},
+        {Document({{{"name", "krelo_vis_bands"}, {"route", "store"}, {"value", {{"v", {1}}}}}}),
+         "krelo_vis_bands is not served by the store route"},
+        {Document({{{"name", "pex_ieq_bands"}, {"route", "dsp"}, {"value", shortBands}}}),
+         "parameters[0] (pex_ieq_bands, dsp): pex_ieq_bands: \"a\" has 2 values, it takes 20"},
+        {Document({{{"name", "pex_postgain"}, {"route", "store"}, {"value", 99999999999}}}), "is out of range"},
+        {Document({{{"name", "pex_postgain"}, {"route", "store"}}}), "no \"value\""},
+        {Document({{{"name", "pex_version"}, {"route", "store"}, {"value", 7}}}), "the value is not a text"},
+        {Document({{{"name", "pex_postgain"}, {"route", "store"}, {"value", 1}},
+                   {{"name", "pex_postgain"}, {"route", "store"}, {"value", 2}}}),
+         "parameters[1] (pex_postgain, store): given twice"},
+    };
+    for (const auto& c : cases) {
+        const SnapshotReading reading = SnapshotFromJson(c.document);
+        EXPECT_NE(reading.error.find(c.error), std::string::npos) << c.document << "\n -> " << reading.error;
+        EXPECT_TRUE(reading.snapshot.entries.empty()) << c.document;
+    }
+}
+
+TEST(SnapshotTest, SavedDocumentReadsBackWithWritableBytes) {
+    Snapshot snapshot;
+    snapshot.endpoint = {"{0.0.0.00000000}.{e}", "Line \"Out\" Ger\xC3\xA4t", 2, "pex2.10", "krelo1.4"};
+    snapshot.routes = {Route::Store, Route::Dsp};
+    snapshot.entries = {{kelix::FindParameter("pex_postgain"), Route::Store, -6, {}},
+                        {kelix::FindParameter("pex_ieq_bands"), Route::Dsp, Bands(100), {}},
+                        {kelix::FindParameter("pex_version"), Route::Store, "pex2.10", {}},
+                        {kelix::FindParameter("krelo_peak_level"), Route::Store, 4294967295u, {}}};
+    const SnapshotReading reading = SnapshotFromJson(SnapshotToJson(snapshot).dump(2));
+    ASSERT_EQ(reading.error, "");
+    const Snapshot& back = reading.snapshot;
+    EXPECT_EQ(back.endpoint.name, snapshot.endpoint.name);
+    EXPECT_EQ(back.endpoint.formFactor, 2u);
+    EXPECT_EQ(back.endpoint.kreloVersion, "krelo1.4");
+    ASSERT_EQ(back.entries.size(), 4u);
+    EXPECT_EQ(back.entries[0].bytes, (std::vector<std::uint8_t>{0xFA, 0xFF, 0xFF, 0xFF}));
+    EXPECT_EQ(back.entries[1].bytes.size(), 164u);
+    EXPECT_EQ(back.entries[1].value, Bands(100));
+    EXPECT_TRUE(back.entries[2].bytes.empty()) << "a text is never written";
+    // A scalar saved as UI4 is the same word as the INT32 the endpoint shows.
+    EXPECT_EQ(back.entries[3].value, -1);
+    EXPECT_EQ(back.entries[3].bytes, (std::vector<std::uint8_t>{0xFF, 0xFF, 0xFF, 0xFF}));
+}
+
+TEST(SnapshotTest, CompareReportsChangedMissingAndExtraValues) {
+    const Snapshot saved = Read({{{"name", "pex_postgain"}, {"route", "store"}, {"value", -6}},
+                                 {{"name", "pex_bypass"}, {"route", "store"}, {"value", 0}},
+                                 {{"name", "pex_ieq_bands"}, {"route", "store"}, {"value", Bands(100)}},
+                                 {{"name", "krelo_post_gain"}, {"route", "store"}, {"value", 3}}});
+    Json changedBands = Bands(100);
+    changedBands["a"][3] = 0;
+    changedBands["b"][19] = 5;
+    const Snapshot current = Read({{{"name", "pex_postgain"}, {"route", "store"}, {"value", -4}},
+                                   {{"name", "pex_bypass"}, {"route", "store"}, {"value", 0}},
+                                   {{"name", "pex_ieq_bands"}, {"route", "store"}, {"value", changedBands}},
+                                   {{"name", "pex_system_gain"}, {"route", "store"}, {"value", 1}},
+                                   {{"name", "pex_postgain"}, {"route", "dsp"}, {"value", 9}}});
+    const std::vector<Difference> differences = Compare(saved, current);
+    const struct {
+        std::string name;
+        bool onlyCurrent;
+        std::vector<std::string> lines;
+    } expected[] = {
+        {"pex_postgain", false, {"file -6, endpoint -4"}},
+        {"pex_ieq_bands", false, {"a: [3] file 130, endpoint 0", "b: [19] file -19, endpoint 5"}},
+        {"krelo_post_gain", false, {"the endpoint holds no value"}},
+        {"pex_system_gain", true, {"not in the file; the endpoint holds 1"}},
+    };  // pex_postgain on the DSP: a route the file does not hold
+    ASSERT_EQ(differences.size(), std::size(expected));
+    for (std::size_t i = 0; i < differences.size(); ++i) {
+        EXPECT_EQ(differences[i].parameter->name, expected[i].name);
+        EXPECT_EQ(differences[i].onlyCurrent, expected[i].onlyCurrent) << expected[i].name;
+        EXPECT_EQ(DifferenceLines(differences[i]), expected[i].lines) << expected[i].name;
+    }
+    EXPECT_TRUE(Compare(saved, saved).empty());
+}
+
+}  // namespace
+}  // namespace pexctl
