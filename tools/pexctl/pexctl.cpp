@@ -308,6 +308,12 @@ public:
         snapshot.saved = fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", now.wYear, now.wMonth, now.wDay, now.wHour,
                                      now.wMinute, now.wSecond);
         for (const UINT32 route : routes) snapshot.routes.push_back(ToRoute(route));
+        for (const auto& [id, version] : {std::pair{kelix::kPexVersionId, &snapshot.endpoint.pexVersion},
+                                          std::pair{kelix::kKreloVersionId, &snapshot.endpoint.kreloVersion}}) {
+            const ParameterDescription& parameter = *kelix::FindParameter(id);
+            const ReadResult read = Read(session_.Handle(), parameter, KELIX_ROUTE_PROPERTY_STORE);
+            if (SUCCEEDED(read.hr)) *version = ValueToJson(parameter, read.bytes).get<std::string>();
+        }
         absent = 0;
         ReadAll(routes, [&](const ParameterDescription& parameter, UINT32 route, const pexctl::Json& value) {
             if (value.is_null()) {
@@ -752,6 +758,8 @@ int Main(std::vector<std::string> args) {
     CLI::App app{"pexctl: read and write the PEX and KRELO tuning parameters of an audio endpoint through "
                  "Kelix3PexControl.dll."};
     app.name("pexctl");
+    // Options start with "-" only: a path such as /tmp/tuning.json is a value.
+    app.allow_windows_style_options(false);
     app.set_version_flag("--version", "pexctl " + std::string(KELIX_VERSION_TEXT));
     app.footer(std::string("PARAM is a name (pex_postgain) or an id (1105); `pexctl params` lists them.\n"
                            "VALUE is a number (decimal, or hexadecimal with 0x) or, for a structure, a JSON object by "
