@@ -642,8 +642,9 @@ int RunSnapshot(const std::string& verb, const Options& options, Output& out) {
         if (chosen && inFile) routes.push_back(route);
     }
 
+    const auto fileName = [](const std::string& path) { return path.substr(path.find_last_of("/\\") + 1); };
     const auto writePage = [&](const Snapshot& snapshot, const std::string& label) {
-        const ReportSource other{compared ? &*compared : nullptr, options.compare};
+        const ReportSource other{compared ? &*compared : nullptr, fileName(options.compare)};
         const std::string page = ReportHtml({&snapshot, label}, compared ? &other : nullptr);
         if (!WriteFileReplacing(options.file, page)) {
             const HRESULT hr = HRESULT_FROM_WIN32(GetLastError());
@@ -654,7 +655,7 @@ int RunSnapshot(const std::string& verb, const Options& options, Output& out) {
         out.Line("report written to " + options.file);
         return out.Finish({{"report", options.file}});
     };
-    if (verb == "report" && saved) return writePage(*saved, options.from);
+    if (verb == "report" && saved) return writePage(*saved, fileName(options.from));
 
     Command command(options, out);
     if (const std::optional<int> failed = command.Open()) return *failed;
