@@ -8,6 +8,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 
 namespace kelix {
 
@@ -28,7 +29,8 @@ public:
     static PropertyStoreTable& Instance();
 
 private:
-    std::map<std::wstring, Microsoft::WRL::ComPtr<IPropertyStore>> stores_;
+    // Looked up by the caller's text as it is: a lookup makes no string.
+    std::map<std::wstring, Microsoft::WRL::ComPtr<IPropertyStore>, std::less<>> stores_;
 };
 
 }  // namespace kelix
