@@ -1,7 +1,7 @@
 // Ratio of two sides measured in one process: the measured operation and the
-// baseline it is judged against. Rounds alternate which side runs first, so a
-// drift of the machine (another process, a frequency change) hits both alike;
-// the result is the median ratio over the rounds and its spread.
+// baseline it is judged against. The sides alternate in short runs, so a drift
+// or pause of the machine (another process, a frequency change) hits both
+// alike; the result is the median ratio over the rounds and its spread.
 #pragma once
 
 #include <algorithm>
@@ -22,7 +22,7 @@ struct Ratio {
     double high = 0;
     double measuredNs = 0;  // median nanoseconds per operation of each side
     double baselineNs = 0;
-    long iterations = 0;    // per side and round
+    long iterations = 0;    // per run of one side
 };
 
 inline double Median(std::vector<double> values) {
@@ -32,26 +32,33 @@ inline double Median(std::vector<double> values) {
 }
 
 // The baseline's time is multiplied by baselineScale (64 × one endpoint, say).
-// Iterations grow until the measured side takes at least targetNs per round.
+// A round is `slices` back-to-back pairs of short runs of the two sides, the
+// order swapped from pair to pair, and takes the fastest run of each side: a
+// run that another process interrupted is slower, never faster, so on a busy
+// machine the fastest run is the one that shows the code. Iterations per run
+// grow until the measured side takes at least targetNs.
 inline Ratio MeasureRatio(const Side& measured, const Side& baseline, double baselineScale = 1, int rounds = 9,
-                          double targetNs = 20e6) {
+                          double targetNs = 2e6, int slices = 8) {
     long iterations = 1;
     while (measured(iterations) < targetNs && iterations < (1L << 24)) iterations *= 2;
     baseline(iterations);  // both sides warm
     std::vector<double> ratios, measuredNs, baselineNs;
     for (int round = 0; round < rounds; ++round) {
-        double m, b;
-        if (round % 2 == 0) {
-            m = measured(iterations);
-            b = baseline(iterations);
-        } else {
-            b = baseline(iterations);
-            m = measured(iterations);
+        double m = 1e300, b = 1e300;
+        for (int slice = 0; slice < slices; ++slice) {
+            if (slice % 2 == 0) {
+                m = std::min(m, measured(iterations));
+                b = std::min(b, baseline(iterations));
+            } else {
+                b = std::min(b, baseline(iterations));
+                m = std::min(m, measured(iterations));
+            }
         }
         b *= baselineScale;
+        const auto operations = static_cast<double>(iterations);
         ratios.push_back(m / b);
-        measuredNs.push_back(m / static_cast<double>(iterations));
-        baselineNs.push_back(b / static_cast<double>(iterations));
+        measuredNs.push_back(m / operations);
+        baselineNs.push_back(b / operations);
     }
     Ratio ratio;
     ratio.median = Median(ratios);
