@@ -13,6 +13,7 @@
 #include "SonavelDspKrelo.h"
 #include "TraceLogger.h"
 #include "TraceScope.h"
+#include "core/DeviceIdOrder.h"
 #include "core/DspParameterTables.h"
 #include "core/DspValueShaping.h"
 #include "core/FxTables.h"
@@ -30,7 +31,7 @@ constexpr wchar_t kPexModuleVersion[] = L"2.10.0-lite";
 
 // Opened devices: device id -> (PEX module index, KRELO module index). Looked
 // up by the caller's text as it is: a lookup makes no string.
-using DeviceTable = std::map<std::wstring, std::pair<INT32, INT32>, std::less<>>;
+using DeviceTable = std::map<std::wstring, std::pair<INT32, INT32>, DeviceIdLess>;
 DeviceTable& OpenedDevices() {
     static DeviceTable devices;
     return devices;

@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "core/DeviceIdOrder.h"
+
 namespace kelix {
 
 class PropertyStoreTable {
@@ -30,7 +32,7 @@ public:
 
 private:
     // Looked up by the caller's text as it is: a lookup makes no string.
-    std::map<std::wstring, Microsoft::WRL::ComPtr<IPropertyStore>, std::less<>> stores_;
+    std::map<std::wstring, Microsoft::WRL::ComPtr<IPropertyStore>, DeviceIdLess> stores_;
 };
 
 }  // namespace kelix

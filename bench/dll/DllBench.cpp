@@ -273,10 +273,12 @@ void OpenClose(const Exports& dll) {
     const auto side = [&](Machine& machine) {
         return [&dll, &machine](long n) {
             sim::Installation installed(machine.platform);
-            return Timed(n, [&](long) {
+            const auto openClose = [&](long) {
                 wchar_t* handle = nullptr;
                 if (SUCCEEDED(dll.open(&handle, machine.ids[0].c_str()))) dll.close(handle);
-            });
+            };
+            openClose(0);  // the first open after the platform changed drops the other platform's modules
+            return Timed(n, openClose);
         };
     };
     const auto callsPerOpen = [&](Machine& machine) {
