@@ -38,7 +38,7 @@ inline double Median(std::vector<double> values) {
 // machine the fastest run is the one that shows the code. Iterations per run
 // grow until the measured side takes at least targetNs.
 inline Ratio MeasureRatio(const Side& measured, const Side& baseline, double baselineScale = 1, int rounds = 9,
-                          double targetNs = 2e6, int slices = 8) {
+                          double targetNs = 5e6, int slices = 8) {
     long iterations = 1;
     while (measured(iterations) < targetNs && iterations < (1L << 24)) iterations *= 2;
     baseline(iterations);  // both sides warm
