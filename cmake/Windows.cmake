@@ -1,6 +1,7 @@
 # Windows tree: the DLL, the simulated platform, pexctl and the tests that run
 # them. Cross builds run their programs under Wine through cmake/wine-run.
 enable_language(RC)
+include(cmake/StripInstall.cmake)
 
 if(CMAKE_CROSSCOMPILING)
   set(KELIX_WINEPREFIX ${CMAKE_BINARY_DIR}/wineprefix CACHE PATH "Wine prefix of the test runs")
@@ -21,6 +22,7 @@ add_subdirectory(API/Kelix3PexControl)
 add_subdirectory(sim)
 add_subdirectory(tools/pexctl)
 add_subdirectory(bench/dll)
+add_subdirectory(examples/simulated-machine)
 
 if(EXISTS ${KELIX_GTEST_SOURCE}/CMakeLists.txt)
   kelix_add_gtest()
