@@ -679,7 +679,12 @@ int RunSnapshot(const std::string& verb, const Options& options, Output& out) {
     const std::vector<Difference> differences = Compare(*saved, current);
     pexctl::Json list = pexctl::Json::array();
     int unchanged = static_cast<int>(saved->entries.size());
+    int notInFile = 0;  // apply leaves them as they are
     for (const Difference& difference : differences) {
+        if (verb == "apply" && difference.onlyCurrent) {
+            ++notInFile;
+            continue;
+        }
         pexctl::Json item = {{"name", difference.parameter->name},
                              {"id", difference.parameter->id},
                              {"route", RouteText(difference.route)},
@@ -692,7 +697,7 @@ int RunSnapshot(const std::string& verb, const Options& options, Output& out) {
         }
         const std::vector<std::string> lines = DifferenceLines(difference);
         const std::string label = Label(*difference.parameter, difference.route);
-        if (verb == "apply" && !difference.onlyCurrent) {
+        if (verb == "apply") {
             const SnapshotEntry& entry = *saved->Find(difference.parameter->id, difference.route);
             std::string result = "dry run";
             if (entry.bytes.empty()) {
@@ -707,7 +712,7 @@ int RunSnapshot(const std::string& verb, const Options& options, Output& out) {
         } else {
             out.Line(label + (lines.size() == 1 ? ": " + lines.front() : ":"));
         }
-        if (lines.size() > 1 || (verb == "apply" && !difference.onlyCurrent)) {
+        if (lines.size() > 1 || verb == "apply") {
             for (const std::string& line : lines) out.Line("  " + line);
         }
         list.push_back(std::move(item));
@@ -716,9 +721,14 @@ int RunSnapshot(const std::string& verb, const Options& options, Output& out) {
         out.Line(differences.empty() ? "no differences" : fmt::format("{} differences", differences.size()));
         return out.Finish({{"file", options.file}, {"differences", list}});
     }
-    out.Line(fmt::format("{} of {} values differed{}", saved->entries.size() - static_cast<std::size_t>(unchanged),
-                         saved->entries.size(), options.dryRun ? "; nothing written (--dry-run)" : ""));
-    return out.Finish({{"file", options.file}, {"dryRun", options.dryRun}, {"writes", list}, {"unchanged", unchanged}});
+    out.Line(fmt::format("{} of {} values differed{}{}", saved->entries.size() - static_cast<std::size_t>(unchanged),
+                         saved->entries.size(), options.dryRun ? "; nothing written (--dry-run)" : "",
+                         notInFile == 0 ? "" : fmt::format("; {} values the file does not hold left as they are", notInFile)));
+    return out.Finish({{"file", options.file},
+                       {"dryRun", options.dryRun},
+                       {"writes", list},
+                       {"unchanged", unchanged},
+                       {"notInFile", notInFile}});
 }
 
 int Run(const Options& options, const std::string& verb, Output& out) {
