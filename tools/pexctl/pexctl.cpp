@@ -642,13 +642,17 @@ int RunSnapshot(const std::string& verb, const Options& options, Output& out) {
         if (chosen && inFile) routes.push_back(route);
     }
 
+    // Whether FILE was written; a failure reported when not.
+    const auto write = [&](const std::string& what, const std::string& content) {
+        if (WriteFileReplacing(options.file, content)) return true;
+        const HRESULT hr = HRESULT_FROM_WIN32(GetLastError());
+        out.Failure("", "", hr, "writing the " + what + " \"" + options.file + "\" failed: " + HResultText(hr));
+        return false;
+    };
     const auto fileName = [](const std::string& path) { return path.substr(path.find_last_of("/\\") + 1); };
     const auto writePage = [&](const Snapshot& snapshot, const std::string& label) {
         const ReportSource other{compared ? &*compared : nullptr, fileName(options.compare)};
-        const std::string page = ReportHtml({&snapshot, label}, compared ? &other : nullptr);
-        if (!WriteFileReplacing(options.file, page)) {
-            const HRESULT hr = HRESULT_FROM_WIN32(GetLastError());
-            out.Failure("", "", hr, "writing the report \"" + options.file + "\" failed: " + HResultText(hr));
+        if (!write("report", ReportHtml({&snapshot, label}, compared ? &other : nullptr))) {
             return out.Finish(pexctl::Json::object());
         }
         out.Success();
@@ -663,11 +667,7 @@ int RunSnapshot(const std::string& verb, const Options& options, Output& out) {
     const Snapshot current = command.Collect(routes, absent);
     if (verb == "report") return writePage(current, current.endpoint.name);
     if (verb == "save") {
-        if (!WriteFileReplacing(options.file, SnapshotToJson(current).dump(2) + "\n")) {
-            const HRESULT hr = HRESULT_FROM_WIN32(GetLastError());
-            out.Failure("", "", hr, "writing the snapshot \"" + options.file + "\" failed: " + HResultText(hr));
-            return out.Finish(pexctl::Json::object());
-        }
+        if (!write("snapshot", SnapshotToJson(current).dump(2) + "\n")) return out.Finish(pexctl::Json::object());
         out.Line(fmt::format("{} values of {} saved to {} ({} without a stored value left out)", current.entries.size(),
                              current.endpoint.name, options.file, absent));
         return out.Finish({{"file", options.file}, {"saved", current.entries.size()}, {"withoutValue", absent}});
