@@ -144,7 +144,7 @@ TEST(PexctlTest, ApplyChecksTheWholeFileAndReportsEachWrite) {
         {document({gain, {{"name", "pex_future_knob"}, {"route", "store"}, {"value", 1}}}),
          "parameters[1] (pex_future_knob, store): \"pex_future_knob\" is no parameter this build knows"},
         {document({gain, {{"name", "pex_ieq_bands"}, {"route", "store"}, {"value", shortBands}}}),
-         "pex_ieq_bands: \"b\" has 1 value, it takes 20"},
+         "parameters[1] (pex_ieq_bands, store): pex_ieq_bands: \"b\" has 1 value, it takes 20"},
     };
     for (const auto& c : cases) {
         const TemporaryFile snapshot("bad-snapshot.json", c.file);
