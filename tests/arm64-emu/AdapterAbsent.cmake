@@ -1,0 +1,26 @@
+# cmake -DTESTED=dll -DSHIPPED=dll -P AdapterAbsent.cmake
+# The adapter's two functions are named in the debug information (the image, or the PDB
+# beside it) of every DLL built with the adapter: the tested DLL must show them, else this
+# check could not see them at all; the shipped DLL must not.
+foreach(dll TESTED SHIPPED)
+  if(NOT EXISTS "${${dll}}")
+    message(FATAL_ERROR "${${dll}} does not exist")
+  endif()
+  string(REGEX REPLACE "\\.dll$" ".pdb" pdb "${${dll}}")
+  set(found "")
+  foreach(file "${${dll}}" "${pdb}")
+    if(EXISTS "${file}")
+      file(STRINGS "${file}" strings REGEX "kelix_emu_")
+      list(APPEND found ${strings})
+    endif()
+  endforeach()
+  foreach(name kelix_emu_vsnwprintf kelix_emu_vscwprintf)
+    string(FIND "${found}" ${name} at)
+    if(dll STREQUAL "TESTED" AND at EQUAL -1)
+      message(FATAL_ERROR "${name} is not named in ${${dll}}, built with the adapter")
+    elseif(dll STREQUAL "SHIPPED" AND NOT at EQUAL -1)
+      message(FATAL_ERROR "${name} is named in the shipped ${${dll}}")
+    endif()
+  endforeach()
+endforeach()
+message(STATUS "The emulator's adapter is in ${TESTED} and not in ${SHIPPED}")
