@@ -81,6 +81,11 @@ void Dsp::SetModuleListSize(UINT32 size) {
     listSize_ = size;
 }
 
+void Dsp::SetModuleListSizeResult(HRESULT hr) {
+    std::lock_guard lock(mutex_);
+    listSizeResult_ = hr;
+}
+
 void Dsp::SetModuleListReply(std::vector<BYTE> reply) {
     std::lock_guard lock(mutex_);
     listReply_ = std::move(reply);
@@ -96,6 +101,16 @@ std::optional<std::vector<BYTE>> Dsp::Parameter(const GUID& module, UINT32 index
     const auto found = parameters_.find({Key(module), index});
     if (found == parameters_.end()) return std::nullopt;
     return found->second;
+}
+
+std::vector<std::pair<UINT32, std::vector<BYTE>>> Dsp::Parameters(const GUID& module) const {
+    std::lock_guard lock(mutex_);
+    std::vector<std::pair<UINT32, std::vector<BYTE>>> values;
+    const std::string key = Key(module);
+    for (auto it = parameters_.lower_bound({key, 0}); it != parameters_.end() && it->first.first == key; ++it) {
+        values.emplace_back(it->first.second, it->second);
+    }
+    return values;
 }
 
 void Dsp::SetParameterReplyLength(const GUID& module, UINT32 index, UINT32 length) {
@@ -263,7 +278,7 @@ HRESULT Dsp::AnswerPp(const std::vector<BYTE>& property, BYTE* data, ULONG dataL
             const std::vector<BYTE> list = listReply_ ? *listReply_ : ModuleList();
             if (dataLength == 0) {  // the size query
                 *written = listSize_.value_or(static_cast<UINT32>(list.size()));
-                return S_OK;
+                return listSizeResult_;
             }
             if (dataLength < list.size()) return kTooSmall;
             std::copy(list.begin(), list.end(), data);
