@@ -1,17 +1,39 @@
-# Installed programs and DLLs come without debug information in the image; it is beside them.
-# lld (the zig trees) writes it to NAME.pdb, which is installed beside the image as it is;
-# gcc puts DWARF in the image, which is moved to NAME.debug, named by a GNU debug link.
-# MSVC installs are left as they are (their PDB files stay in the build tree).
-function(kelix_strip_installed target)
-  if(MSVC OR NOT CMAKE_OBJCOPY)
+# Installs a target's binary stripped, with its debug information beside it:
+#   <destination>/<name>          the binary without debug information or symbols
+#   <destination>/<name>.debug    the debug information, which the binary names
+#                                 in its .gnu_debuglink section (gdb finds it there)
+# lld (the zig trees) writes the debug information to <name without suffix>.pdb instead:
+# that PDB is installed beside the stripped binary. For GNU binutils and LLVM toolchains
+# (mingw-w64, zig); elsewhere (MSVC) the target is installed as it is.
+#
+#   kelix_install_stripped(Kelix3PexControl bin)
+function(kelix_install_stripped target destination)
+  if(MSVC OR NOT CMAKE_OBJCOPY OR NOT CMAKE_STRIP)
+    install(TARGETS ${target} RUNTIME DESTINATION ${destination})
     return()
   endif()
+  # The installed copy is made from the built binary every time, so that an
+  # install over an earlier one never strips a stripped file.
+  set(built "$<TARGET_FILE:${target}>")
+  set(installed "\${CMAKE_INSTALL_PREFIX}/${destination}/$<TARGET_FILE_NAME:${target}>")
   set(pdb "$<TARGET_FILE_DIR:${target}>/$<TARGET_FILE_BASE_NAME:${target}>.pdb")
-  install(FILES ${pdb} DESTINATION bin OPTIONAL)
   install(CODE "
-    set(KELIX_OBJCOPY \"${CMAKE_OBJCOPY}\")
-    set(KELIX_IMAGE \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/bin/$<TARGET_FILE_NAME:${target}>\")
-    set(KELIX_PDB \"${pdb}\")
-    include(\"${CMAKE_CURRENT_FUNCTION_LIST_DIR}/StripImage.cmake\")
+    file(MAKE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}/${destination}\")
+    if(EXISTS \"${pdb}\")
+      message(STATUS \"Installing stripped: ${installed} (+ .pdb)\")
+      file(COPY \"${pdb}\" DESTINATION \"\${CMAKE_INSTALL_PREFIX}/${destination}\")
+      execute_process(COMMAND \"${CMAKE_STRIP}\" --strip-all -o \"${installed}\" \"${built}\"
+                      COMMAND_ERROR_IS_FATAL ANY)
+    else()
+      message(STATUS \"Installing stripped: ${installed} (+ .debug)\")
+      execute_process(COMMAND \"${CMAKE_OBJCOPY}\" --only-keep-debug \"${built}\" \"${installed}.debug\"
+                      COMMAND_ERROR_IS_FATAL ANY)
+      execute_process(COMMAND \"${CMAKE_STRIP}\" --strip-all -o \"${installed}\" \"${built}\"
+                      COMMAND_ERROR_IS_FATAL ANY)
+      execute_process(COMMAND \"${CMAKE_OBJCOPY}\" --add-gnu-debuglink=$<TARGET_FILE_NAME:${target}>.debug
+                              \"$<TARGET_FILE_NAME:${target}>\"
+                      WORKING_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}/${destination}\"
+                      COMMAND_ERROR_IS_FATAL ANY)
+    endif()
   ")
 endfunction()

@@ -1,6 +1,7 @@
 # Windows tree: the DLL, the simulated platform, pexctl and the tests that run
 # them. Cross builds run their programs under Wine through cmake/wine-run.
 enable_language(RC)
+include(cmake/StripInstall.cmake)
 
 if(CMAKE_CROSSCOMPILING)
   set(KELIX_WINEPREFIX ${CMAKE_BINARY_DIR}/wineprefix CACHE PATH "Wine prefix of the test runs")
@@ -16,7 +17,6 @@ if(KELIX_EMU_WINE8_VA_LIST)
   add_compile_options("$<$<COMPILE_LANGUAGE:C,CXX>:-include${PROJECT_SOURCE_DIR}/tests/arm64-emu/emu-wine8-va-list.h>")
   install(CODE "message(FATAL_ERROR \"This tree is built for the arm64 Wine emulator only and is not installed.\")")
 endif()
-include(cmake/StripInstall.cmake)
 
 add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX)
 if(MINGW)

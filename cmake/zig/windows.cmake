@@ -21,8 +21,9 @@ set(CMAKE_RANLIB ${CMAKE_CURRENT_LIST_DIR}/zig-ranlib CACHE FILEPATH "")
 # preprocessing with clang and the mingw-w64 headers that zig ships.
 set(CMAKE_RC_COMPILER llvm-windres-14)
 set(CMAKE_RC_FLAGS_INIT "--target=${KELIX_ZIG_ARCH}-w64-mingw32 -I${_kelix_toolchains}/zig-lib/libc/include/any-windows-any")
-# Splits the debug information off installed binaries (cmake/StripInstall.cmake).
+# Strip installed binaries (cmake/StripInstall.cmake).
 set(CMAKE_OBJCOPY llvm-objcopy-14 CACHE FILEPATH "")
+set(CMAKE_STRIP llvm-strip-14 CACHE FILEPATH "")
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
