@@ -5,7 +5,17 @@ include(cmake/StripInstall.cmake)
 
 if(CMAKE_CROSSCOMPILING)
   set(KELIX_WINEPREFIX ${CMAKE_BINARY_DIR}/wineprefix CACHE PATH "Wine prefix of the test runs")
-  set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_SOURCE_DIR}/cmake/wine-run ${KELIX_WINEPREFIX})
+  set(KELIX_WINE_BIN /usr/lib/wine CACHE PATH "Directory of the wine64 and wineserver that run the programs")
+  set(CMAKE_CROSSCOMPILING_EMULATOR
+    /usr/bin/env KELIX_WINE_BIN=${KELIX_WINE_BIN} ${CMAKE_SOURCE_DIR}/cmake/wine-run ${KELIX_WINEPREFIX})
+endif()
+
+# Debian 12's arm64 Wine reads a va_list of its msvcrt the Linux way; a tree built to run
+# its tests there gets an adapter header in every C and C++ source, and is never installed.
+option(KELIX_EMU_WINE8_VA_LIST "Test-only build for Debian 12's arm64 Wine under qemu-user" OFF)
+if(KELIX_EMU_WINE8_VA_LIST)
+  add_compile_options("$<$<COMPILE_LANGUAGE:C,CXX>:-include${PROJECT_SOURCE_DIR}/tests/arm64-emu/emu-wine8-va-list.h>")
+  install(CODE "message(FATAL_ERROR \"This tree is built for the arm64 Wine emulator only and is not installed.\")")
 endif()
 
 add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX)
@@ -32,8 +42,7 @@ if(EXISTS ${KELIX_GTEST_SOURCE}/CMakeLists.txt)
   add_subdirectory(tests/dll)
   add_subdirectory(tests/wine-endpoint)
   add_subdirectory(tests/pexctl)
-endif()
-
-if(CMAKE_CROSSCOMPILING)
-  include(cmake/Arm64Check.cmake)
+  if(KELIX_EMU_WINE8_VA_LIST)
+    add_subdirectory(tests/arm64-emu)
+  endif()
 endif()

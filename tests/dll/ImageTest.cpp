@@ -1,5 +1,6 @@
-// The DLL as a client receives it: exactly the five undecorated exports, and
-// imports from system DLLs only.
+// The DLL as a client receives it: a 64-bit image for the machine it was built for,
+// exactly the five undecorated exports, and imports from system DLLs only.
+// KELIX_IMAGE_UNDER_TEST names another build of the DLL to check (default: the one beside the test).
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -10,17 +11,33 @@
 
 namespace {
 
-const IMAGE_DATA_DIRECTORY& Directory(HMODULE module, int index) {
+const IMAGE_NT_HEADERS& Headers(HMODULE module) {
     const auto* base = reinterpret_cast<const BYTE*>(module);
     const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
-    const auto* nt = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
-    return nt->OptionalHeader.DataDirectory[index];
+    return *reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
 }
+
+const IMAGE_DATA_DIRECTORY& Directory(HMODULE module, int index) {
+    return Headers(module).OptionalHeader.DataDirectory[index];
+}
+
+std::wstring ImageUnderTest() {
+    wchar_t path[MAX_PATH];
+    const DWORD length = GetEnvironmentVariableW(L"KELIX_IMAGE_UNDER_TEST", path, MAX_PATH);
+    return length > 0 && length < MAX_PATH ? std::wstring(path, length) : L"Kelix3PexControl.dll";
+}
+
+#if defined(_M_ARM64) || defined(__aarch64__)
+constexpr WORD kMachine = IMAGE_FILE_MACHINE_ARM64;
+#elif defined(_M_X64) || defined(__x86_64__)
+constexpr WORD kMachine = IMAGE_FILE_MACHINE_AMD64;
+#endif
 
 class ImageTest : public testing::Test {
 protected:
     void SetUp() override {
-        module_ = LoadLibraryW(L"Kelix3PexControl.dll");
+        const std::wstring image = ImageUnderTest();
+        module_ = LoadLibraryW(image.c_str());
         ASSERT_NE(module_, nullptr) << GetLastError();
         base_ = reinterpret_cast<const BYTE*>(module_);
     }
@@ -30,6 +47,13 @@ protected:
     HMODULE module_ = nullptr;
     const BYTE* base_ = nullptr;
 };
+
+TEST_F(ImageTest, IsA64BitDllForTheBuildMachine) {
+    const IMAGE_NT_HEADERS& nt = Headers(module_);
+    EXPECT_EQ(nt.FileHeader.Machine, kMachine) << std::hex << nt.FileHeader.Machine;
+    EXPECT_EQ(nt.OptionalHeader.Magic, IMAGE_NT_OPTIONAL_HDR64_MAGIC) << std::hex << nt.OptionalHeader.Magic;
+    EXPECT_NE(nt.FileHeader.Characteristics & IMAGE_FILE_DLL, 0) << std::hex << nt.FileHeader.Characteristics;
+}
 
 TEST_F(ImageTest, ExportsExactlyTheFiveUndecoratedNames) {
     const IMAGE_DATA_DIRECTORY& directory = Directory(module_, IMAGE_DIRECTORY_ENTRY_EXPORT);

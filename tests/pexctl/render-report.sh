@@ -1,19 +1,20 @@
-#!/bin/sh
+#!/bin/bash
 # The report page as a browser shows it. pexctl tunes a simulated machine kept
 # in a profile, saves two snapshots and writes three pages (from the endpoint,
 # from a snapshot, and one snapshot over another); headless Chromium loads
 # each: the page must load without a console message (it runs no script and
 # its policy blocks every fetch, so any message is a fault), its DOM must hold
 # exactly one curve per band array and snapshot, and a screenshot is kept.
-#   render-report.sh WINE-RUN PREFIX PEXCTL PROFILE OUTPUT-DIRECTORY
+#   render-report.sh PEXCTL PROFILE OUTPUT-DIRECTORY RUNNER...   (the runner: the tree's Wine command)
 set -eu
-wine_run=$1 prefix=$2 pexctl=$3 profile=$4 out=$5
+pexctl=$1 profile=$2 out=$3
+runner=("${@:4}")
 rm -rf "$out"
 mkdir -p "$out"
 cp "$profile" "$out/machine.json"
 failures=0
 fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
-run() { "$wine_run" "$prefix" "$pexctl" "--simulate=$out/machine.json" "$@"; }
+run() { "${runner[@]}" "$pexctl" "--simulate=$out/machine.json" "$@"; }
 
 # count items from a curve: "[v1, v2, ...]" with v = offset + scale * sin(i / period)
 curve() {

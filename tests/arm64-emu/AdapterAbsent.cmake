@@ -1,0 +1,37 @@
+# cmake -DTESTED=dll -DSHIPPED=dll -P AdapterAbsent.cmake
+# The adapter's two functions are named in the debug information (the image, or the PDB
+# beside it) of every DLL built with the adapter: the tested DLL must show them, else this
+# check could not see them at all; the shipped DLL must not.
+cmake_minimum_required(VERSION 3.25)
+
+function(adapter_names dll out)
+  if(NOT EXISTS "${dll}")
+    message(FATAL_ERROR "${dll} does not exist")
+  endif()
+  string(REGEX REPLACE "\\.dll$" ".pdb" pdb "${dll}")
+  set(found "")
+  foreach(file "${dll}" "${pdb}")
+    if(EXISTS "${file}")
+      file(STRINGS "${file}" strings REGEX "kelix_emu_v")
+      list(APPEND found ${strings})
+    endif()
+  endforeach()
+  set(names "")
+  foreach(name kelix_emu_vsnwprintf kelix_emu_vscwprintf)
+    string(FIND "${found}" ${name} at)
+    if(NOT at EQUAL -1)
+      list(APPEND names ${name})
+    endif()
+  endforeach()
+  set(${out} "${names}" PARENT_SCOPE)
+endfunction()
+
+adapter_names("${TESTED}" tested)
+adapter_names("${SHIPPED}" shipped)
+if(NOT tested STREQUAL "kelix_emu_vsnwprintf;kelix_emu_vscwprintf")
+  message(FATAL_ERROR "The adapter is not named in ${TESTED}, built with it (found: ${tested})")
+endif()
+if(NOT shipped STREQUAL "")
+  message(FATAL_ERROR "The adapter is named in the shipped ${SHIPPED}: ${shipped}")
+endif()
+message(STATUS "The emulator's adapter is in ${TESTED} and not in ${SHIPPED}")
