@@ -718,7 +718,9 @@ int RunSnapshot(const std::string& verb, const Options& options, Output& out) {
         list.push_back(std::move(item));
     }
     if (verb == "diff") {
-        out.Line(differences.empty() ? "no differences" : fmt::format("{} differences", differences.size()));
+        out.Line(differences.empty()       ? "no differences"
+                 : differences.size() == 1 ? "1 difference"
+                                           : fmt::format("{} differences", differences.size()));
         return out.Finish({{"file", options.file}, {"differences", list}});
     }
     out.Line(fmt::format("{} of {} values differed{}{}", saved->entries.size() - static_cast<std::size_t>(unchanged),
