@@ -766,6 +766,15 @@ int Run(const Options& options, const std::string& verb, Output& out) {
     return result;
 }
 
+// Help shows --simulate [=PROFILE.json], without the marker its bare use stores.
+class HelpFormatter : public CLI::Formatter {
+public:
+    std::string make_option_name(const CLI::Option* option, bool positional) const override {
+        const std::string name = CLI::Formatter::make_option_name(option, positional);
+        return name.substr(0, name.find('{'));
+    }
+};
+
 int Main(std::vector<std::string> args) {
     Options options;
     CLI::App app{"pexctl: read and write the PEX and KRELO tuning parameters of an audio endpoint through "
@@ -773,6 +782,7 @@ int Main(std::vector<std::string> args) {
     app.name("pexctl");
     // Options start with "-" only: a path such as /tmp/tuning.json is a value.
     app.allow_windows_style_options(false);
+    app.formatter(std::make_shared<HelpFormatter>());
     app.set_version_flag("--version", "pexctl " + std::string(KELIX_VERSION_TEXT));
     app.footer(std::string("PARAM is a name (pex_postgain) or an id (1105); `pexctl params` lists them.\n"
                            "VALUE is a number (decimal, or hexadecimal with 0x) or, for a structure, a JSON object by "
@@ -787,7 +797,8 @@ int Main(std::vector<std::string> args) {
                kExitCodes);
     app.add_flag(std::string("--simulate{") + kBuiltInMachine + "}", options.simulate,
                  "use simulated endpoints instead of the system's: the built-in machine, or with "
-                 "--simulate=PROFILE.json a machine profile, written back with its new state after the run");
+                 "--simulate=PROFILE.json a machine profile, written back with its new state after the run")
+        ->option_text("[=PROFILE.json]");
     app.add_flag("--no-save", options.noSave, "with --simulate=PROFILE.json: leave the profile as it was");
     app.add_option("--device", options.device, "endpoint: id, index from `list`, piece of the name, or default");
     app.add_option("--route", options.route, "store, dsp or both (default: the store, or the DSP for DSP-only ids)")
