@@ -65,19 +65,19 @@ bool RebuildCallerStructure(ParameterId id, const std::uint8_t* reply, std::uint
     switch (layout) {
         case ReplyLayout::StoreLayout1114:
         case ReplyLayout::StoreLayout1123: {  // the caller's structure is the store layout without length words
-            const std::uint64_t need = length >= 8 ? length - 8 : 0;
-            if (callerSize < need) return tooSmall(need);
             std::uint32_t size = callerSize;
             const ParameterId storeLayout = layout == ReplyLayout::StoreLayout1114 ? 1114 : 1123;
             if (StoredToCaller(storeLayout, reply, length, buffer, &size).status != LayoutStatus::Ok) {
                 return tooSmall(size);
             }
+            result.size = length - (layout == ReplyLayout::StoreLayout1114 ? 8 : 16);
             return true;
         }
         case ReplyLayout::CountedWords: {  // [word count, caller structure]
-            const std::uint64_t need = length >= 4 ? length - 4 : 0;
+            const std::uint32_t need = length >= 4 ? length - 4 : 0;
             if (callerSize < need) return tooSmall(need);
             Copy(buffer, callerSize, 0, reply, length, 4, need);
+            result.size = need;
             return true;
         }
         case ReplyLayout::Value:
@@ -246,6 +246,7 @@ DspReadResult ShapeDspReply(ParameterId id, const std::uint8_t* reply, std::uint
             if (!fits(std::uint64_t{n} + 4)) return tooSmall(std::uint64_t{n} + 4);
             Put(buffer, callerSize, 0, n);
             Copy(buffer, callerSize, 4, reply, length, 4, n);
+            result.size = n + 4;
             break;
         }
         case 2107: {
@@ -253,16 +254,21 @@ DspReadResult ShapeDspReply(ParameterId id, const std::uint8_t* reply, std::uint
                 if (!fits(std::uint64_t{length} + 4)) return tooSmall(std::uint64_t{length} + 4);
                 Put(buffer, callerSize, 0, length / 4);
                 Copy(buffer, callerSize, 4, reply, length, 0, length);
+                result.size = length + 4;
                 break;
             }
             const std::uint32_t n = length >= 4 ? std::min(ReadU32(reply), (length - 4) / 4) : 0;
             if (!fits(4 + std::uint64_t{n} * 4)) return tooSmall(4 + std::uint64_t{n} * 4);
             Put(buffer, callerSize, 0, n);
             Copy(buffer, callerSize, 4, reply, length, 4, std::uint64_t{n} * 4);
+            result.size = 4 + n * 4;
             break;
         }
         default:
-            if (!RebuildCallerStructure(id, reply, length, buffer, callerSize, result)) return result;
+            if (!RebuildCallerStructure(id, reply, length, buffer, callerSize, result)) {
+                result.size = 0;  // nothing copied, so nothing to report
+                return result;
+            }
             if (result.status != LayoutStatus::Ok) return result;
             break;
     }

@@ -29,8 +29,9 @@ enum class ReplyLayout {
     Value,             // the value as written (one word for scalars)
     InformationBlock,  // a block of fixed size (InformationBlockSize)
     // A caller structure in the property store's word layout, length words
-    // included: the ieq bands (index 142, as 1114 is stored) and the
-    // regulator tuning (index 153, as 1123 is stored).
+    // included: the ieq bands (index 142, as 1114 is stored; the caller's
+    // 164 bytes are the reply less 8) and the regulator tuning (index 153, as
+    // 1123 is stored; the caller's 324 bytes are the reply less 16).
     StoreLayout1114,
     StoreLayout1123,
     // The partial output mode (index 130): its caller structure [first, n,
@@ -49,7 +50,10 @@ std::vector<std::uint8_t> DefaultDspReply(std::uint32_t index, std::wstring_view
 
 struct DspReadResult {
     LayoutStatus status = LayoutStatus::Ok;  // InvalidArgument: the caller's buffer is too small
-    std::uint32_t size = 0;                  // written back to the caller's size
+    // Written back to the caller's size: the bytes of the caller's structure
+    // (never more than the buffer holds; 0 when nothing was copied), or the
+    // size needed when the buffer is too small.
+    std::uint32_t size = 0;
     bool copied = false;                     // something was written into the caller's buffer
 };
 

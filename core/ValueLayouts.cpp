@@ -81,6 +81,11 @@ bool CountFits(std::int32_t count, std::uint32_t headerBytes, std::uint32_t item
     return count >= 0 && std::uint64_t{headerBytes} + std::uint64_t{itemBytes} * static_cast<std::uint32_t>(count) <= size;
 }
 
+// Bytes of a fixed array layout's caller structure.
+std::uint32_t CallerBytes(const ArrayLayout& layout) {
+    return (static_cast<std::uint32_t>(layout.count) + layout.arrays * layout.length) * 4;
+}
+
 StoredValue ArrayToStored(const ArrayLayout& layout, const std::uint8_t* value) {
     std::vector<std::int32_t> words;
     words.reserve(layout.count + layout.arrays * (layout.length + 1));
@@ -147,11 +152,16 @@ void ArrayToCaller(const ArrayLayout& layout, const BoundedCopy& copy, std::uint
 StoredValue CallerToStored(ParameterId id, std::uint8_t* value, std::uint32_t size) {
     if (id == kDrcMetadata) {
         std::vector<std::int32_t> words(kDrcMetadataWords, 0);
-        if (value != nullptr && size != 0) std::memcpy(words.data(), value, kDrcMetadataWords * 4);
+        if (value == nullptr || size == 0) return Vector(std::move(words));
+        if (size < kDrcMetadataWords * 4) return Invalid();
+        std::memcpy(words.data(), value, kDrcMetadataWords * 4);
         return Vector(std::move(words));
     }
     if (value == nullptr) return Invalid();
-    if (const ArrayLayout* layout = FindArrayLayout(id)) return ArrayToStored(*layout, value);
+    if (const ArrayLayout* layout = FindArrayLayout(id)) {
+        if (size < CallerBytes(*layout)) return Invalid();
+        return ArrayToStored(*layout, value);
+    }
 
     switch (id) {
         case kPartialOutputMode: {  // first; n; v[n]
@@ -163,27 +173,29 @@ StoredValue CallerToStored(ParameterId id, std::uint8_t* value, std::uint32_t si
             return Vector(std::move(words));
         }
         case kInitInfo: {  // head[10]; tail[32], stored with the tail's length between them
+            if (size < (kInitInfoHead + kInitInfoTail) * 4) return Invalid();
             std::vector<std::int32_t> words;
             AppendWords(words, value, 0, kInitInfoHead);
             words.push_back(static_cast<std::int32_t>(kInitInfoTail));
             AppendWords(words, value, kInitInfoHead, kInitInfoTail);
             return Vector(std::move(words));
         }
-        case kFilterConfig: {  // byte count N; N bytes, stored zero-padded to whole words
+        case kFilterConfig: {  // byte count N (unsigned); N bytes, stored zero-padded to whole words
             if (size < 4) return Invalid();
-            std::int32_t n = Word(value, 0);
+            std::uint32_t n;
+            std::memcpy(&n, value, 4);
             std::optional<std::int32_t> cleared;
-            if (n > static_cast<std::int32_t>(kFilterConfigCapacity)) {
-                cleared = n;
+            if (n > kFilterConfigCapacity) {
+                cleared = static_cast<std::int32_t>(n);
                 n = 0;
                 std::memset(value, 0, 4);  // the caller's count is cleared, by design
-            } else if (!CountFits(n, 4, 1, size)) {
+            } else if (std::uint64_t{n} + 4 > size) {
                 return Invalid();
             }
             const auto dataWords = static_cast<std::size_t>(std::ceil(n * 0.25));
             std::vector<std::int32_t> words(dataWords + 1, 0);
-            words[0] = n;
-            if (n > 0) std::memcpy(words.data() + 1, value + 4, static_cast<std::size_t>(n));
+            words[0] = static_cast<std::int32_t>(n);
+            if (n > 0) std::memcpy(words.data() + 1, value + 4, n);
             StoredValue stored = Vector(std::move(words));
             stored.filterCleared = cleared;
             return stored;
@@ -209,6 +221,7 @@ StoredValue CallerToStored(ParameterId id, std::uint8_t* value, std::uint32_t si
             return Vector(std::move(words));
         }
         default: {
+            if (size < 4) return Invalid();
             StoredValue stored;
             stored.value = Word(value, 0);
             return stored;
@@ -219,11 +232,11 @@ StoredValue CallerToStored(ParameterId id, std::uint8_t* value, std::uint32_t si
 CopyResult StoredToCaller(ParameterId id, const std::uint8_t* data, std::uint32_t dataBytes, std::uint8_t* buffer,
                           std::uint32_t* size) {
     CopyResult result;
-    if (id == kPartialOutputMode && data == nullptr) {
+    if (buffer != nullptr) std::memset(buffer, 0, *size);
+    if (id == kPartialOutputMode && data == nullptr) {  // no value to measure: the size stays as it is
         result.status = LayoutStatus::InvalidArgument;
         return result;
     }
-    if (buffer != nullptr) std::memset(buffer, 0, *size);
     const std::uint32_t s = data != nullptr ? dataBytes : 0;  // the stored value's size in bytes
     const BoundedCopy copy(data, s, buffer, *size);
 
@@ -235,7 +248,11 @@ CopyResult StoredToCaller(ParameterId id, const std::uint8_t* data, std::uint32_
         need = s - 4 * layout->arrays;
     } else {
         switch (id) {
-            case kPartialOutputMode: need = copy.StoredWord(1) != 0 ? 8 : 2; break;
+            case kPartialOutputMode: {  // first, n and the n values
+                const std::uint64_t bytes = 8 + std::uint64_t{static_cast<std::uint32_t>(copy.StoredWord(1))} * 4;
+                need = static_cast<std::uint32_t>(std::min<std::uint64_t>(bytes, UINT32_MAX));
+                break;
+            }
             case kInitInfo: need = s - 4; break;
             case kDrcMetadata:
             case kFilterConfig:
@@ -256,10 +273,8 @@ CopyResult StoredToCaller(ParameterId id, const std::uint8_t* data, std::uint32_
     }
     switch (id) {
         case kPartialOutputMode: {
-            const std::int32_t n = copy.StoredWord(1);
-            copy.Words(0, 0, 2);
-            // The rest of the caller's buffer is already zero, the 2044 bytes after the header included.
-            if (n != 0) copy.Words(8, 2, static_cast<std::uint32_t>(n));
+            // The buffer holds the whole value (need); the rest of it is already zero.
+            copy.Words(0, 0, 2 + std::uint64_t{static_cast<std::uint32_t>(copy.StoredWord(1))});
             break;
         }
         case kInitInfo:

@@ -29,19 +29,23 @@ struct StoredValue {
     std::optional<std::int32_t> filterCleared; // 2105 above capacity: the byte count asked for
 };
 
-// Fixed layouts are read at their fixed size, whatever `size` says. Layouts
-// sized by a count in the caller's bytes (1156, 2105, 2107, 2116) are refused
-// when the count is negative or claims more bytes than `size`. A filter
-// configuration above capacity is cleared: the caller's byte count is set to 0
-// and an empty configuration stored. A null value is refused, except by 1162,
-// which stores 18 zero words.
+// No byte beyond `size` is read. A caller structure shorter than its layout
+// is refused and the caller's bytes are left as they are: fixed layouts need
+// the whole structure, scalars 4 bytes, and layouts sized by a count (1156,
+// 2107, 2116) their header and every counted item. A filter configuration
+// (2105) counts its bytes unsigned: above capacity it is cleared (the
+// caller's byte count is set to 0 and an empty configuration stored),
+// otherwise the counted bytes must lie within `size`. A null value is
+// refused, except by 1162, which stores 18 zero words for a null value or a
+// size of 0.
 StoredValue CallerToStored(ParameterId id, std::uint8_t* value, std::uint32_t size);
 
 // Stored value -> caller bytes. `data` and `dataBytes` are the stored value's
 // bytes (4 for a scalar). The caller's buffer is zeroed for its size first;
 // when it is null or smaller than the value needs, *size receives the needed
-// size and InvalidArgument is the result. Every copy stays inside both the
-// stored bytes and the caller's size.
+// size and InvalidArgument is the result (1156 without stored data leaves
+// *size as it is). On success *size is left as the caller gave it. Every copy
+// stays inside both the stored bytes and the caller's size.
 struct CopyResult {
     LayoutStatus status = LayoutStatus::Ok;
     std::optional<std::uint32_t> filterCleared;  // 2105 above capacity: the byte count found

@@ -81,6 +81,11 @@ void Dsp::SetModuleListSize(UINT32 size) {
     listSize_ = size;
 }
 
+void Dsp::SetModuleListSizeResult(HRESULT hr) {
+    std::lock_guard lock(mutex_);
+    listSizeResult_ = hr;
+}
+
 void Dsp::SetModuleListReply(std::vector<BYTE> reply) {
     std::lock_guard lock(mutex_);
     listReply_ = std::move(reply);
@@ -263,7 +268,7 @@ HRESULT Dsp::AnswerPp(const std::vector<BYTE>& property, BYTE* data, ULONG dataL
             const std::vector<BYTE> list = listReply_ ? *listReply_ : ModuleList();
             if (dataLength == 0) {  // the size query
                 *written = listSize_.value_or(static_cast<UINT32>(list.size()));
-                return S_OK;
+                return listSizeResult_;
             }
             if (dataLength < list.size()) return kTooSmall;
             std::copy(list.begin(), list.end(), data);

@@ -110,6 +110,9 @@ public:
 
     // Malformed replies. The size query answers `size` instead of the list's size.
     void SetModuleListSize(UINT32 size);
+    // The size query answers this result with the size in the byte count, as drivers that say
+    // "more data" (HRESULT_FROM_WIN32(ERROR_MORE_DATA) and the like) do.
+    void SetModuleListSizeResult(HRESULT hr);
     // The list read answers these bytes instead of the encoded module list (and the size query
     // their count, unless SetModuleListSize says otherwise).
     void SetModuleListReply(std::vector<BYTE> reply);
@@ -155,6 +158,7 @@ private:
     DspConfig config_;
     std::map<DspRequest, Failure> failures_;
     std::optional<UINT32> listSize_;
+    HRESULT listSizeResult_ = S_OK;
     std::optional<std::vector<BYTE>> listReply_;
     std::map<ParameterKey, std::vector<BYTE>> parameters_;
     std::map<ParameterKey, UINT32> replyLengths_;

@@ -143,6 +143,7 @@ HRESULT DspController::SetParameter(const wchar_t* deviceId, ParameterId id, con
         return E_INVALIDARG;
     }
     if (value.vt != VT_I4 && value.vt != VT_BLOB) return E_INVALIDARG;
+    if (value.vt == VT_BLOB && value.blob.pBlobData == nullptr && value.blob.cbSize != 0) return E_INVALIDARG;
     HRESULT hr = SelectModule(deviceId, id);
     if (FAILED(hr)) return hr;
     CSonavelDspKrelo& dsp = CSonavelDspKrelo::Instance();
@@ -202,6 +203,7 @@ HRESULT DspController::GetParameter(const wchar_t* deviceId, ParameterId id, voi
         case 1002:
         case 2002: {  // the bypass state: the module's enable flag inverted
             if (buffer == nullptr || *size < 4) return CopyWord(0, buffer, size);  // the size asked for, E_INVALIDARG
+            *size = sizeof(UINT32);  // the size is set before the module is asked
             UINT32 enabled = 0;
             hr = dsp.GetModuleEnable(&enabled);
             if (FAILED(hr)) return hr;

@@ -196,14 +196,20 @@ HRESULT DirectRequest(wchar_t* handle, ParameterId id, const void* value, UINT32
     return hr;
 }
 
+// The version text is copied with its terminator, and only into a buffer that
+// holds both; a null or smaller buffer learns that size (2L + 2). On success
+// the size is the text's byte count without the terminator (2L).
 HRESULT GetVersion(wchar_t* handle, ParameterId id, void* buffer, UINT32* size) {
     const std::wstring version = GetApoVersion(handle, id);
     const UINT32 available = *size;
     const auto textBytes = static_cast<UINT32>(version.size() * sizeof(wchar_t));
+    const UINT32 need = textBytes + sizeof(wchar_t);
+    if (buffer == nullptr || available < need) {
+        *size = need;
+        return E_INVALIDARG;
+    }
+    std::memcpy(buffer, version.c_str(), need);
     *size = textBytes;
-    // The caller offers room for the terminator as well, which is copied too.
-    if (buffer == nullptr || available < textBytes) return E_INVALIDARG;
-    std::memcpy(buffer, version.c_str(), textBytes + sizeof(wchar_t));
     return S_OK;
 }
 

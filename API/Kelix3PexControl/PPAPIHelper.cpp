@@ -97,6 +97,15 @@ constexpr ListTexts kLookForTexts = {
     L"Failed to read modules list: [0x%.8x]%s",
 };
 
+// Many kernel-streaming drivers answer a size query with a more-data result
+// and the size in the byte count; that answer is a size like a success.
+bool IsSizeAnswer(HRESULT hr, ULONG size) {
+    constexpr HRESULT kBufferOverflow = static_cast<HRESULT>(0x80000005);  // STATUS_BUFFER_OVERFLOW as a warning
+    const bool moreData = hr == HRESULT_FROM_WIN32(ERROR_MORE_DATA) ||
+                          hr == HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER) || hr == kBufferOverflow;
+    return moreData && size != 0;
+}
+
 // The version handshake and the module list of one pin: a size query, then a read into a buffer
 // of that size. E_FAIL on a version other than the one spoken here.
 HRESULT ReadModuleList(IKsControl* control, UINT32 pinId, const ListTexts& texts, ModuleList* list) {
@@ -113,6 +122,7 @@ HRESULT ReadModuleList(IKsControl* control, UINT32 pinId, const ListTexts& texts
     const auto request = PpModuleHeader(kPpModuleList, kKsPropertyGet, pinId);
     ULONG size = 0;
     hr = SendKsProperty(control, request, nullptr, 0, &size);
+    if (IsSizeAnswer(hr, size)) hr = S_OK;
     KELIX_RETURN_IF_FAILED(hr, texts.function, texts.sizeFailed);
     // The firmware's size is not trusted beyond the allocation: only the bytes it returns,
     // within the buffer, are parsed.

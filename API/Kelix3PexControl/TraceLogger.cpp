@@ -77,11 +77,18 @@ void TraceLogger::EnsureRegistered() {
     eventSource_ = api_.registerEventSource(nullptr, EventSourceName());
 }
 
-bool TraceLogger::IsEnabled(UCHAR level, ULONGLONG keyword) {
-    EnsureRegistered();
-    if (textSink_.Accepts(level)) return true;
+bool TraceLogger::TracingEnabled(UCHAR level, ULONGLONG keyword) const {
     if (handle_ == 0 || !enabled_ || level_ < level) return false;
     return (keyword & keywords_) != 0;
+}
+
+bool TraceLogger::IsEnabledIfRegistered(UCHAR level, ULONGLONG keyword) const {
+    return TracingEnabled(level, keyword) || textSink_.Accepts(level);
+}
+
+bool TraceLogger::IsEnabled(UCHAR level, ULONGLONG keyword) {
+    EnsureRegistered();
+    return IsEnabledIfRegistered(level, keyword);
 }
 
 void TraceLogger::Write(UCHAR level, ULONGLONG keyword, const wchar_t* sourcePath, int line,
@@ -98,8 +105,11 @@ void TraceLogger::WriteV(UCHAR level, ULONGLONG keyword, const std::wstring& pre
                          va_list args) {
     const std::wstring message = FormatV(format, args);
     const std::wstring line = Format(L"%s: %s", prefix.c_str(), message.c_str());
+    if (textSink_.Accepts(level)) {
+        textSink_.Write(level, line);
+        if (!TracingEnabled(level, keyword)) return;  // written for the text sink alone
+    }
     if (handle_ != 0) api_.eventWriteString(handle_, level, keyword, line.c_str());
-    if (textSink_.Accepts(level)) textSink_.Write(level, line);
     if (eventSource_ != nullptr && (level == kLevelCritical || level == kLevelError)) {
         const std::wstring text = Format(L"[%s]: %s", CheckedAt(ComponentTags(), keyword).c_str(), line.c_str());
         const wchar_t* strings[] = {text.c_str()};

@@ -49,7 +49,12 @@ public:
     TraceLogger& operator=(const TraceLogger&) = delete;
 
     void EnsureRegistered();
+    // Whether a line of this level and keyword goes anywhere: to event tracing
+    // or to the text sink. Registers the provider first.
     bool IsEnabled(UCHAR level, ULONGLONG keyword);
+    // The same without registering: false before the provider is registered,
+    // unless the text sink takes the line.
+    bool IsEnabledIfRegistered(UCHAR level, ULONGLONG keyword) const;
 
     // Line "[file:line] function: message", file being the base name of sourcePath.
     void Write(UCHAR level, ULONGLONG keyword, const wchar_t* sourcePath, int line,
@@ -65,6 +70,10 @@ public:
                                      PEVENT_FILTER_DESCRIPTOR filterData, PVOID context);
 
 private:
+    // Whether a trace session listens for this level and keyword. The text
+    // sink sits beside event tracing and never changes what reaches it.
+    bool TracingEnabled(UCHAR level, ULONGLONG keyword) const;
+
     const TraceApi& api_;
     GUID providerId_;
     REGHANDLE handle_ = 0;

@@ -8,30 +8,34 @@
 namespace kelix {
 namespace {
 
-void WriteWithPrefix(UCHAR level, ULONGLONG keyword, const std::wstring& prefix, const wchar_t* format, ...) {
+void WriteWithPrefix(TraceLogger& logger, UCHAR level, ULONGLONG keyword, const std::wstring& prefix,
+                     const wchar_t* format, ...) {
     va_list args;
     va_start(args, format);
-    TraceLogger::Instance().WriteV(level, keyword, prefix, format, args);
+    logger.WriteV(level, keyword, prefix, format, args);
     va_end(args);
 }
 
 }  // namespace
 
 TraceScope::TraceScope(ULONGLONG keyword, const wchar_t* sourcePath, int line, const wchar_t* function)
-    : keyword_(keyword), sourcePath_(sourcePath), line_(line), function_(function) {
-    TraceLogger& logger = TraceLogger::Instance();
-    if (logger.IsEnabled(kLevelVerbose, keyword_)) {
-        logger.Write(kLevelVerbose, keyword_, sourcePath_, line_, function_, L"Enter");
+    : TraceScope(TraceLogger::Instance(), keyword, sourcePath, line, function) {}
+
+TraceScope::TraceScope(TraceLogger& logger, ULONGLONG keyword, const wchar_t* sourcePath, int line,
+                       const wchar_t* function)
+    : logger_(logger), keyword_(keyword), sourcePath_(sourcePath), line_(line), function_(function) {
+    if (logger_.IsEnabled(kLevelVerbose, keyword_)) {
+        logger_.Write(kLevelVerbose, keyword_, sourcePath_, line_, function_, L"Enter");
     }
 }
 
 TraceScope::~TraceScope() {
-    TraceLogger& logger = TraceLogger::Instance();
-    if (logger.IsEnabled(kLevelVerbose, keyword_)) {
+    // Never registers: a registration that failed at construction is not tried again here.
+    if (logger_.IsEnabledIfRegistered(kLevelVerbose, keyword_)) {
         // The Leave line carries no line number.
         const std::wstring prefix =
             L"[" + std::wstring(SourceBaseName(sourcePath_)) + L"] " + std::wstring(function_);
-        WriteWithPrefix(kLevelVerbose, keyword_, prefix, L"%s Leave", note_.c_str());
+        WriteWithPrefix(logger_, kLevelVerbose, keyword_, prefix, L"%s Leave", note_.c_str());
     }
 }
 

@@ -7,9 +7,13 @@
 
 namespace kelix {
 
+class TraceLogger;
+
 class TraceScope {
 public:
+    // Logs through the process-wide logger, or the one given.
     TraceScope(ULONGLONG keyword, const wchar_t* sourcePath, int line, const wchar_t* function);
+    TraceScope(TraceLogger& logger, ULONGLONG keyword, const wchar_t* sourcePath, int line, const wchar_t* function);
     ~TraceScope();
     TraceScope(const TraceScope&) = delete;
     TraceScope& operator=(const TraceScope&) = delete;
@@ -17,6 +21,7 @@ public:
     void SetNote(std::wstring note) { note_ = std::move(note); }
 
 private:
+    TraceLogger& logger_;
     ULONGLONG keyword_;
     const wchar_t* sourcePath_;  // literals: a scope costs no allocation while tracing is off
     int line_;

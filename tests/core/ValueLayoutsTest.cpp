@@ -15,6 +15,31 @@ using test::Bytes;
 using test::Iota;
 using test::Join;
 
+// Nothing beyond `size` is read: every layout refuses a caller structure
+// shorter than itself and accepts one of exactly its size or longer.
+TEST(CallerToStoredTest, ShortStructuresAreRefused) {
+    struct Case {
+        ParameterId id;
+        std::uint32_t layoutBytes;
+    };
+    const Case cases[] = {{1105, 4}, {2104, 4},   {1114, 164}, {1122, 164}, {1119, 884}, {1123, 324}, {1170, 324},
+                          {1161, 168}, {1162, 72}, {2108, 160}, {2109, 80},  {2122, 32}};
+    for (const Case& c : cases) {
+        std::vector<std::uint8_t> caller(c.layoutBytes + 4, 0x11);
+        const std::vector<std::uint8_t> before = caller;
+        for (std::uint32_t size : {1u, c.layoutBytes - 1}) {
+            EXPECT_EQ(CallerToStored(c.id, caller.data(), size).status, LayoutStatus::InvalidArgument)
+                << c.id << " size " << size;
+        }
+        EXPECT_EQ(caller, before) << c.id;
+        for (std::uint32_t size : {c.layoutBytes, c.layoutBytes + 4}) {
+            EXPECT_EQ(CallerToStored(c.id, caller.data(), size).status, LayoutStatus::Ok) << c.id << " size " << size;
+        }
+    }
+    std::vector<std::uint8_t> word = Bytes({7});
+    EXPECT_EQ(CallerToStored(1105, word.data(), 0).status, LayoutStatus::InvalidArgument);
+}
+
 TEST(CallerToStoredTest, CountedLayoutsRefuseCountsThatDoNotFit) {
     struct Case {
         ParameterId id;
@@ -27,7 +52,9 @@ TEST(CallerToStoredTest, CountedLayoutsRefuseCountsThatDoNotFit) {
         {1156, {7}, 4, false},              {2107, {2, 5, 6}, 12, true},        {2107, {3, 5, 6}, 12, false},
         {2107, {-2, 5, 6}, 12, false},      {2107, {0x40000000}, 4, false},     {2116, {1, 1, 2, 3, 4, 5, 6}, 28, true},
         {2116, {1, 1, 2, 3, 4, 5, 6}, 27, false}, {2116, {-1}, 4, false},       {2105, {5, 0, 0}, 9, true},
-        {2105, {5, 0, 0}, 8, false},        {2105, {-5}, 4, false},             {2105, {0}, 3, false},
+        {2105, {5, 0, 0}, 8, false},        {2105, {0}, 3, false},
+        // The filter byte count is unsigned: a "negative" one is above capacity and cleared.
+        {2105, {-5}, 4, true},
     };
     for (const Case& c : cases) {
         std::vector<std::uint8_t> bytes = Bytes(c.caller);
@@ -64,6 +91,7 @@ TEST(CallerToStoredTest, DrcMetadataAndScalars) {
     std::vector<std::uint8_t> metadata = Bytes(Iota(18, 1));
     EXPECT_EQ(CallerToStored(1162, metadata.data(), 0).words, std::vector<std::int32_t>(18, 0));
     EXPECT_EQ(CallerToStored(1162, metadata.data(), 72).words, Iota(18, 1));
+    EXPECT_EQ(CallerToStored(1162, metadata.data(), 71).status, LayoutStatus::InvalidArgument);
 
     // Every id outside the layouts, the other KRELO ids among them, is a scalar from the first word.
     for (ParameterId id : {1105, 2104, 2106, 2110, 2121, 3002, 999}) {
@@ -109,21 +137,27 @@ TEST(StoredToCallerTest, SizeNegotiation) {
     EXPECT_EQ(size, 4u);
 }
 
-TEST(StoredToCallerTest, PartialOutputModeNeedsOnlyItsHeader) {
-    std::uint32_t size = 123;
-    EXPECT_EQ(StoredToCaller(1156, nullptr, 0, nullptr, &size).status, LayoutStatus::InvalidArgument);
-    EXPECT_EQ(size, 123u);  // a null value leaves the size alone
+TEST(StoredToCallerTest, PartialOutputModeNegotiatesItsWholeValue) {
+    std::vector<std::uint8_t> buffer(20, 0xAA);
+    std::uint32_t size = 20;
+    EXPECT_EQ(StoredToCaller(1156, nullptr, 0, buffer.data(), &size).status, LayoutStatus::InvalidArgument);
+    EXPECT_EQ(size, 20u);  // a null value leaves the size alone, after the buffer was zeroed
+    EXPECT_EQ(buffer, std::vector<std::uint8_t>(20, 0));
 
     const std::vector<std::uint8_t> stored = Bytes({9, 3, 10, 11, 12});
-    std::vector<std::uint8_t> buffer(8, 0xAA);
-    size = 8;
+    for (std::uint32_t small : {0u, 8u, 19u}) {
+        size = small;
+        EXPECT_EQ(StoredToCaller(1156, stored.data(), 20, buffer.data(), &size).status, LayoutStatus::InvalidArgument);
+        EXPECT_EQ(size, 20u) << small;
+    }
+    size = 20;
     EXPECT_EQ(StoredToCaller(1156, stored.data(), 20, buffer.data(), &size).status, LayoutStatus::Ok);
-    EXPECT_EQ(buffer, Bytes({9, 3}));  // v is clipped to the caller's 8 bytes
+    EXPECT_EQ(buffer, stored);
 
     const std::vector<std::uint8_t> none = Bytes({9, 0});
-    size = 1;
+    size = 7;
     EXPECT_EQ(StoredToCaller(1156, none.data(), 8, buffer.data(), &size).status, LayoutStatus::InvalidArgument);
-    EXPECT_EQ(size, 2u);
+    EXPECT_EQ(size, 8u);
 }
 
 TEST(StoredToCallerTest, CompressorTuningHoldsFourRecords) {

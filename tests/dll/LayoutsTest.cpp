@@ -108,19 +108,25 @@ TEST_F(LayoutsTest, FilterConfiguration) {
                         L"to null."));
 }
 
-TEST_F(LayoutsTest, BadCountsAreRefusedAndWriteNothing) {
+TEST_F(LayoutsTest, ShortStructuresAndBadCountsAreRefusedAndWriteNothing) {
     struct Case {
         std::int32_t id;
         std::vector<std::int32_t> caller;
         UINT32 size;
     };
     const Case cases[] = {
-        {1156, {1, 5, 0}, 12}, {1156, {1, -1}, 8},  {2105, {9, 0}, 8},         {2105, {-1}, 4},
+        {1156, {1, 5, 0}, 12}, {1156, {1, -1}, 8},  {2105, {9, 0}, 8},
         {2107, {3, 1, 2}, 12}, {2107, {-3}, 4},     {2116, {1, 1, 2, 3}, 16}, {2116, {0x7FFFFFFF}, 4},
+        // Structures shorter than their layout: only `size` bytes are there to read.
+        {1105, {1}, 3},        {1114, {1}, 4},      {1119, Iota(220, 1), 880}, {1123, Iota(80, 1), 320},
+        {1161, Iota(41, 1), 164}, {1162, Iota(17, 1), 68}, {2108, Iota(39, 1), 156}, {2122, Iota(7, 1), 28},
     };
     for (const Case& c : cases) {
         std::vector<std::uint8_t> caller = Bytes(c.caller);
+        caller.resize(c.size);
+        const std::vector<std::uint8_t> before = caller;
         EXPECT_EQ(dll.Set(handle, c.id, caller.data(), c.size, 3), E_INVALIDARG) << c.id;
+        EXPECT_EQ(caller, before) << c.id;
     }
     EXPECT_EQ(platform.Calls("IPropertyStore::SetValue"), 0);
     EXPECT_EQ(dll.Set(handle, 1114, nullptr, 164, 1), E_INVALIDARG);
@@ -128,6 +134,12 @@ TEST_F(LayoutsTest, BadCountsAreRefusedAndWriteNothing) {
     // 1162 alone takes a null value: eighteen zeros.
     ASSERT_EQ(dll.Set(handle, 1162, nullptr, 0, 1), S_OK);
     EXPECT_EQ(StoredWords(PexTuningKey(65)), std::vector<std::int32_t>(18, 0));
+
+    // The filter byte count is unsigned: a "negative" one is above capacity, cleared and stored empty.
+    std::vector<std::uint8_t> negative = Bytes({-1});
+    ASSERT_EQ(dll.Set(handle, 2105, negative.data(), 4, 1), S_OK);
+    EXPECT_EQ(negative, Bytes({0}));
+    EXPECT_EQ(StoredWords(KreloTuningKey(5)), std::vector<std::int32_t>{0});
 }
 
 TEST_F(LayoutsTest, ReadsNegotiateTheirSize) {

@@ -211,6 +211,20 @@ TEST_F(PPAPIHelperTest, ProbeOfAPin) {
          {{4, L"Modules count: 0, modules size: 0"}}},
         {"size query of 8 MB", {.modules = {kKrelo}}, [](sim::Dsp& dsp) { dsp.SetModuleListSize(8 << 20); },
          {L"1.4.2 2 krelo"}, {{4, L"Modules count: 1, modules size: 156"}}},
+        // Size answers of drivers that report "more data" with the size in the byte count.
+        {"size as more data", {.modules = {kKrelo}},
+         [](sim::Dsp& dsp) { dsp.SetModuleListSizeResult(HRESULT_FROM_WIN32(ERROR_MORE_DATA)); }, {L"1.4.2 2 krelo"}, {}},
+        {"size as insufficient buffer", {.modules = {kKrelo}},
+         [](sim::Dsp& dsp) { dsp.SetModuleListSizeResult(HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER)); },
+         {L"1.4.2 2 krelo"}, {}},
+        {"size as buffer overflow", {.modules = {kKrelo}},
+         [](sim::Dsp& dsp) { dsp.SetModuleListSizeResult(static_cast<HRESULT>(0x80000005)); }, {L"1.4.2 2 krelo"}, {}},
+        {"more data without a size", {.modules = {kKrelo}},
+         [](sim::Dsp& dsp) {
+             dsp.SetModuleListSizeResult(HRESULT_FROM_WIN32(ERROR_MORE_DATA));
+             dsp.SetModuleListSize(0);
+         },
+         {}, {{3, L"Failed to retrieve modules list size! [0x800700ea]" + SystemText(HRESULT_FROM_WIN32(ERROR_MORE_DATA))}}},
         {"count beyond the bytes", {}, [](sim::Dsp& dsp) { dsp.SetModuleListReply(ListReply(156, 5, {kKrelo})); },
          {L"1.4.2 2 krelo"}, {{4, L"Modules count: 5, modules size: 156"}}},
         {"texts without a terminator",

@@ -11,6 +11,7 @@
 #include "DllUnderTest.h"
 #include "LogTextSink.h"
 #include "TraceLogger.h"
+#include "TraceScope.h"
 
 namespace kelix {
 namespace {
@@ -90,6 +91,7 @@ protected:
         recorded = Recorded{};
         SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", nullptr);
     }
+    void TearDown() override { SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", nullptr); }
     static void Enable(TraceLogger& logger, ULONG isEnabled, UCHAR level, ULONGLONG keywords) {
         TraceLogger::EnableCallback(nullptr, isEnabled, level, keywords, 0, nullptr, &logger);
     }
@@ -174,6 +176,46 @@ TEST_F(TraceLoggerTest, FailedRegistrationIsRetriedAndOpensNoEventSource) {
     }
     EXPECT_EQ(recorded.unregisters, 0);
     EXPECT_EQ(recorded.deregisters, 0);
+}
+
+TEST_F(TraceLoggerTest, ScopeEndsWithoutRegistering) {
+    recorded.registerResult = ERROR_ACCESS_DENIED;
+    TraceLogger logger(kFakeApi);
+    { TraceScope scope(logger, kKeywordPexControl, L"x.cpp", 1, L"F"); }
+    EXPECT_EQ(recorded.registers, 1);  // at the scope's start only
+}
+
+// The text sink is a sink beside event tracing: what event tracing and the
+// event log receive is the same with it as without it.
+TEST_F(TraceLoggerTest, TextSinkLeavesEventTracingAsItIs) {
+    wchar_t directory[MAX_PATH], path[MAX_PATH];
+    GetTempPathW(MAX_PATH, directory);
+    GetTempFileNameW(directory, L"snk", 0, path);
+    SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", L"5");
+    SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", path);
+    {
+        TraceLogger logger(kFakeApi);
+        EXPECT_TRUE(logger.IsEnabled(kLevelVerbose, kKeywordPexControl));  // the sink takes every line
+        logger.Write(kLevelError, kKeywordPexControl, L"x.cpp", 1, L"F", L"no listener");
+        EXPECT_TRUE(recorded.events.empty());
+        EXPECT_TRUE(recorded.reports.empty());
+
+        Enable(logger, 1, 4, kKeywordPexControl);
+        logger.Write(kLevelError, kKeywordPexControl, L"x.cpp", 2, L"F", L"error");
+        logger.Write(kLevelVerbose, kKeywordPexControl, L"x.cpp", 3, L"F", L"verbose");
+        ASSERT_EQ(recorded.events.size(), 1u);
+        EXPECT_EQ(recorded.events[0].text, L"[x.cpp:2] F: error");
+        EXPECT_EQ(recorded.reports.size(), 1u);
+    }
+    SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", nullptr);
+    const HANDLE file = CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    char bytes[256] = {};
+    DWORD read = 0;
+    ReadFile(file, bytes, sizeof bytes - 1, &read, nullptr);
+    CloseHandle(file);
+    DeleteFileW(path);
+    EXPECT_STREQ(bytes, "2 [x.cpp:1] F: no listener\n2 [x.cpp:2] F: error\n5 [x.cpp:3] F: verbose\n");
 }
 
 TEST_F(TraceLoggerTest, EventSourceNameFollowsTheProvider) {

@@ -64,10 +64,10 @@ protected:
         UINT32 size = 0;
         std::optional<std::wstring> version;
         EXPECT_EQ(dll.Get(handle, id, nullptr, &size, 1), E_INVALIDARG);
-        std::vector<wchar_t> text(size / 2 + 1, L'#');
-        UINT32 room = size;  // exactly 2 x L: the terminator is copied beyond it
+        std::vector<wchar_t> text(size / 2, L'#');  // exactly what was asked for: the text and its terminator
+        UINT32 room = size;
         if (SUCCEEDED(dll.Get(handle, id, text.data(), &room, 1))) {
-            EXPECT_EQ(room, size);
+            EXPECT_EQ(room, size - 2);
             EXPECT_EQ(text.back(), L'\0');
             version = std::wstring(text.data());
         }
@@ -147,16 +147,23 @@ TEST_F(VersionTest, SizeNegotiationAndFailures) {
     wchar_t* handle = OpenSpeakers();
     wchar_t text[8];
     std::fill(std::begin(text), std::end(text), L'#');
-    UINT32 size = 11;  // 2 x L - 1
-    EXPECT_EQ(dll.Get(handle, 1001, text, &size, 3), E_INVALIDARG);
-    EXPECT_EQ(size, 12u);
-    EXPECT_EQ(text[0], L'#');  // nothing copied
-    EXPECT_EQ(dll.Get(handle, 1001, text, &size, 3), S_OK);  // 2 x L: the terminator is copied too
+    for (UINT32 small : {0u, 11u, 12u, 13u}) {  // up to 2 x L + 1: no room for the text and its terminator
+        UINT32 size = small;
+        EXPECT_EQ(dll.Get(handle, 1001, text, &size, 3), E_INVALIDARG) << small;
+        EXPECT_EQ(size, 14u) << small;
+        EXPECT_EQ(text[0], L'#');  // nothing copied
+    }
+    UINT32 size = 14;
+    EXPECT_EQ(dll.Get(handle, 1001, text, &size, 3), S_OK);
+    EXPECT_EQ(size, 12u);  // the text without its terminator
     EXPECT_STREQ(text, L"pex2.5");
     EXPECT_EQ(text[7], L'#');
 
     // A failing read of a key gives nothing for that key.
     platform.FailMethod("IPolicyConfigVistaClient::GetPropertyValue", E_ACCESSDENIED);
+    size = 1;  // the empty text still needs its terminator
+    EXPECT_EQ(dll.Get(handle, 1001, text, &size, 1), E_INVALIDARG);
+    EXPECT_EQ(size, 2u);
     size = 16;
     EXPECT_EQ(dll.Get(handle, 1001, text, &size, 1), S_OK);
     EXPECT_EQ(size, 0u);

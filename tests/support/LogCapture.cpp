@@ -58,11 +58,17 @@ std::string Dump(const std::vector<LogLine>& lines) {
 }  // namespace
 
 LogCapture::LogCapture(int level) {
+    // A name of this process's own: a tick-based temporary name can meet the
+    // file of a process that just ended, still pending deletion, which the
+    // library then cannot open, and the log would stay empty.
+    static int captures = 0;
     wchar_t directory[MAX_PATH];
-    wchar_t file[MAX_PATH];
     GetTempPathW(MAX_PATH, directory);
-    GetTempFileNameW(directory, L"klx", 0, file);
-    path_ = file;
+    path_ = std::wstring(directory) + L"kelix-log-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+            std::to_wstring(++captures) + L".txt";
+    const HANDLE file = CreateFileW(path_.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                    nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
     SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", std::to_wstring(level).c_str());
     SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", path_.c_str());
 }
