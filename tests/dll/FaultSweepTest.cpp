@@ -171,6 +171,7 @@ TEST(FaultSweepTest, EveryPlatformCallOfASessionFailsInTurn) {
 
     std::string current;
     FaultNote note([&] { return current; });
+    int surfaced = 0;  // replays in which an export answered the injected code
     for (HRESULT injected : kInjected) {
         for (int call = 1; call <= static_cast<int>(calls.size()); ++call) {
             current = "call " + std::to_string(call) + " (" + calls[call - 1] + ") failing with " + Hex(injected);
@@ -182,10 +183,16 @@ TEST(FaultSweepTest, EveryPlatformCallOfASessionFailsInTurn) {
             const std::vector<std::string> replayed = session.Calls();
             ASSERT_GE(replayed.size(), static_cast<size_t>(call));
             EXPECT_TRUE(std::equal(replayed.begin(), replayed.begin() + call, calls.begin())) << "replay diverged";
+            const std::vector<Step>& steps = session.Steps();
+            if (std::any_of(steps.begin(), steps.end(), [&](const Step& step) { return step.hr == injected; })) {
+                ++surfaced;
+            }
         }
     }
-    std::printf("fault sweep: %zu platform calls swept, each failing with 0x8007001F and with E_OUTOFMEMORY\n",
-                calls.size());
+    EXPECT_GT(surfaced, 0);
+    std::printf("fault sweep: %zu platform calls (%zu methods) swept, each failing with 0x8007001F and with "
+                "E_OUTOFMEMORY; the injected code reached the caller in %d of %zu replays\n",
+                calls.size(), std::set<std::string>(calls.begin(), calls.end()).size(), surfaced, 2 * calls.size());
 }
 
 }  // namespace
