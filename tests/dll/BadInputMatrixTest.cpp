@@ -25,9 +25,6 @@
 namespace kelix::test {
 namespace {
 
-constexpr GUID kPexModule = {0xD11B4F61, 0x42FA, 0x43BB, {0x99, 0x7C, 0x8D, 0x2B, 0x02, 0x6D, 0x11, 0xC8}};    // "2.10.0-lite"
-constexpr GUID kKreloModule = {0xCBDD3DB0, 0x85AE, 0x4466, {0xB1, 0x8D, 0x50, 0x4F, 0xD8, 0xE7, 0x08, 0x2B}};  // "1.4.2"
-
 // The FX registrations that make the version queries answer "pex2.5" and "krelo1.0-gaming".
 const PROPERTYKEY kPexFxKey = {{0xD04E05A6, 0x594B, 0x4FB6, {0xA8, 0x0D, 0x01, 0xAF, 0x5E, 0xED, 0x7D, 0x1D}}, 5};
 const PROPERTYKEY kKreloFxKey = {{0xD04E05A6, 0x594B, 0x4FB6, {0xA8, 0x0D, 0x01, 0xAF, 0x5E, 0xED, 0x7D, 0x1D}}, 6};
@@ -146,12 +143,9 @@ protected:
         ASSERT_EQ(installed.Result(), S_OK);
         ASSERT_TRUE(dll.Loaded());
         ASSERT_TRUE(memory.Ready());
-        DescribeEndpoint(speakers, L"{5E1F0A11-0000-4000-8000-00000000A001}", 1, L"Speakers");
         RegisterEffect(kPexFxKey, L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}");
         RegisterEffect(kKreloFxKey, L"{d9916f9d-99f7-11e7-bf21-6c0b849889e1}");
-        dsp = &platform.AddDsp({.modules = {{.id = kPexModule, .type = 1, .name = "pex", .version = "2.10"},
-                                            {.id = kKreloModule, .type = 2, .name = "krelo", .version = "1.4"}}});
-        platform.AttachDsp(speakers, *dsp);
+        dsp = &AttachDspWithBothFamilies(platform, speakers);
         ASSERT_EQ(dll.Open(&open, kSpeakers), S_OK);
         resting = platform.TotalReferences();
         ASSERT_EQ(resting, 3);  // the store and one control per module

@@ -22,9 +22,6 @@
 namespace kelix::test {
 namespace {
 
-constexpr GUID kPexModule = {0xD11B4F61, 0x42FA, 0x43BB, {0x99, 0x7C, 0x8D, 0x2B, 0x02, 0x6D, 0x11, 0xC8}};    // "2.10.0-lite"
-constexpr GUID kKreloModule = {0xCBDD3DB0, 0x85AE, 0x4466, {0xB1, 0x8D, 0x50, 0x4F, 0xD8, 0xE7, 0x08, 0x2B}};  // "1.4.2"
-
 constexpr HRESULT kInjected[] = {static_cast<HRESULT>(0x8007001F), E_OUTOFMEMORY};
 
 // Results a step may give besides S_OK and the injected code, as its path documents them.
@@ -43,10 +40,7 @@ struct Step {
 class Session {
 public:
     Session() {
-        DescribeEndpoint(speakers_, L"{5E1F0A11-0000-4000-8000-00000000A001}", 1, L"Speakers");
-        dsp_ = &platform_.AddDsp({.modules = {{.id = kPexModule, .type = 1, .name = "pex", .version = "2.10"},
-                                              {.id = kKreloModule, .type = 2, .name = "krelo", .version = "1.4"}}});
-        platform_.AttachDsp(speakers_, *dsp_);
+        AttachDspWithBothFamilies(platform_, speakers_);
         // The ieq bands as the store holds them: count, then each array behind its length.
         const std::vector<std::int32_t> words = Join({{3, 20}, Iota(20, 1), {20}, Iota(20, 21)});
         std::vector<LONG> bands(words.begin(), words.end());
@@ -152,7 +146,6 @@ private:
     sim::Platform platform_;
     sim::Endpoint& speakers_ = platform_.AddEndpoint({kSpeakers});
     sim::Installation installed_{platform_};
-    sim::Dsp* dsp_ = nullptr;
     GuardedBuffer memory_;
     HRESULT injected_ = S_OK;
     std::vector<Step> steps_;
