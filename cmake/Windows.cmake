@@ -21,6 +21,7 @@ add_subdirectory(API/Kelix3PexControl)
 add_subdirectory(sim)
 add_subdirectory(tools/pexctl)
 add_subdirectory(bench/dll)
+add_subdirectory(examples/simulated-machine)
 
 if(EXISTS ${KELIX_GTEST_SOURCE}/CMakeLists.txt)
   kelix_add_gtest()

@@ -103,6 +103,16 @@ std::optional<std::vector<BYTE>> Dsp::Parameter(const GUID& module, UINT32 index
     return found->second;
 }
 
+std::vector<std::pair<UINT32, std::vector<BYTE>>> Dsp::Parameters(const GUID& module) const {
+    std::lock_guard lock(mutex_);
+    std::vector<std::pair<UINT32, std::vector<BYTE>>> values;
+    const std::string key = Key(module);
+    for (auto it = parameters_.lower_bound({key, 0}); it != parameters_.end() && it->first.first == key; ++it) {
+        values.emplace_back(it->first.second, it->second);
+    }
+    return values;
+}
+
 void Dsp::SetParameterReplyLength(const GUID& module, UINT32 index, UINT32 length) {
     std::lock_guard lock(mutex_);
     replyLengths_[{Key(module), index}] = length;

@@ -122,6 +122,8 @@ public:
     // zeros in the layout the library expects there (kelix::DefaultDspReply).
     void SetParameter(const GUID& module, UINT32 index, std::vector<BYTE> value);
     std::optional<std::vector<BYTE>> Parameter(const GUID& module, UINT32 index) const;
+    // Every value written to a module, by index in ascending order.
+    std::vector<std::pair<UINT32, std::vector<BYTE>>> Parameters(const GUID& module) const;
     // GET replies of (module, index) carry this length word instead of the stored value's length;
     // the stored bytes follow, then zeros up to that length (at most the value room of the buffer).
     void SetParameterReplyLength(const GUID& module, UINT32 index, UINT32 length);

@@ -1,0 +1,71 @@
+#pragma once
+
+// A simulated machine described in JSON, installed into a Platform, and written back with the
+// values its endpoints and DSP modules hold afterwards, so that successive runs see one machine.
+//
+//   {
+//     "format": 1,
+//     "wrapper": {"<FX slot>": "<version text>"},      values under HKLM\SOFTWARE\Sonavel\Wrapper
+//     "failures": [{"method": "IPropertyStore::SetValue", "hresult": "0x80070005", "times": -1}],
+//     "endpoints": [{
+//       "id": "{0.0.0.00000000}.{...}", "guid": "{...}", "friendlyName": "Speakers",
+//       "formFactor": 1, "flow": "render", "state": "active", "default": true,
+//       "store": "readwrite",                          readwrite | readonly | none
+//       "fx": {"13": "{class id}"},                    FX store values by pid (VT_LPWSTR)
+//       "values": [{"key": "{fmtid},pid", "type": "i4", "value": -6}],
+//                                                      types: i4, ui4, i4vector, blob (hex), text
+//       "dsp": {
+//         "apiVersion": 1,
+//         "modules": [{"id": "{...}", "type": 2, "name": "krelo", "version": "1.4.2",
+//                      "enabled": true, "instantiated": true,
+//                      "parameters": [{"index": 21, "words": [3]}]}],   or "bytes": "hex"
+//         "amd": [{"id": "{...}", "instantiated": true, "parameters": [...]}],
+//         "failures": [{"request": "ParameterSet", "hresult": "0x8007001F", "times": -1}]
+//       }
+//     }]
+//   }
+//
+// Only "id" is required of an endpoint; everything else has the default shown in sim/Endpoint.h
+// and sim/Dsp.h. A profile that does not read is refused whole with a ProfileError naming the
+// field, e.g. "endpoints[1].dsp.modules[0].id: not a GUID", and nothing is installed.
+
+#include <windows.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace sim {
+
+class Platform;
+class RegistryOverride;
+
+class ProfileError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+class MachineProfile {
+public:
+    // Throws ProfileError for text that is not a profile of this format.
+    explicit MachineProfile(std::string_view json);
+    ~MachineProfile();
+    MachineProfile(const MachineProfile&) = delete;
+    MachineProfile& operator=(const MachineProfile&) = delete;
+
+    // Adds the endpoints, their DSPs, stored values and failures to the platform, and the
+    // wrapper values to the registry (which redirects HKEY_LOCAL_MACHINE). Once per profile.
+    // Throws ProfileError for what only the platform refuses (a duplicate id, an unknown method).
+    void Install(Platform& platform, RegistryOverride& registry);
+
+    // The profile with each endpoint's stored values and each module's parameters and enable
+    // state as they are now. Call after Install.
+    std::string Save() const;
+
+private:
+    struct Machine;
+    std::unique_ptr<Machine> machine_;
+};
+
+}  // namespace sim
