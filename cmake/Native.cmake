@@ -1,5 +1,6 @@
-# Native tree: the portable core under ASan and UBSan, with its unit tests,
-# libFuzzer targets and benchmarks.
+# Native tree: the portable core with its unit tests and libFuzzer targets under
+# ASan and UBSan, and its benchmarks. The native-release preset turns the
+# sanitizers off for benchmark numbers.
 option(KELIX_SANITIZE "Build the native tree with ASan and UBSan" ON)
 if(KELIX_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
@@ -14,7 +15,4 @@ add_subdirectory(tests/core)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   add_subdirectory(fuzz)
 endif()
-find_package(benchmark QUIET)
-if(benchmark_FOUND)
-  add_subdirectory(bench)
-endif()
+add_subdirectory(bench)

@@ -1,6 +1,7 @@
 # Windows tree: the DLL, the simulated platform, pexctl and the tests that run
 # them. Cross builds run their programs under Wine through cmake/wine-run.
 enable_language(RC)
+include(cmake/StripInstall.cmake)
 
 if(CMAKE_CROSSCOMPILING)
   set(KELIX_WINEPREFIX ${CMAKE_BINARY_DIR}/wineprefix CACHE PATH "Wine prefix of the test runs")

@@ -137,4 +137,16 @@ std::optional<std::vector<std::uint8_t>> ParameterValueBuffer(std::size_t buffer
     return buffer;
 }
 
+std::span<std::uint8_t> KeptValueBuffer::Fill(std::size_t bufferSize, std::span<const std::uint8_t> value) {
+    if (bufferSize < 4 || bufferSize > kPpParameterBufferSize || value.size() > bufferSize - 4) return {};
+    if (!bytes_) bytes_ = std::make_unique<std::uint8_t[]>(kPpParameterBufferSize);  // zero-filled
+    const std::size_t end = 4 + value.size();
+    if (used_ > end) std::fill(bytes_.get() + end, bytes_.get() + used_, std::uint8_t{0});
+    const auto length = static_cast<std::uint32_t>(value.size());
+    for (int i = 0; i < 4; ++i) bytes_[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(length >> (8 * i));
+    std::copy(value.begin(), value.end(), bytes_.get() + 4);
+    used_ = end;
+    return {bytes_.get(), bufferSize};
+}
+
 }  // namespace kelix

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <vector>
@@ -106,6 +107,21 @@ std::optional<AudioEngineDescriptor> ParseAudioEngineDescriptor(std::span<const 
 // the value length, the value, zeros. Nothing when the value does not fit behind the length.
 std::optional<std::vector<std::uint8_t>> ParameterValueBuffer(std::size_t bufferSize,
                                                              std::span<const std::uint8_t> value);
+
+// The parameter value buffer of parameter writes, kept from one write to the
+// next: Fill gives exactly the bytes of ParameterValueBuffer(bufferSize, value),
+// but allocates the largest buffer once and zeroes only what the previous value
+// occupied. A SET leaves its data buffer as it was sent, which this relies on.
+class KeptValueBuffer {
+public:
+    // The bufferSize bytes to send (at most kPpParameterBufferSize); empty when the
+    // value does not fit behind the length word.
+    std::span<std::uint8_t> Fill(std::size_t bufferSize, std::span<const std::uint8_t> value);
+
+private:
+    std::unique_ptr<std::uint8_t[]> bytes_;
+    std::size_t used_ = 0;  // the leading bytes that may be non-zero
+};
 
 // Little-endian u32 at offset; 0 when the four bytes are not all inside.
 std::uint32_t ReadU32(std::span<const std::uint8_t> bytes, std::size_t offset);

@@ -60,7 +60,9 @@ std::int32_t Word(const std::uint8_t* bytes, std::size_t index) {
 }
 
 void AppendWords(std::vector<std::int32_t>& words, const std::uint8_t* bytes, std::size_t first, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) words.push_back(Word(bytes, first + i));
+    const std::size_t at = words.size();
+    words.resize(at + count);
+    if (count != 0) std::memcpy(words.data() + at, bytes + first * 4, count * 4);
 }
 
 StoredValue Invalid() {
@@ -87,14 +89,16 @@ std::uint32_t CallerBytes(const ArrayLayout& layout) {
 }
 
 StoredValue ArrayToStored(const ArrayLayout& layout, const std::uint8_t* value) {
-    std::vector<std::int32_t> words;
-    words.reserve(layout.count + layout.arrays * (layout.length + 1));
-    std::size_t next = 0;
-    if (layout.count) words.push_back(Word(value, next++));
-    for (std::uint32_t array = 0; array < layout.arrays; ++array) {
-        words.push_back(static_cast<std::int32_t>(layout.length));
-        AppendWords(words, value, next, layout.length);
-        next += layout.length;
+    std::vector<std::int32_t> words(layout.count + layout.arrays * (layout.length + 1));
+    std::int32_t* to = words.data();
+    if (layout.count) {
+        std::memcpy(to++, value, 4);
+        value += 4;
+    }
+    const std::size_t arrayBytes = std::size_t{layout.length} * 4;
+    for (std::uint32_t array = 0; array < layout.arrays; ++array, to += layout.length, value += arrayBytes) {
+        *to++ = static_cast<std::int32_t>(layout.length);
+        std::memcpy(to, value, arrayBytes);
     }
     return Vector(std::move(words));
 }
@@ -212,8 +216,9 @@ StoredValue CallerToStored(ParameterId id, std::uint8_t* value, std::uint32_t si
             if (size < 4) return Invalid();
             const std::int32_t n = Word(value, 0);
             if (!CountFits(n, 4, kRecordWords * 4, size)) return Invalid();
-            std::vector<std::int32_t> words{n};
+            std::vector<std::int32_t> words;
             words.reserve(1 + static_cast<std::size_t>(n) * (kRecordWords + 1));
+            words.push_back(n);
             for (std::int32_t record = 0; record < n; ++record) {
                 words.push_back(static_cast<std::int32_t>(kRecordWords));
                 AppendWords(words, value, 1 + static_cast<std::size_t>(record) * kRecordWords, kRecordWords);

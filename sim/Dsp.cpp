@@ -140,18 +140,20 @@ HRESULT Dsp::KsProperty(const std::wstring& device, bool wave, const void* prope
                         void* data, ULONG dataLength, ULONG* bytesReturned) noexcept {
     try {
         KsRequest request;
-        request.device = device;
         if (property != nullptr) {
             const auto* bytes = static_cast<const BYTE*>(property);
             request.property.assign(bytes, bytes + propertyLength);
         }
-        request.dataLength = dataLength;
-        request.nullData = data == nullptr;
-        if (data != nullptr) {
-            const auto* bytes = static_cast<const BYTE*>(data);
-            request.data.assign(bytes, bytes + dataLength);
-        }
         std::lock_guard lock(mutex_);
+        if (config_.recordRequests) {
+            request.device = device;
+            request.dataLength = dataLength;
+            request.nullData = data == nullptr;
+            if (data != nullptr) {
+                const auto* bytes = static_cast<const BYTE*>(data);
+                request.data.assign(bytes, bytes + dataLength);
+            }
+        }
         ULONG written = 0;
         HRESULT hr;
         if (property == nullptr || bytesReturned == nullptr) {
@@ -164,7 +166,7 @@ HRESULT Dsp::KsProperty(const std::wstring& device, bool wave, const void* prope
         request.result = hr;
         request.bytesReturned = written;
         if (bytesReturned != nullptr) *bytesReturned = written;
-        requests_.push_back(std::move(request));
+        if (config_.recordRequests) requests_.push_back(std::move(request));
         return hr;
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;

@@ -57,6 +57,7 @@ struct DspConfig {
     UINT32 apiVersion = 1;      // reply of the version request
     std::vector<DspModule> modules{};     // the module list, in order
     std::vector<AmdModule> amdModules{};  // rows of the AMD property set; empty: no AMD set
+    bool recordRequests = true;  // false: Requests() stays empty and a request costs no copy of it
 };
 
 // Kinds of request, for failure injection.

@@ -169,7 +169,8 @@ UINT ApoController::GetFormFactor(const wchar_t* deviceId) {
     }
     PropVariantClear(&value);
     UINT override = 0;
-    hr = store->GetValue(ToPropertyKey(LookupParameter(kParameterFormFactorOverride).key), &value);
+    static const PROPERTYKEY overrideKey = ToPropertyKey(LookupParameter(kParameterFormFactorOverride).key);
+    hr = store->GetValue(overrideKey, &value);
     if (hr == S_OK && value.vt != VT_EMPTY) {
         override = value.ulVal;
         KELIX_LOG(kLevelInformation, kFunction, L"FormFactorOverride = [%d]", override);

@@ -2,7 +2,9 @@
 
 #include <cstring>
 #include <map>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "BstrOwner.h"
@@ -11,6 +13,7 @@
 #include "SonavelDspKrelo.h"
 #include "TraceLogger.h"
 #include "TraceScope.h"
+#include "core/DeviceIdOrder.h"
 #include "core/DspParameterTables.h"
 #include "core/DspValueShaping.h"
 #include "core/FxTables.h"
@@ -26,9 +29,11 @@ constexpr wchar_t kLogSourcePath[] = L"API\\Kelix3PexControl\\DspController.cpp"
 constexpr INT32 kNoModule = -10;
 constexpr wchar_t kPexModuleVersion[] = L"2.10.0-lite";
 
-// Opened devices: device id -> (PEX module index, KRELO module index).
-std::map<std::wstring, std::pair<INT32, INT32>>& OpenedDevices() {
-    static std::map<std::wstring, std::pair<INT32, INT32>> devices;
+// Opened devices: device id -> (PEX module index, KRELO module index). Looked
+// up by the caller's text as it is: a lookup makes no string.
+using DeviceTable = std::map<std::wstring, std::pair<INT32, INT32>, DeviceIdLess>;
+DeviceTable& OpenedDevices() {
+    static DeviceTable devices;
     return devices;
 }
 
@@ -75,7 +80,7 @@ HRESULT DspController::Open(const wchar_t* deviceId) {
         KELIX_LOG(kLevelWarning, kFunction, L"RefreshModules of DSP failed: [0x%.8x]%s", KELIX_HR(hr));
         return hr;
     }
-    if (OpenedDevices().contains(deviceId)) {
+    if (OpenedDevices().contains(std::wstring_view(deviceId))) {
         KELIX_LOG(kLevelInformation, kFunction, L"DSP module for device[%s] is already opened.", deviceId);
         return hr;
     }
@@ -108,14 +113,17 @@ HRESULT DspController::Open(const wchar_t* deviceId) {
 HRESULT DspController::Close(const wchar_t* deviceId) {
     constexpr wchar_t kFunction[] = L"DspController::Close";
     KELIX_TRACE_SCOPE(kFunction);
-    if (OpenedDevices().erase(deviceId) == 0) {
+    const auto device = OpenedDevices().find(std::wstring_view(deviceId));
+    if (device == OpenedDevices().end()) {
         KELIX_LOG(kLevelWarning, kFunction, L"DSP module for device[%s] is not opened.", deviceId);
+    } else {
+        OpenedDevices().erase(device);
     }
     return S_OK;
 }
 
 DspFamilies DspController::Families(const wchar_t* deviceId) {
-    const auto device = OpenedDevices().find(deviceId);
+    const auto device = OpenedDevices().find(std::wstring_view(deviceId));
     if (device == OpenedDevices().end()) return {};
     return {device->second.first != kNoModule, device->second.second != kNoModule};
 }
@@ -123,7 +131,7 @@ DspFamilies DspController::Families(const wchar_t* deviceId) {
 HRESULT DspController::SelectModule(const wchar_t* deviceId, ParameterId id) {
     constexpr wchar_t kFunction[] = L"DspController::SelectModule";
     KELIX_TRACE_SCOPE(kFunction);
-    const auto device = OpenedDevices().find(deviceId);
+    const auto device = OpenedDevices().find(std::wstring_view(deviceId));
     if (device == OpenedDevices().end()) {
         KELIX_LOG(kLevelWarning, kFunction, L"DSP module for device[%s] is not opened.", deviceId);
         return E_FAIL;
@@ -149,12 +157,12 @@ HRESULT DspController::SetParameter(const wchar_t* deviceId, ParameterId id, con
     CSonavelDspKrelo& dsp = CSonavelDspKrelo::Instance();
     if (IsPexId(id)) dsp.SetFormFactor(formFactor);  // every PEX write pushes the form factor first
 
-    std::vector<std::uint8_t> bytes;
-    if (value.vt == VT_I4) {
-        bytes.resize(4);
-        std::memcpy(bytes.data(), &value.lVal, 4);
-    } else {
-        bytes = ReshapeBlobForDsp(id, value.blob.pBlobData, value.blob.cbSize, dsp.SelectedIsVersion100());
+    // A scalar goes as its own four bytes; only a blob is reshaped into a copy.
+    std::vector<std::uint8_t> reshaped;
+    std::span<const std::uint8_t> bytes(reinterpret_cast<const std::uint8_t*>(&value.lVal), 4);
+    if (value.vt == VT_BLOB) {
+        reshaped = ReshapeBlobForDsp(id, value.blob.pBlobData, value.blob.cbSize, dsp.SelectedIsVersion100());
+        bytes = reshaped;
     }
     if (id == 1002 || id == 2002) {
         // A bypass of 0 enables the module, any other value disables it.

@@ -12,7 +12,7 @@ PropertyStoreTable& PropertyStoreTable::Instance() {
 }
 
 IPropertyStore* PropertyStoreTable::Find(const wchar_t* deviceId) const {
-    const auto entry = stores_.find(deviceId);
+    const auto entry = stores_.find(std::wstring_view(deviceId));
     return entry == stores_.end() ? nullptr : entry->second.Get();
 }
 
@@ -21,7 +21,7 @@ void PropertyStoreTable::Insert(const wchar_t* deviceId, Microsoft::WRL::ComPtr<
 }
 
 IPropertyStore* PropertyStoreTable::Remove(const wchar_t* deviceId) {
-    const auto entry = stores_.find(deviceId);
+    const auto entry = stores_.find(std::wstring_view(deviceId));
     if (entry == stores_.end()) return nullptr;
     IPropertyStore* address = entry->second.Get();
     stores_.erase(entry);

@@ -8,6 +8,9 @@
 
 #include <map>
 #include <string>
+#include <string_view>
+
+#include "core/DeviceIdOrder.h"
 
 namespace kelix {
 
@@ -28,7 +31,8 @@ public:
     static PropertyStoreTable& Instance();
 
 private:
-    std::map<std::wstring, Microsoft::WRL::ComPtr<IPropertyStore>> stores_;
+    // Looked up by the caller's text as it is: a lookup makes no string.
+    std::map<std::wstring, Microsoft::WRL::ComPtr<IPropertyStore>, DeviceIdLess> stores_;
 };
 
 }  // namespace kelix

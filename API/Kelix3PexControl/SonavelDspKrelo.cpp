@@ -1,5 +1,6 @@
 #include "SonavelDspKrelo.h"
 
+#include <array>
 #include <cstring>
 #include <memory>
 #include <span>
@@ -141,15 +142,15 @@ HRESULT CSonavelDspKrelo::SetModuleParam(ModuleEntry& module, UINT32 index, cons
     // A value that does not fit behind the length word, or a missing one, is refused.
     const size_t bufferSize = module.IsAmd != 0 ? kAmdParameterBufferSize : kPpParameterBufferSize;
     if (data == nullptr && size != 0) return E_INVALIDARG;
-    auto value = ParameterValueBuffer(bufferSize, std::span<const std::uint8_t>(data, size));
-    if (!value) return E_INVALIDARG;
+    const std::span<std::uint8_t> value = valueBuffer_.Fill(bufferSize, std::span<const std::uint8_t>(data, size));
+    if (value.empty()) return E_INVALIDARG;
     const HRESULT hr =
         module.IsAmd != 0
             ? SendKsProperty(module.KsControl,
                              AmdParameterRequest(kKsPropertySet, ToPortableGuid(module.ModuleId), module.ModuleType, index),
-                             value->data(), static_cast<ULONG>(value->size()))
+                             value.data(), static_cast<ULONG>(value.size()))
             : SendKsProperty(module.KsControl, PpModuleParameterRequest(kKsPropertySet, AddressOf(module), index, 1),
-                             value->data(), static_cast<ULONG>(value->size()));
+                             value.data(), static_cast<ULONG>(value.size()));
     if (FAILED(hr)) KELIX_LOG(kLevelWarning, kFunction, L"Failed to set PP module parameter!: [0x%.8x]%s", KELIX_HR(hr));
     return hr;
 }
@@ -164,7 +165,7 @@ HRESULT CSonavelDspKrelo::GetModuleParam(BYTE* buffer, UINT32 index) {
                             PpModuleParameterRequest(kKsPropertyGet, AddressOf(*module), index, ReadTrailingByte(index)),
                             buffer, kModuleReplySize);
     } else {
-        std::vector<std::uint8_t> scratch(kAmdParameterBufferSize, 0);
+        std::array<std::uint8_t, kAmdParameterBufferSize> scratch{};
         hr = SendKsProperty(module->KsControl,
                             AmdParameterRequest(kKsPropertyGet, ToPortableGuid(module->ModuleId), module->ModuleType, index),
                             scratch.data(), static_cast<ULONG>(scratch.size()));

@@ -53,6 +53,8 @@ private:
     HRESULT ForEachSelected(Operation operation);
     HRESULT SetModuleParam(ModuleEntry& module, UINT32 index, const BYTE* data, UINT32 size);
     HRESULT SetModuleEnable(ModuleEntry& module, UINT32 enable);
+
+    KeptValueBuffer valueBuffer_;  // the value buffer of every parameter write
 };
 
 // Validates a DSP parameter index against a module version's short-name list,

@@ -102,6 +102,10 @@ TEST(PpApiRequestTest, ValueBuffersAndSmallReplies) {
     EXPECT_TRUE(ParameterValueBuffer(kAmdParameterBufferSize, std::span(large).first(4092)).has_value());
     EXPECT_FALSE(ParameterValueBuffer(kAmdParameterBufferSize, std::span(large).first(4093)).has_value());
 
+    KeptValueBuffer kept;
+    EXPECT_TRUE(kept.Fill(kPpParameterBufferSize, large).empty());
+    EXPECT_TRUE(kept.Fill(kAmdParameterBufferSize, std::span(large).first(4093)).empty());
+
     const auto descriptor = ParseAudioEngineDescriptor(Hex("00 00 00 00 07 00 00 00 02 00 00 00"));
     ASSERT_TRUE(descriptor.has_value());
     EXPECT_EQ(descriptor->offloadPinId, 7u);
@@ -110,6 +114,33 @@ TEST(PpApiRequestTest, ValueBuffersAndSmallReplies) {
     EXPECT_EQ(ReadU32(Hex("01 02 03 04 05"), 1), 0x05040302u);
     EXPECT_EQ(ReadU32(Hex("01 02 03 04 05"), 2), 0u);
     EXPECT_EQ(ReadU32(Hex("01 02 03 04 05"), 9), 0u);
+}
+
+// A kept buffer sends what a fresh one would, whatever the value before it left behind.
+TEST(PpApiRequestTest, KeptValueBufferMatchesAFreshBufferAfterEveryValue) {
+    struct Step {
+        const char* name;
+        std::size_t bufferSize;
+        std::size_t valueBytes;
+    };
+    const Step steps[] = {
+        {"long value", kPpParameterBufferSize, 1000},
+        {"shorter value", kPpParameterBufferSize, 4},
+        {"empty value", kPpParameterBufferSize, 0},
+        {"largest value", kPpParameterBufferSize, 64000},
+        {"AMD value after the largest", kAmdParameterBufferSize, 8},
+        {"largest AMD value", kAmdParameterBufferSize, 4092},
+        {"short value after an AMD one", kPpParameterBufferSize, 12},
+    };
+    KeptValueBuffer kept;
+    std::uint8_t fill = 0;
+    for (const Step& step : steps) {
+        const std::vector<std::uint8_t> value(step.valueBytes, ++fill);
+        const std::span<std::uint8_t> sent = kept.Fill(step.bufferSize, value);
+        const auto fresh = ParameterValueBuffer(step.bufferSize, value);
+        ASSERT_TRUE(fresh.has_value()) << step.name;
+        EXPECT_TRUE(std::equal(sent.begin(), sent.end(), fresh->begin(), fresh->end())) << step.name;
+    }
 }
 
 // A reply: header words, then descriptors (type, id, name, version), then `extra` stray bytes.

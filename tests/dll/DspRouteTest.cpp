@@ -130,6 +130,20 @@ TEST_F(DspRouteTest, PexWriteSendsFormFactorThenValue) {
                         L"Set pex_nelp-endpoint-form-facotr: 1"));
 }
 
+// Writes share one value buffer: a short value after a long one goes out with
+// zeros where the long one was, exactly as in a buffer of its own.
+TEST_F(DspRouteTest, ShortWriteAfterALongOneSendsZerosBehindIt) {
+    ASSERT_EQ(SetBlob(2116, Words({2, 6, 1, 2, 3, 4, 5, 6, 6, 7, 8, 9, 10, 11, 12})), S_OK);
+    std::int32_t gain = 3;
+    ASSERT_EQ(dll.Set(handle, 2104, &gain, 4, 2), S_OK);
+    const std::vector<sim::KsRequest> requests = dsp->Requests();
+    ASSERT_EQ(requests.size(), 2u);
+    const sim::KsRequest& shortWrite = requests[1];
+    ASSERT_EQ(shortWrite.data.size(), 64004u);
+    EXPECT_EQ(Bytes8(shortWrite.data.begin(), shortWrite.data.begin() + 8), Cat({U32(4), Words({3})}));
+    EXPECT_EQ(std::count(shortWrite.data.begin() + 8, shortWrite.data.end(), 0), 64004 - 8);
+}
+
 TEST_F(DspRouteTest, KreloBlobsAreReshaped) {
     struct Case {
         std::int32_t id;
