@@ -101,6 +101,8 @@ HRESULT MethodTable::Enter(std::string_view method) noexcept {
     if (found == records_.end()) return E_UNEXPECTED;  // a simulated method outside the table: a bug here
     Record& record = found->second;
     ++record.calls;
+    if (recording_) sequence_.emplace_back(method);
+    if (callsUntilFailure_ > 0 && --callsUntilFailure_ == 0) return callFailure_;
     if (record.remaining == 0) return S_OK;
     if (record.skip > 0) {
         --record.skip;
@@ -128,6 +130,27 @@ void MethodTable::Clear() {
         record.remaining = 0;
         record.skip = 0;
     }
+    callsUntilFailure_ = 0;
+    callFailure_ = S_OK;
+}
+
+void MethodTable::SetRecording(bool on) {
+    std::lock_guard lock(mutex_);
+    recording_ = on;
+    if (on) sequence_.clear();
+}
+
+std::vector<std::string> MethodTable::Recorded() const {
+    std::lock_guard lock(mutex_);
+    return sequence_;
+}
+
+void MethodTable::FailCall(int call, HRESULT hr) {
+    if (call < 1) throw std::invalid_argument("call counts from 1");
+    if (SUCCEEDED(hr)) throw std::invalid_argument("an injected failure must be a failure HRESULT");
+    std::lock_guard lock(mutex_);
+    callsUntilFailure_ = call;
+    callFailure_ = hr;
 }
 
 std::vector<std::string> MethodTable::Called() const {

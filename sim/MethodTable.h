@@ -30,6 +30,14 @@ public:
     // The methods called at least once, in table order.
     std::vector<std::string> Called() const;
 
+    // Every call in order, by method name, while recording is on (switching it on starts a
+    // new sequence); a fault sweep replays a scenario once per recorded call.
+    void SetRecording(bool on);
+    std::vector<std::string> Recorded() const;
+    // The call-th call from now (1: the next one), whatever its method, fails with hr, before
+    // any failure injected by method name. Clear removes it.
+    void FailCall(int call, HRESULT hr);
+
     static bool Known(std::string_view method);
 
 private:
@@ -44,6 +52,10 @@ private:
 
     mutable std::mutex mutex_;
     std::map<std::string, Record, std::less<>> records_;
+    bool recording_ = false;
+    std::vector<std::string> sequence_;
+    int callsUntilFailure_ = 0;  // 0: no failure by position
+    HRESULT callFailure_ = S_OK;
 };
 
 }  // namespace sim

@@ -45,7 +45,13 @@ void Platform::FailMethodCall(const std::string& method, int call, HRESULT hr) {
     state_->methods.Fail(method, hr, 1, call - 1);
 }
 
+void Platform::FailCall(int call, HRESULT hr) { state_->methods.FailCall(call, hr); }
+
 void Platform::ClearFailures() { state_->methods.Clear(); }
+
+void Platform::RecordCalls(bool on) { state_->methods.SetRecording(on); }
+
+std::vector<std::string> Platform::RecordedCalls() const { return state_->methods.Recorded(); }
 
 int Platform::Calls(const std::string& method) const { return state_->methods.Calls(method); }
 

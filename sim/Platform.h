@@ -60,7 +60,13 @@ public:
     void FailMethod(const std::string& method, HRESULT hr, int times = -1);
     // Only the call-th call of method from now on (1: the next one) fails with hr.
     void FailMethodCall(const std::string& method, int call, HRESULT hr);
+    // Only the call-th platform call from now (1: the next one) fails with hr, whatever its method.
+    void FailCall(int call, HRESULT hr);
     void ClearFailures();
+    // Records every platform call from now on, by method name in call order, until
+    // RecordCalls(false); each RecordCalls(true) starts a new record.
+    void RecordCalls(bool on);
+    std::vector<std::string> RecordedCalls() const;
     // How often a method was called (failed calls included). Throws for an unknown name.
     int Calls(const std::string& method) const;
     // The methods called at least once, e.g. to make each call of a sequence fail in turn.

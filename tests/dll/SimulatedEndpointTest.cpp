@@ -18,6 +18,16 @@ PROPERTYKEY KreloTuningKey(DWORD pid) {
     return {{0x5510C7AB, 0xDFC2, 0x40D0, {0xA9, 0x8B, 0x5F, 0x77, 0xF6, 0x97, 0x00, 0x5E}}, pid};
 }
 
+sim::Dsp& AttachDspWithBothFamilies(sim::Platform& platform, sim::Endpoint& speakers) {
+    constexpr GUID kPex = {0xD11B4F61, 0x42FA, 0x43BB, {0x99, 0x7C, 0x8D, 0x2B, 0x02, 0x6D, 0x11, 0xC8}};
+    constexpr GUID kKrelo = {0xCBDD3DB0, 0x85AE, 0x4466, {0xB1, 0x8D, 0x50, 0x4F, 0xD8, 0xE7, 0x08, 0x2B}};
+    DescribeEndpoint(speakers, L"{5E1F0A11-0000-4000-8000-00000000A001}", 1, L"Speakers");
+    sim::Dsp& dsp = platform.AddDsp({.modules = {{.id = kPex, .type = 1, .name = "pex", .version = "2.10"},
+                                                 {.id = kKrelo, .type = 2, .name = "krelo", .version = "1.4"}}});
+    platform.AttachDsp(speakers, dsp);
+    return dsp;
+}
+
 void SimulatedEndpointTest::SetUp() {
     ASSERT_EQ(installed.Result(), S_OK);
     ASSERT_TRUE(dll.Loaded());

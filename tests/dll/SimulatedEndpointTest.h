@@ -35,6 +35,10 @@ PROPERTYKEY KreloTuningKey(DWORD pid);
 
 using sim::DescribeEndpoint;
 
+// Describes the speakers (form factor 1) and attaches a DSP that carries both families: a PEX
+// module ("pex", "2.10.0-lite") and a KRELO module ("krelo", "1.4.2").
+sim::Dsp& AttachDspWithBothFamilies(sim::Platform& platform, sim::Endpoint& speakers);
+
 class SimulatedEndpointTest : public testing::Test {
 protected:
     void SetUp() override;

@@ -1,0 +1,484 @@
+// The bad-input matrix: the exports called with handles, parameter ids, flags,
+// pointers and sizes at their edges, on an endpoint whose DSP carries a PEX
+// and a KRELO module. Every caller buffer ends where a no-access page begins,
+// and callers are honest: the size given is the size provided. Each call must
+// give a documented result, leave no byte changed that it may not change,
+// negotiate the size the value needs, write the store only when the value was
+// accepted, and leave the references on the simulated objects as they were.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <vector>
+
+#include "GuardedBuffer.h"
+#include "SimulatedEndpointTest.h"
+#include "core/DspParameterTables.h"
+#include "core/ParameterCatalogue.h"
+#include "core/ParameterFamily.h"
+
+namespace kelix::test {
+namespace {
+
+// The FX registrations that make the version queries answer "pex2.5" and "krelo1.0-gaming".
+const PROPERTYKEY kPexFxKey = {{0xD04E05A6, 0x594B, 0x4FB6, {0xA8, 0x0D, 0x01, 0xAF, 0x5E, 0xED, 0x7D, 0x1D}}, 5};
+const PROPERTYKEY kKreloFxKey = {{0xD04E05A6, 0x594B, 0x4FB6, {0xA8, 0x0D, 0x01, 0xAF, 0x5E, 0xED, 0x7D, 0x1D}}, 6};
+
+constexpr UINT32 kFlags[] = {0, 1, 2, 3, 4, 0x80000001, 0xFFFFFFFF};
+constexpr BYTE kSentinel = 0xCD;
+
+enum class Handle { Null, Open, NeverOpened };
+constexpr Handle kHandles[] = {Handle::Null, Handle::Open, Handle::NeverOpened};
+const char* NameOf(Handle handle) {
+    switch (handle) {
+        case Handle::Null: return "null";
+        case Handle::Open: return "open";
+        case Handle::NeverOpened: return "never opened";
+    }
+    return "?";
+}
+
+bool InCatalogue(INT32 id) { return ParameterCatalogue().contains(id); }
+bool OnDspRoute(INT32 id) { return LookupDspRoute(id).has_value(); }
+
+// Ids at the edges of the families and of their special ids, and every id of the catalogue and
+// of the DSP route.
+std::vector<INT32> MatrixIds() {
+    std::set<INT32> ids = {INT_MIN, -1, 0, INT_MAX, 1006, 1007, 1008, 2004, 2005, 2006};
+    for (INT32 id = 999; id <= 1003; ++id) ids.insert(id);
+    for (INT32 id = 1998; id <= 2003; ++id) ids.insert(id);
+    for (INT32 id = 2998; id <= 3000; ++id) ids.insert(id);
+    for (const auto& row : ParameterCatalogue()) ids.insert(row.first);
+    for (INT32 id = 1001; id <= 2998; ++id) {
+        if (OnDspRoute(id)) ids.insert(id);
+    }
+    return {ids.begin(), ids.end()};
+}
+
+// An honest caller structure of id as the public header documents it; counted layouts carry a
+// small count.
+std::vector<BYTE> Structure(INT32 id) {
+    switch (id) {
+        case 1003:
+        case 2003: return std::vector<BYTE>(8, 0x11);
+        case 1114:
+        case 1122: return Bytes(Join({{3}, Iota(40, 1)}));
+        case 1119: return Bytes(Join({{3}, Iota(220, 1)}));
+        case 1123:
+        case 1170: return Bytes(Join({{3}, Iota(80, 1)}));
+        case 1156: return Bytes({7, 3, 1, 2, 3});  // first, n, v[n]
+        case 1161: return Bytes(Iota(42, 1));
+        case 1162: return Bytes(Iota(18, 1));
+        case 2105: return {5, 0, 0, 0, 1, 2, 3, 4, 5};  // N, then N bytes
+        case 2107: return Bytes({3, 1, 2, 3});
+        case 2108: return Bytes(Iota(40, 1));
+        case 2109: return Bytes(Iota(20, 1));
+        case 2116: return Bytes(Join({{2}, Iota(12, 1)}));  // n, n records of six
+        case 2122: return Bytes(Iota(8, 1));
+        default: return Bytes({id % 97 + 1});
+    }
+}
+
+// What a read needs where the documentation says so. Store route: the caller structure, 100
+// bytes for the compressor tuning, the version text and its terminator (2L + 2). DSP route: text
+// answers (length + 1) x 2, words 4, information blocks and the structures of 1114 and 1123.
+std::optional<UINT32> StoreNeed(Handle handle, INT32 id) {
+    if (id == 1001) return handle == Handle::Open ? 14 : 2;  // "pex2.5"; the headset has no effect: ""
+    if (id == 2001) return handle == Handle::Open ? 32 : 2;  // "krelo1.0-gaming"
+    if (handle != Handle::Open || !InCatalogue(id) || id == 2105) return std::nullopt;
+    if (id == 2116) return 100;
+    return static_cast<UINT32>(Structure(id).size());
+}
+std::optional<UINT32> DspNeed(INT32 id) {
+    switch (id) {
+        case 1001: return 24;  // "2.10.0-lite"
+        case 2001: return 12;  // "1.4.2"
+        case 1006:
+        case 2004: return 78;  // "{xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}"
+        case 1007: return 8;   // "pex"
+        case 2005: return 12;  // "krelo"
+        case 1002:
+        case 1008:
+        case 2002:
+        case 2006:
+        case 2128: return 4;
+        case 1114: return 164;
+        case 1123: return 324;
+        case 2125: return 720;  // a "1.4.2" module
+        case 2126: return 80;
+        case 2127: return 352;
+        default: return std::nullopt;
+    }
+}
+
+std::vector<UINT32> SizesAround(UINT32 need) {
+    std::set<UINT32> sizes = {0, 1, 3, 4, 5, need, need + 1, GuardedBuffer::kRoom};
+    if (need > 0) sizes.insert(need - 1);
+    return {sizes.begin(), sizes.end()};
+}
+
+using Results = std::set<HRESULT>;
+
+std::string Text(const Results& results) {
+    std::string text;
+    for (HRESULT hr : results) text += (text.empty() ? "" : " or ") + Hex(hr);
+    return text;
+}
+
+// What one read through one route does with a null buffer: the size it negotiates, or the
+// result it gives whatever the buffer.
+struct Probe {
+    HRESULT hr = S_OK;
+    std::optional<UINT32> need;
+};
+
+class BadInputMatrixTest : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(installed.Result(), S_OK);
+        ASSERT_TRUE(dll.Loaded());
+        ASSERT_TRUE(memory.Ready());
+        RegisterEffect(kPexFxKey, L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}");
+        RegisterEffect(kKreloFxKey, L"{d9916f9d-99f7-11e7-bf21-6c0b849889e1}");
+        dsp = &AttachDspWithBothFamilies(platform, speakers);
+        ASSERT_EQ(dll.Open(&open, kSpeakers), S_OK);
+        resting = platform.TotalReferences();
+        ASSERT_EQ(resting, 3);  // the store and one control per module
+    }
+    void TearDown() override {
+        if (open != nullptr) {
+            EXPECT_EQ(dll.Close(open), S_OK);
+        }
+        std::printf("bad-input matrix: %ld calls\n", calls);
+    }
+
+    void RegisterEffect(const PROPERTYKEY& key, const wchar_t* classId) {
+        PROPVARIANT value;
+        PropVariantInit(&value);
+        value.vt = VT_LPWSTR;
+        value.pwszVal = const_cast<wchar_t*>(classId);
+        ASSERT_EQ(speakers.SetFxValue(key, value), S_OK);
+    }
+
+    wchar_t* HandleOf(Handle handle) {
+        switch (handle) {
+            case Handle::Null: return nullptr;
+            case Handle::Open: return open;
+            case Handle::NeverOpened: return neverOpened.data();
+        }
+        return nullptr;
+    }
+
+    // Honest values for every catalogue id in the store and every DSP scalar on its module, so
+    // that reads have something to read.
+    void SeedValues() {
+        for (const auto& row : ParameterCatalogue()) {
+            std::vector<BYTE> value = Structure(row.first);
+            ASSERT_EQ(dll.Set(open, row.first, value.data(), static_cast<UINT32>(value.size()), 1), S_OK) << row.first;
+        }
+        for (INT32 id : MatrixIds()) {
+            if (!OnDspRoute(id) || Structure(id).size() != 4 || DspNeed(id)) continue;
+            std::vector<BYTE> value = Structure(id);
+            if (dll.Set(open, id, value.data(), 4, 2) == S_OK) dspScalars.insert(id);
+        }
+        dsp->ClearRequests();
+    }
+
+    // Checks common to every call, with the call's description for failure messages.
+    void AfterCall(const std::string& what, int storeWrites, bool dspReached) {
+        ++calls;
+        EXPECT_EQ(platform.TotalReferences(), resting) << what << ": references not back at rest";
+        EXPECT_EQ(platform.Calls("IPropertyStore::SetValue") - setValues, storeWrites) << what << ": store writes";
+        if (!dspReached) {
+            EXPECT_EQ(platform.Calls("IKsControl::KsProperty"), ksCalls) << what << ": sent to the DSP";
+        }
+        setValues = platform.Calls("IPropertyStore::SetValue");
+        ksCalls = platform.Calls("IKsControl::KsProperty");
+    }
+    void Mark() {
+        setValues = platform.Calls("IPropertyStore::SetValue");
+        ksCalls = platform.Calls("IKsControl::KsProperty");
+    }
+
+    sim::Platform platform;
+    sim::Endpoint& speakers = platform.AddEndpoint({kSpeakers});
+    sim::Endpoint& headset = platform.AddEndpoint({kHeadset});
+    sim::Installation installed{platform};
+    DllUnderTest dll;
+    GuardedBuffer memory;
+    sim::Dsp* dsp = nullptr;
+    wchar_t* open = nullptr;
+    std::wstring neverOpened = kHeadset;
+    std::set<INT32> dspScalars;
+    long resting = 0;
+    long calls = 0;
+    int setValues = 0;
+    int ksCalls = 0;
+    std::string current;  // the case under way, for a fault report
+    FaultNote note{[this] { return current; }};
+};
+
+TEST_F(BadInputMatrixTest, SetPexParam) {
+    for (INT32 id : MatrixIds()) {
+        const std::vector<BYTE> structure = Structure(id);
+        const auto need = static_cast<UINT32>(structure.size());
+        for (Handle handle : kHandles) {
+            for (UINT32 flags : kFlags) {
+                for (UINT32 size : SizesAround(need)) {
+                    for (bool withValue : {false, true}) {
+                        BYTE* value = withValue ? memory.End(size) : nullptr;
+                        if (value != nullptr) {
+                            std::memset(value, 0x5A, size);
+                            std::memcpy(value, structure.data(), std::min(size, need));
+                        }
+                        const std::vector<BYTE> before(value, value + (value != nullptr ? size : 0));
+                        std::ostringstream what;
+                        what << "SetPexParam(" << NameOf(handle) << ", " << id << ", " << (withValue ? "value" : "null")
+                             << ", " << size << ", 0x" << std::hex << flags << ")";
+                        current = what.str();
+                        Mark();
+                        const HRESULT hr = dll.Set(HandleOf(handle), id, value, size, flags);
+
+                        const bool store = (flags & 1) != 0, toDsp = (flags & 2) != 0;
+                        const bool direct = IsDirectRequestId(id);
+                        const bool honest = direct ? size == 8 && value != nullptr && toDsp
+                                                   : (value != nullptr && size >= need) ||
+                                                         (id == 1162 && (value == nullptr || size == 0));
+                        Results expected;
+                        if (handle == Handle::Null) expected = {E_INVALIDARG};
+                        else if (direct) expected = !honest ? Results{E_INVALIDARG}
+                                                    : handle == Handle::Open ? Results{S_OK} : Results{E_FAIL};
+                        else if (!honest) expected = store || toDsp ? Results{E_INVALIDARG} : Results{S_OK, E_INVALIDARG};
+                        else if (!store && !toDsp) expected = {S_OK};
+                        else if (toDsp) expected = handle == Handle::Open && OnDspRoute(id) && need == 4
+                                                       ? Results{S_OK, E_INVALIDARG} : Results{E_INVALIDARG};
+                        else expected = handle == Handle::Open && InCatalogue(id) ? Results{S_OK} : Results{E_FAIL};
+                        EXPECT_TRUE(expected.contains(hr)) << current << " gave " << Hex(hr) << ", documented " << Text(expected);
+                        if (value != nullptr) {
+                            EXPECT_TRUE(std::equal(before.begin(), before.end(), value)) << current << ": caller's bytes changed";
+                        }
+                        const bool written = handle == Handle::Open && !direct && honest && store && InCatalogue(id);
+                        AfterCall(current, written ? 1 : 0, handle != Handle::Null && honest && toDsp);
+                    }
+                }
+                dsp->ClearRequests();
+            }
+        }
+    }
+    EXPECT_GE(calls, 10000);
+}
+
+TEST_F(BadInputMatrixTest, SetPexVariantParam) {
+    // The values: a null pointer, types the DSP route refuses, a word, and blobs at the edges
+    // of the caller structure and of a module's 64000-byte value, their bytes against the guard.
+    enum class Kind { NullPointer, Empty, Text, Vector, Word, Blob, NullBlobData };
+    for (INT32 id : MatrixIds()) {
+        const std::vector<BYTE> structure = Structure(id);
+        struct Value {
+            Kind kind;
+            UINT32 size;
+        };
+        std::vector<Value> values = {{Kind::NullPointer, 0}, {Kind::Empty, 0}, {Kind::Text, 0}, {Kind::Vector, 0},
+                                     {Kind::Word, 0}, {Kind::NullBlobData, 0}, {Kind::NullBlobData, 4}};
+        for (UINT32 size : SizesAround(static_cast<UINT32>(structure.size()))) values.push_back({Kind::Blob, size});
+        for (UINT32 size : {64000u, 64001u}) values.push_back({Kind::Blob, size});
+        for (Handle handle : kHandles) {
+            for (UINT32 flags : kFlags) {
+                for (const Value& v : values) {
+                    PROPVARIANT variant;
+                    PropVariantInit(&variant);
+                    LONG words[3] = {1, 2, 3};
+                    wchar_t text[] = L"12";
+                    switch (v.kind) {
+                        case Kind::NullPointer:
+                        case Kind::Empty: break;
+                        case Kind::Text: variant.vt = VT_LPWSTR; variant.pwszVal = text; break;
+                        case Kind::Vector: variant.vt = VT_VECTOR | VT_I4; variant.cal.cElems = 3; variant.cal.pElems = words; break;
+                        case Kind::Word: variant.vt = VT_I4; variant.lVal = 1; break;
+                        case Kind::NullBlobData: variant.vt = VT_BLOB; variant.blob.cbSize = v.size; break;
+                        case Kind::Blob: {
+                            BYTE* bytes = memory.End(v.size);
+                            std::memset(bytes, 0, v.size);
+                            std::memcpy(bytes, structure.data(), std::min<size_t>(v.size, structure.size()));
+                            variant.vt = VT_BLOB;
+                            variant.blob.cbSize = v.size;
+                            variant.blob.pBlobData = bytes;
+                            break;
+                        }
+                    }
+                    std::ostringstream what;
+                    what << "SetPexVariantParam(" << NameOf(handle) << ", " << id << ", vt " << variant.vt << " kind "
+                         << static_cast<int>(v.kind) << " size " << v.size << ", 0x" << std::hex << flags << ")";
+                    current = what.str();
+                    Mark();
+                    const HRESULT hr =
+                        dll.SetVariant(HandleOf(handle), id, v.kind == Kind::NullPointer ? nullptr : &variant, flags);
+
+                    const bool store = (flags & 1) != 0, toDsp = (flags & 2) != 0;
+                    const bool dspTakes = v.kind == Kind::Word || v.kind == Kind::Blob ||
+                                          (v.kind == Kind::NullBlobData && v.size == 0);
+                    Results expected;
+                    if (handle == Handle::Null || v.kind == Kind::NullPointer) expected = {E_INVALIDARG};
+                    else if (!store && !toDsp) expected = {S_OK};
+                    else if (toDsp) expected = handle == Handle::Open && OnDspRoute(id) && dspTakes
+                                                   ? Results{S_OK, E_INVALIDARG} : Results{E_INVALIDARG};
+                    else expected = handle == Handle::Open && InCatalogue(id) ? Results{S_OK} : Results{E_FAIL};
+                    EXPECT_TRUE(expected.contains(hr)) << current << " gave " << Hex(hr) << ", documented " << Text(expected);
+                    const bool written = handle == Handle::Open && v.kind != Kind::NullPointer && store && InCatalogue(id);
+                    AfterCall(current, written ? 1 : 0, handle != Handle::Null && v.kind != Kind::NullPointer && toDsp);
+                }
+                dsp->ClearRequests();
+            }
+        }
+    }
+    EXPECT_GE(calls, 10000);
+}
+
+TEST_F(BadInputMatrixTest, GetPexParam) {
+    SeedValues();
+    // One read through one route with a null buffer: E_INVALIDARG with a size is a negotiation.
+    auto probe = [&](wchar_t* handle, INT32 id, UINT32 flags) {
+        UINT32 size = 0;
+        current = "probe " + std::to_string(id) + " flags " + std::to_string(flags);
+        Probe p;
+        p.hr = dll.Get(handle, id, nullptr, &size, flags);
+        if (p.hr == E_INVALIDARG && size != 0) p.need = size;
+        EXPECT_TRUE(Results({S_OK, E_INVALIDARG, E_FAIL}).contains(p.hr)) << current << " gave " << Hex(p.hr);
+        if (SUCCEEDED(p.hr)) {
+            EXPECT_EQ(size, 0u) << current << ": success reports more than a null buffer holds";
+        }
+        return p;
+    };
+    for (INT32 id : MatrixIds()) {
+        for (Handle handle : {Handle::Open, Handle::NeverOpened}) {
+            const Probe store = probe(HandleOf(handle), id, 1);
+            const Probe toDsp = probe(HandleOf(handle), id, 2);
+            if (const auto need = StoreNeed(handle, id)) {
+                EXPECT_EQ(store.need, need) << NameOf(handle) << " store read of " << id << " negotiates";
+            }
+            const std::optional<UINT32> dspNeed = dspScalars.contains(id) ? std::optional<UINT32>(4) : DspNeed(id);
+            if (handle == Handle::Open && dspNeed) {
+                EXPECT_EQ(toDsp.need, dspNeed) << "DSP read of " << id << " negotiates";
+            }
+        }
+        for (Handle handle : kHandles) {
+            const Probe store = handle == Handle::Null ? Probe{} : probe(HandleOf(handle), id, 1);
+            const Probe toDsp = handle == Handle::Null ? Probe{} : probe(HandleOf(handle), id, 2);
+            Mark();
+            std::set<UINT32> sizes;
+            for (const Probe* route : {&store, &toDsp}) {
+                for (UINT32 size : SizesAround(route->need.value_or(4))) sizes.insert(size);
+            }
+            struct Shape {
+                bool buffer;
+                bool sizePointer;
+                UINT32 size;
+            };
+            std::vector<Shape> shapes = {{false, false, 0}, {true, false, 0}};
+            for (UINT32 size : sizes) {
+                shapes.push_back({false, true, size});
+                shapes.push_back({true, true, size});
+            }
+            for (UINT32 flags : kFlags) {
+                for (const Shape& shape : shapes) {
+                    BYTE* buffer = shape.buffer ? memory.End(shape.size) : nullptr;
+                    if (buffer != nullptr) std::memset(buffer, kSentinel, shape.size);
+                    UINT32 size = shape.size;
+                    std::ostringstream what;
+                    what << "GetPexParam(" << NameOf(handle) << ", " << id << ", " << (shape.buffer ? "buffer" : "null")
+                         << ", " << (shape.sizePointer ? std::to_string(shape.size) : "null size") << ", 0x" << std::hex
+                         << flags << ")";
+                    current = what.str();
+                    const HRESULT hr = dll.Get(HandleOf(handle), id, buffer, shape.sizePointer ? &size : nullptr, flags);
+
+                    // The documented outcome, route by route: a negotiating route refuses a buffer
+                    // below its need with E_INVALIDARG and the need, and fills one that holds it;
+                    // any other gives its own result whatever the buffer.
+                    const bool useStore = (flags & 1) != 0;
+                    const bool useDsp = (flags & 2) != 0 && !(useStore && IsVersionQueryId(id));
+                    HRESULT documented = S_OK;
+                    std::optional<UINT32> negotiated;
+                    if (handle == Handle::Null || !shape.sizePointer) documented = E_INVALIDARG;
+                    for (const auto& [used, route] : {std::pair{useStore, &store}, std::pair{useDsp, &toDsp}}) {
+                        if (documented != S_OK || !used) continue;
+                        if (!route->need) documented = route->hr;
+                        else if (!shape.buffer || shape.size < *route->need) {
+                            documented = E_INVALIDARG;
+                            negotiated = route->need;
+                        }
+                    }
+                    EXPECT_EQ(hr, documented) << current << " gave " << Hex(hr) << ", documented " << Hex(documented);
+                    if (negotiated) {
+                        EXPECT_EQ(size, *negotiated) << current << ": the size it needs";
+                    }
+                    if (SUCCEEDED(hr) && shape.sizePointer) {
+                        EXPECT_LE(size, shape.size) << current << ": reports more than the buffer holds";
+                    }
+                    const bool storeFilled = useStore && store.need && useDsp;
+                    if (shape.sizePointer && ((!useStore && !useDsp) || (FAILED(hr) && !negotiated && !storeFilled))) {
+                        EXPECT_EQ(size, shape.size) << current << ": size changed";
+                    }
+                    if (buffer != nullptr) {
+                        UINT32 kept = SUCCEEDED(hr) && (useStore || useDsp) ? std::min(size, shape.size) : 0;
+                        // With both routes the store's value stays in the buffer when the DSP
+                        // route then fails or leaves the buffer alone, as documented.
+                        if (storeFilled && store.need && shape.size >= *store.need) kept = shape.size;
+                        for (UINT32 i = kept; i < shape.size; ++i) {
+                            if (buffer[i] == kSentinel || (buffer[i] == 0 && (useStore || useDsp))) continue;
+                            ADD_FAILURE() << current << ": byte " << i << " written beyond the " << kept << " reported";
+                            break;
+                        }
+                    }
+                    AfterCall(current, 0, true);
+                }
+                dsp->ClearRequests();
+            }
+        }
+    }
+    EXPECT_GE(calls, 10000);
+}
+
+TEST_F(BadInputMatrixTest, OpenAndClose) {
+    // Handles of one endpoint share its state: closing any closes the store for all. With none
+    // open, only the module entries' controls stay referenced.
+    ASSERT_EQ(dll.Close(open), S_OK);
+    open = nullptr;
+    resting = platform.References("IKsControl");
+    // Ids an enumerator does not know fail as it says; the handle is written only on success.
+    wchar_t* const untouched = reinterpret_cast<wchar_t*>(static_cast<uintptr_t>(0xBAADF00D));
+    const struct {
+        const wchar_t* id;
+        Results expected;
+    } opens[] = {
+        {nullptr, {S_OK}},  // the default render endpoint: the speakers
+        {kSpeakers, {S_OK}},
+        {kHeadset, {S_OK}},  // no DSP: opens all the same
+        {L"", {HRESULT_FROM_WIN32(ERROR_NOT_FOUND)}},
+        {L"{0.0.0.00000000}.{unknown}", {HRESULT_FROM_WIN32(ERROR_NOT_FOUND)}},
+    };
+    for (const auto& o : opens) {
+        current = "OpenPexControl";
+        wchar_t* handle = untouched;
+        const HRESULT hr = dll.Open(&handle, o.id);
+        EXPECT_TRUE(o.expected.contains(hr)) << Hex(hr);
+        if (FAILED(hr)) {
+            EXPECT_EQ(handle, untouched);
+        } else {
+            EXPECT_EQ(dll.Close(handle), S_OK);
+        }
+        ++calls;
+        EXPECT_EQ(platform.TotalReferences(), resting);
+    }
+    EXPECT_EQ(dll.Open(nullptr, kSpeakers), E_INVALIDARG);
+    EXPECT_EQ(dll.Close(nullptr), E_INVALIDARG);
+    calls += 2;
+    EXPECT_EQ(platform.TotalReferences(), resting);
+}
+
+}  // namespace
+}  // namespace kelix::test
