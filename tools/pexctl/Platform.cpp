@@ -121,6 +121,9 @@ HRESULT Session::Close() {
     return hr;
 }
 
+// Far above every value a parameter can hold (the largest, a module reply, is 64,000 bytes).
+constexpr std::uint32_t kLargestValue = 1u << 20;
+
 ReadResult Read(wchar_t* handle, const kelix::ParameterDescription& parameter, UINT32 route) {
     ReadResult result;
     // Start from the structure's own size; counted layouts and texts learn theirs from the first answer.
@@ -132,6 +135,12 @@ ReadResult Read(wchar_t* handle, const kelix::ParameterDescription& parameter, U
         UINT32 answered = size;
         result.hr = GetPexParam(handle, parameter.id, size != 0 ? result.bytes.data() : nullptr, &answered, route);
         if (result.hr == E_INVALIDARG && answered > size) {
+            // A value that asks for more than any layout holds is one the store keeps in
+            // another shape (a scalar under an array id, say): a failed read, not an allocation.
+            if (answered > kLargestValue) {
+                result.bytes.clear();
+                return result;
+            }
             size = answered;  // the needed size: grow and read again
             continue;
         }
