@@ -9,19 +9,6 @@
 namespace kelix {
 namespace {
 
-std::vector<std::int32_t> Words(const std::uint8_t* bytes, std::uint32_t size) {
-    std::vector<std::int32_t> words(size / 4);
-    if (!words.empty()) std::memcpy(words.data(), bytes, words.size() * 4);
-    return words;
-}
-
-std::vector<std::uint8_t> WithTail(const std::vector<std::int32_t>& words, const std::uint8_t* blob, std::uint32_t size) {
-    std::vector<std::uint8_t> bytes(words.size() * 4 + size % 4);
-    if (!words.empty()) std::memcpy(bytes.data(), words.data(), words.size() * 4);
-    if (size % 4 != 0) std::memcpy(bytes.data() + words.size() * 4, blob + size / 4 * 4, size % 4);
-    return bytes;
-}
-
 std::uint32_t ReadU32(const std::uint8_t* bytes) {
     std::uint32_t word;
     std::memcpy(&word, bytes, 4);
@@ -89,42 +76,72 @@ bool RebuildCallerStructure(ParameterId id, const std::uint8_t* reply, std::uint
 
 }  // namespace
 
-std::vector<std::uint8_t> ReshapeBlobForDsp(ParameterId id, const std::uint8_t* blob, std::uint32_t size,
-                                            bool moduleIsVersion100) {
-    if (blob == nullptr) size = 0;
+std::uint32_t ReshapeBlobForDsp(ParameterId id, const std::uint8_t* blob, std::uint32_t size, bool moduleIsVersion100,
+                                std::uint8_t* into) {
+    if (blob == nullptr || size == 0) return 0;
+    const std::uint32_t words = size / 4;
+    std::uint8_t* to = into;
+    const auto wordsFrom = [&](std::uint32_t first, std::uint32_t count) {
+        std::memcpy(to, blob + std::size_t{first} * 4, std::size_t{count} * 4);
+        to += std::size_t{count} * 4;
+    };
     switch (id) {
         case 2108: {  // [k, ...]: drop k, then the word at position k
-            std::vector<std::int32_t> words = Words(blob, size);
-            if (words.empty()) break;
-            const std::int32_t k = words.front();
-            words.erase(words.begin());
-            if (k >= 0 && static_cast<std::size_t>(k) < words.size()) words.erase(words.begin() + k);
-            return WithTail(words, blob, size);
+            if (words == 0) break;
+            const std::int32_t k = static_cast<std::int32_t>(ReadU32(blob));
+            if (k >= 0 && static_cast<std::uint32_t>(k) < words - 1) {
+                wordsFrom(1, static_cast<std::uint32_t>(k));
+                wordsFrom(static_cast<std::uint32_t>(k) + 2, words - 2 - static_cast<std::uint32_t>(k));
+            } else {
+                wordsFrom(1, words - 1);
+            }
+            break;
         }
         case 2116: {  // [n, (6, six words) x n]: drop each record's length word
-            std::vector<std::int32_t> words = Words(blob, size);
-            if (words.empty()) break;
-            const std::int32_t n = words.front();
-            std::size_t position = 1;
-            for (std::int32_t record = 0; record < n && position < words.size(); ++record, position += 6) {
-                words.erase(words.begin() + static_cast<std::ptrdiff_t>(position));
+            if (words == 0) break;
+            const std::int32_t n = static_cast<std::int32_t>(ReadU32(blob));
+            std::memcpy(to, blob, 4);  // n
+            to += 4;
+            std::uint32_t position = 1;
+            for (std::int32_t record = 0; record < n && position < words; ++record, position += 7) {
+                if (words - position > 6) {  // a whole record
+                    std::memcpy(to, blob + (std::size_t{position} + 1) * 4, 24);
+                    to += 24;
+                } else {
+                    wordsFrom(position + 1, words - position - 1);
+                }
             }
-            return WithTail(words, blob, size);
+            if (position < words) wordsFrom(position, words - position);
+            break;
         }
         case 2109:
         case 2122:
-            if (size >= 4) return std::vector<std::uint8_t>(blob + 4, blob + size);
-            return {};
+            if (size < 4) return 0;
+            std::memcpy(into, blob + 4, size - 4);
+            return size - 4;
         case 2107:
             if (moduleIsVersion100) {
-                if (size >= 4) return std::vector<std::uint8_t>(blob + 4, blob + size);
-                return {};
+                if (size < 4) return 0;
+                std::memcpy(into, blob + 4, size - 4);
+                return size - 4;
             }
-            break;
+            [[fallthrough]];
         default:
-            break;
+            std::memcpy(into, blob, size);
+            return size;
     }
-    return std::vector<std::uint8_t>(blob, blob + size);
+    if (size % 4 != 0) {  // the bytes after the last whole word go as they are
+        std::memcpy(to, blob + std::size_t{words} * 4, size % 4);
+        to += size % 4;
+    }
+    return static_cast<std::uint32_t>(to - into);
+}
+
+std::vector<std::uint8_t> ReshapeBlobForDsp(ParameterId id, const std::uint8_t* blob, std::uint32_t size,
+                                            bool moduleIsVersion100) {
+    std::vector<std::uint8_t> bytes(blob != nullptr ? size : 0);
+    bytes.resize(ReshapeBlobForDsp(id, blob, size, moduleIsVersion100, bytes.data()));
+    return bytes;
 }
 
 std::optional<std::array<int, 3>> ParseModuleVersion(std::wstring_view text) {

@@ -16,6 +16,11 @@ namespace kelix {
 // The bytes sent for a VT_BLOB value: 2108 drops its count k and the word at
 // position k after it, 2116 the length word of each record, 2109 and 2122
 // their first word, 2107 its count on a "1.0.0" module; others go as they are.
+// They are never more than the blob's: `into` has room for `size` bytes, and
+// the count written is returned.
+std::uint32_t ReshapeBlobForDsp(ParameterId id, const std::uint8_t* blob, std::uint32_t size, bool moduleIsVersion100,
+                                std::uint8_t* into);
+// The same, into a vector of their own.
 std::vector<std::uint8_t> ReshapeBlobForDsp(ParameterId id, const std::uint8_t* blob, std::uint32_t size,
                                             bool moduleIsVersion100);
 

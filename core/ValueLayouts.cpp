@@ -1,7 +1,6 @@
 #include "core/ValueLayouts.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
 namespace kelix {
@@ -59,23 +58,27 @@ std::int32_t Word(const std::uint8_t* bytes, std::size_t index) {
     return word;
 }
 
-void AppendWords(std::vector<std::int32_t>& words, const std::uint8_t* bytes, std::size_t first, std::size_t count) {
-    const std::size_t at = words.size();
-    words.resize(at + count);
-    if (count != 0) std::memcpy(words.data() + at, bytes + first * 4, count * 4);
+std::int32_t* PutWords(std::int32_t* to, const std::uint8_t* bytes, std::size_t first, std::size_t count) {
+    if (count != 0) std::memcpy(to, bytes + first * 4, count * 4);
+    return to + count;
 }
 
-StoredValue Invalid() {
-    StoredValue stored;
-    stored.status = LayoutStatus::InvalidArgument;
-    return stored;
+StoredShape Invalid() {
+    StoredShape shape;
+    shape.status = LayoutStatus::InvalidArgument;
+    return shape;
 }
 
-StoredValue Vector(std::vector<std::int32_t> words) {
-    StoredValue stored;
-    stored.scalar = false;
-    stored.words = std::move(words);
-    return stored;
+StoredShape Vector(std::uint64_t words) {
+    StoredShape shape;
+    shape.scalar = false;
+    shape.wordCount = static_cast<std::uint32_t>(words);
+    return shape;
+}
+
+// Words of a filter configuration's N bytes, the last one zero-padded.
+std::uint32_t FilterDataWords(std::uint32_t n) {
+    return (n + 3) / 4;
 }
 
 // A count-sized layout: `headerBytes` of header, then `count` items of `itemBytes`.
@@ -88,9 +91,11 @@ std::uint32_t CallerBytes(const ArrayLayout& layout) {
     return (static_cast<std::uint32_t>(layout.count) + layout.arrays * layout.length) * 4;
 }
 
-StoredValue ArrayToStored(const ArrayLayout& layout, const std::uint8_t* value) {
-    std::vector<std::int32_t> words(layout.count + layout.arrays * (layout.length + 1));
-    std::int32_t* to = words.data();
+std::uint32_t StoredWords(const ArrayLayout& layout) {
+    return static_cast<std::uint32_t>(layout.count) + layout.arrays * (layout.length + 1);
+}
+
+void ArrayToStored(const ArrayLayout& layout, const std::uint8_t* value, std::int32_t* to) {
     if (layout.count) {
         std::memcpy(to++, value, 4);
         value += 4;
@@ -100,7 +105,6 @@ StoredValue ArrayToStored(const ArrayLayout& layout, const std::uint8_t* value) 
         *to++ = static_cast<std::int32_t>(layout.length);
         std::memcpy(to, value, arrayBytes);
     }
-    return Vector(std::move(words));
 }
 
 // Copies from the stored bytes to the caller's bytes, clipped to both.
@@ -153,18 +157,15 @@ void ArrayToCaller(const ArrayLayout& layout, const BoundedCopy& copy, std::uint
 
 }  // namespace
 
-StoredValue CallerToStored(ParameterId id, std::uint8_t* value, std::uint32_t size) {
+StoredShape MeasureStored(ParameterId id, std::uint8_t* value, std::uint32_t size) {
     if (id == kDrcMetadata) {
-        std::vector<std::int32_t> words(kDrcMetadataWords, 0);
-        if (value == nullptr || size == 0) return Vector(std::move(words));
-        if (size < kDrcMetadataWords * 4) return Invalid();
-        std::memcpy(words.data(), value, kDrcMetadataWords * 4);
-        return Vector(std::move(words));
+        if (value != nullptr && size != 0 && size < kDrcMetadataWords * 4) return Invalid();
+        return Vector(kDrcMetadataWords);
     }
     if (value == nullptr) return Invalid();
     if (const ArrayLayout* layout = FindArrayLayout(id)) {
         if (size < CallerBytes(*layout)) return Invalid();
-        return ArrayToStored(*layout, value);
+        return Vector(StoredWords(*layout));
     }
 
     switch (id) {
@@ -172,18 +173,11 @@ StoredValue CallerToStored(ParameterId id, std::uint8_t* value, std::uint32_t si
             if (size < 8) return Invalid();
             const std::int32_t n = Word(value, 1);
             if (!CountFits(n, 8, 4, size)) return Invalid();
-            std::vector<std::int32_t> words{Word(value, 0), n};
-            AppendWords(words, value, 2, static_cast<std::uint32_t>(n));
-            return Vector(std::move(words));
+            return Vector(2 + std::uint64_t{static_cast<std::uint32_t>(n)});
         }
-        case kInitInfo: {  // head[10]; tail[32], stored with the tail's length between them
+        case kInitInfo:  // head[10]; tail[32], stored with the tail's length between them
             if (size < (kInitInfoHead + kInitInfoTail) * 4) return Invalid();
-            std::vector<std::int32_t> words;
-            AppendWords(words, value, 0, kInitInfoHead);
-            words.push_back(static_cast<std::int32_t>(kInitInfoTail));
-            AppendWords(words, value, kInitInfoHead, kInitInfoTail);
-            return Vector(std::move(words));
-        }
+            return Vector(kInitInfoHead + 1 + kInitInfoTail);
         case kFilterConfig: {  // byte count N (unsigned); N bytes, stored zero-padded to whole words
             if (size < 4) return Invalid();
             std::uint32_t n;
@@ -196,42 +190,88 @@ StoredValue CallerToStored(ParameterId id, std::uint8_t* value, std::uint32_t si
             } else if (std::uint64_t{n} + 4 > size) {
                 return Invalid();
             }
-            const auto dataWords = static_cast<std::size_t>(std::ceil(n * 0.25));
-            std::vector<std::int32_t> words(dataWords + 1, 0);
-            words[0] = static_cast<std::int32_t>(n);
-            if (n > 0) std::memcpy(words.data() + 1, value + 4, n);
-            StoredValue stored = Vector(std::move(words));
-            stored.filterCleared = cleared;
-            return stored;
+            StoredShape shape = Vector(1 + FilterDataWords(n));
+            shape.filterCleared = cleared;
+            return shape;
         }
         case kOptimizerGains: {  // n; v[n]
             if (size < 4) return Invalid();
             const std::int32_t n = Word(value, 0);
             if (!CountFits(n, 4, 4, size)) return Invalid();
-            std::vector<std::int32_t> words{n};
-            AppendWords(words, value, 1, static_cast<std::uint32_t>(n));
-            return Vector(std::move(words));
+            return Vector(1 + std::uint64_t{static_cast<std::uint32_t>(n)});
         }
         case kCompressorTuning: {  // n; n records of six words, stored each behind its length
             if (size < 4) return Invalid();
             const std::int32_t n = Word(value, 0);
             if (!CountFits(n, 4, kRecordWords * 4, size)) return Invalid();
-            std::vector<std::int32_t> words;
-            words.reserve(1 + static_cast<std::size_t>(n) * (kRecordWords + 1));
-            words.push_back(n);
-            for (std::int32_t record = 0; record < n; ++record) {
-                words.push_back(static_cast<std::int32_t>(kRecordWords));
-                AppendWords(words, value, 1 + static_cast<std::size_t>(record) * kRecordWords, kRecordWords);
-            }
-            return Vector(std::move(words));
+            return Vector(1 + std::uint64_t{static_cast<std::uint32_t>(n)} * (kRecordWords + 1));
         }
         default: {
             if (size < 4) return Invalid();
-            StoredValue stored;
-            stored.value = Word(value, 0);
-            return stored;
+            StoredShape shape;
+            shape.value = Word(value, 0);
+            return shape;
         }
     }
+}
+
+void WriteStored(ParameterId id, const std::uint8_t* value, std::uint32_t size, std::int32_t* words) {
+    if (id == kDrcMetadata) {
+        if (value == nullptr || size == 0) {
+            std::fill_n(words, kDrcMetadataWords, 0);
+        } else {
+            PutWords(words, value, 0, kDrcMetadataWords);
+        }
+        return;
+    }
+    if (const ArrayLayout* layout = FindArrayLayout(id)) {
+        ArrayToStored(*layout, value, words);
+        return;
+    }
+    switch (id) {
+        case kPartialOutputMode:
+            PutWords(words, value, 0, 2 + std::size_t{static_cast<std::uint32_t>(Word(value, 1))});
+            break;
+        case kInitInfo:
+            words = PutWords(words, value, 0, kInitInfoHead);
+            *words++ = static_cast<std::int32_t>(kInitInfoTail);
+            PutWords(words, value, kInitInfoHead, kInitInfoTail);
+            break;
+        case kFilterConfig: {
+            const std::int32_t n = Word(value, 0);  // at most the capacity here: a larger count was cleared
+            words[0] = n;
+            const std::uint32_t dataWords = FilterDataWords(static_cast<std::uint32_t>(n));
+            if (dataWords != 0) {
+                words[dataWords] = 0;  // the padding of the last word
+                std::memcpy(words + 1, value + 4, static_cast<std::size_t>(n));
+            }
+            break;
+        }
+        case kOptimizerGains:
+            PutWords(words, value, 0, 1 + std::size_t{static_cast<std::uint32_t>(Word(value, 0))});
+            break;
+        case kCompressorTuning: {
+            const std::int32_t n = Word(value, 0);
+            *words++ = n;
+            for (std::int32_t record = 0; record < n; ++record) {
+                *words++ = static_cast<std::int32_t>(kRecordWords);
+                words = PutWords(words, value, 1 + static_cast<std::size_t>(record) * kRecordWords, kRecordWords);
+            }
+            break;
+        }
+        default:
+            break;
+    }
+}
+
+StoredValue CallerToStored(ParameterId id, std::uint8_t* value, std::uint32_t size) {
+    StoredValue stored;
+    static_cast<StoredShape&>(stored) = MeasureStored(id, value, size);
+    if (stored.status == LayoutStatus::Ok && !stored.scalar) {
+        stored.words.resize(stored.wordCount);
+        WriteStored(id, value, size, stored.words.data());
+    }
+    return stored;
 }
 
 CopyResult StoredToCaller(ParameterId id, const std::uint8_t* data, std::uint32_t dataBytes, std::uint8_t* buffer,
@@ -313,8 +353,16 @@ CopyResult StoredToCaller(ParameterId id, const std::uint8_t* data, std::uint32_
                 result.status = LayoutStatus::OutOfMemory;
                 break;
             }
+            // Four records always fit the buffer (need); a stored value that holds
+            // every record whole is copied without clipping.
+            const bool whole = n > 0 && (1 + std::uint64_t{static_cast<std::uint32_t>(n)} * (kRecordWords + 1)) * 4 <= s;
             for (std::int32_t record = 0; record < n; ++record) {
-                copy.Words(4 + record * kRecordWords * 4, record * (kRecordWords + 1) + 2, kRecordWords);
+                const std::uint32_t to = 4 + record * kRecordWords * 4, from = record * (kRecordWords + 1) + 2;
+                if (whole) {
+                    std::memcpy(buffer + to, data + from * 4, kRecordWords * 4);
+                } else {
+                    copy.Words(to, from, kRecordWords);
+                }
             }
             break;
         }

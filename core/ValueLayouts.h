@@ -20,12 +20,14 @@ enum class LayoutStatus {
     OutOfMemory,      // a compressor tuning with more records than the caller structure holds
 };
 
-// Caller bytes -> stored value.
-struct StoredValue {
+// Caller bytes -> stored value, in two steps so that the words can go straight
+// into storage the caller owns: MeasureStored checks the caller's bytes and
+// says what they make, WriteStored writes the words.
+struct StoredShape {
     LayoutStatus status = LayoutStatus::Ok;
     bool scalar = true;                        // a scalar is stored as VT_I4, everything else as a VT_I4 vector
     std::int32_t value = 0;                    // the scalar
-    std::vector<std::int32_t> words;           // the vector
+    std::uint32_t wordCount = 0;               // the vector's length in words
     std::optional<std::int32_t> filterCleared; // 2105 above capacity: the byte count asked for
 };
 
@@ -38,6 +40,16 @@ struct StoredValue {
 // otherwise the counted bytes must lie within `size`. A null value is
 // refused, except by 1162, which stores 18 zero words for a null value or a
 // size of 0.
+StoredShape MeasureStored(ParameterId id, std::uint8_t* value, std::uint32_t size);
+
+// Writes the `wordCount` words of a vector that MeasureStored accepted, from
+// the same `value` and `size`.
+void WriteStored(ParameterId id, const std::uint8_t* value, std::uint32_t size, std::int32_t* words);
+
+// Both steps, into a vector of its own.
+struct StoredValue : StoredShape {
+    std::vector<std::int32_t> words;
+};
 StoredValue CallerToStored(ParameterId id, std::uint8_t* value, std::uint32_t size);
 
 // Stored value -> caller bytes. `data` and `dataBytes` are the stored value's

@@ -2,18 +2,15 @@
 
 #include <objbase.h>
 
-#include <cstring>
-
 namespace kelix {
 
-HRESULT InitInt32VectorPropVariant(const std::vector<std::int32_t>& words, PROPVARIANT* value) {
+HRESULT InitInt32VectorPropVariant(std::uint32_t count, PROPVARIANT* value) {
     PropVariantInit(value);
-    const size_t bytes = words.size() * sizeof(std::int32_t);
+    const size_t bytes = size_t{count} * sizeof(LONG);
     auto* elements = static_cast<LONG*>(CoTaskMemAlloc(bytes != 0 ? bytes : 1));
     if (elements == nullptr) return E_OUTOFMEMORY;
-    if (bytes != 0) std::memcpy(elements, words.data(), bytes);
     value->vt = VT_VECTOR | VT_I4;
-    value->cal.cElems = static_cast<ULONG>(words.size());
+    value->cal.cElems = count;
     value->cal.pElems = elements;
     return S_OK;
 }

@@ -1,5 +1,5 @@
-// A VT_VECTOR | VT_I4 PROPVARIANT from 32-bit words, allocated with
-// CoTaskMemAlloc so that PropVariantClear frees it. The library's own
+// A VT_VECTOR | VT_I4 PROPVARIANT of `count` elements for the caller to fill,
+// allocated with CoTaskMemAlloc so that PropVariantClear frees it. The library's own
 // equivalent of InitPropVariantFromInt32Vector, which not every platform the
 // DLL runs on implements.
 #pragma once
@@ -8,10 +8,9 @@
 #include <propidl.h>
 
 #include <cstdint>
-#include <vector>
 
 namespace kelix {
 
-HRESULT InitInt32VectorPropVariant(const std::vector<std::int32_t>& words, PROPVARIANT* value);
+HRESULT InitInt32VectorPropVariant(std::uint32_t count, PROPVARIANT* value);
 
 }  // namespace kelix

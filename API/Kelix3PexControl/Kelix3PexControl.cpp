@@ -74,14 +74,19 @@ HRESULT FromLayoutStatus(LayoutStatus status) {
 
 // Caller bytes -> PROPVARIANT: VT_I4 for a scalar, a VT_I4 vector for the array layouts.
 HRESULT ConvertParameterToPropVariant(ParameterId id, void* value, UINT32 size, PROPVARIANT* out) {
-    const StoredValue stored = CallerToStored(id, static_cast<std::uint8_t*>(value), size);
+    auto* bytes = static_cast<std::uint8_t*>(value);
+    const StoredShape stored = MeasureStored(id, bytes, size);
     if (stored.filterCleared) {
         KELIX_LOG(kLevelError, L"`anonymous-namespace'::ConvertParameterToPropVariant",
                   L"Filter config is too large to set, capacity = %d bytes, asked = %d. Clear filter config to null.",
                   static_cast<int>(kFilterConfigCapacity), *stored.filterCleared);
     }
     if (stored.status != LayoutStatus::Ok) return FromLayoutStatus(stored.status);
-    if (!stored.scalar) return InitInt32VectorPropVariant(stored.words, out);
+    if (!stored.scalar) {  // the words go straight into the PROPVARIANT's own elements
+        const HRESULT hr = InitInt32VectorPropVariant(stored.wordCount, out);
+        if (SUCCEEDED(hr)) WriteStored(id, bytes, size, reinterpret_cast<std::int32_t*>(out->cal.pElems));
+        return hr;
+    }
     out->vt = VT_I4;
     out->lVal = stored.value;
     return S_OK;
