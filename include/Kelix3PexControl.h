@@ -47,8 +47,9 @@
  *
  * Reads: *size holds the buffer's size in bytes on entry and the size written
  * (or needed) on return; a buffer that is too small, or NULL, gives E_INVALIDARG
- * and the needed size; no read writes beyond *size bytes. Reads zero the
- * caller's buffer first.
+ * and the needed size; no read writes beyond *size bytes. Store-route reads
+ * zero the caller's buffer (*size bytes) first; DSP-route reads write only the
+ * bytes they copy.
  *
  * Text answers (zero-terminated UTF-16): the effect version (KELIX_PEX_VERSION,
  * KELIX_KRELO_VERSION on the store route, e.g. L"pex2.10", L"krelo1.4"), the

@@ -65,20 +65,10 @@ std::wstring Wide(const std::string& text) {
     return wide;
 }
 
-std::string Narrow(const std::wstring& text) {
-    if (text.empty()) return {};
-    const int length =
-        WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
-    std::string narrow(static_cast<size_t>(length), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), narrow.data(), length, nullptr,
-                        nullptr);
-    return narrow;
-}
-
 std::string GuidText(const GUID& guid) {
     wchar_t text[40];
     StringFromGUID2(guid, text, 40);
-    return Narrow(text);
+    return Utf8(text);
 }
 
 std::string Hex(const std::vector<BYTE>& bytes) {
@@ -287,7 +277,7 @@ std::optional<Json> ValueJson(const PROPERTYKEY& key, const PROPVARIANT& value) 
             break;
         case VT_LPWSTR:
             entry["type"] = "text";
-            entry["value"] = Narrow(value.pwszVal != nullptr ? value.pwszVal : L"");
+            entry["value"] = Utf8(value.pwszVal != nullptr ? value.pwszVal : L"");
             break;
         default: return std::nullopt;
     }
@@ -428,6 +418,17 @@ struct MethodFailure {
 };
 
 }  // namespace
+
+std::string Utf8(const std::wstring& text) {
+    if (text.empty()) return {};
+    const int length =
+        WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
+    std::string narrow(static_cast<size_t>(length), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), narrow.data(), length, nullptr,
+                        nullptr);
+    return narrow;
+}
+
 
 struct MachineProfile::Machine {
     Json document;

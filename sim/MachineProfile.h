@@ -41,6 +41,9 @@ namespace sim {
 class Platform;
 class RegistryOverride;
 
+// The UTF-8 of a wide text, as profiles and their errors hold names.
+std::string Utf8(const std::wstring& text);
+
 class ProfileError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

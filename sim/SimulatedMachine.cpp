@@ -13,19 +13,6 @@
 #include "sim/RegistryOverride.h"
 
 namespace sim {
-namespace {
-
-std::string Utf8(const std::wstring& text) {
-    if (text.empty()) return {};
-    const int length =
-        WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
-    std::string narrow(static_cast<size_t>(length), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), narrow.data(), length, nullptr,
-                        nullptr);
-    return narrow;
-}
-
-}  // namespace
 
 // Destroyed in reverse: the class objects are revoked and HKEY_LOCAL_MACHINE restored before
 // the platform goes.
