@@ -76,7 +76,7 @@ void SetRow(const std::string& what, kelix::ParameterId id, std::vector<std::uin
         const double start = Now();
         for (long i = 0; i < n; ++i) {
             const kelix::StoredShape shape = kelix::MeasureStored(id, caller.data(), size);
-            kelix::WriteStored(id, caller.data(), size, elements.data());
+            kelix::WriteStored(id, caller.data(), size, shape, elements.data());
             Keep(shape);
             Keep(elements.data());
         }

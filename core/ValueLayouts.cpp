@@ -69,10 +69,11 @@ StoredShape Invalid() {
     return shape;
 }
 
-StoredShape Vector(std::uint64_t words) {
+StoredShape Vector(std::uint64_t words, std::uint32_t count = 0) {
     StoredShape shape;
     shape.scalar = false;
     shape.wordCount = static_cast<std::uint32_t>(words);
+    shape.count = count;
     return shape;
 }
 
@@ -173,7 +174,7 @@ StoredShape MeasureStored(ParameterId id, std::uint8_t* value, std::uint32_t siz
             if (size < 8) return Invalid();
             const std::int32_t n = Word(value, 1);
             if (!CountFits(n, 8, 4, size)) return Invalid();
-            return Vector(2 + std::uint64_t{static_cast<std::uint32_t>(n)});
+            return Vector(2 + std::uint64_t{static_cast<std::uint32_t>(n)}, static_cast<std::uint32_t>(n));
         }
         case kInitInfo:  // head[10]; tail[32], stored with the tail's length between them
             if (size < (kInitInfoHead + kInitInfoTail) * 4) return Invalid();
@@ -190,7 +191,7 @@ StoredShape MeasureStored(ParameterId id, std::uint8_t* value, std::uint32_t siz
             } else if (std::uint64_t{n} + 4 > size) {
                 return Invalid();
             }
-            StoredShape shape = Vector(1 + FilterDataWords(n));
+            StoredShape shape = Vector(1 + FilterDataWords(n), n);
             shape.filterCleared = cleared;
             return shape;
         }
@@ -198,13 +199,13 @@ StoredShape MeasureStored(ParameterId id, std::uint8_t* value, std::uint32_t siz
             if (size < 4) return Invalid();
             const std::int32_t n = Word(value, 0);
             if (!CountFits(n, 4, 4, size)) return Invalid();
-            return Vector(1 + std::uint64_t{static_cast<std::uint32_t>(n)});
+            return Vector(1 + std::uint64_t{static_cast<std::uint32_t>(n)}, static_cast<std::uint32_t>(n));
         }
         case kCompressorTuning: {  // n; n records of six words, stored each behind its length
             if (size < 4) return Invalid();
             const std::int32_t n = Word(value, 0);
             if (!CountFits(n, 4, kRecordWords * 4, size)) return Invalid();
-            return Vector(1 + std::uint64_t{static_cast<std::uint32_t>(n)} * (kRecordWords + 1));
+            return Vector(1 + std::uint64_t{static_cast<std::uint32_t>(n)} * (kRecordWords + 1), static_cast<std::uint32_t>(n));
         }
         default: {
             if (size < 4) return Invalid();
@@ -215,7 +216,8 @@ StoredShape MeasureStored(ParameterId id, std::uint8_t* value, std::uint32_t siz
     }
 }
 
-void WriteStored(ParameterId id, const std::uint8_t* value, std::uint32_t size, std::int32_t* words) {
+void WriteStored(ParameterId id, const std::uint8_t* value, std::uint32_t size, const StoredShape& shape,
+                 std::int32_t* words) {
     if (id == kDrcMetadata) {
         if (value == nullptr || size == 0) {
             std::fill_n(words, kDrcMetadataWords, 0);
@@ -228,9 +230,14 @@ void WriteStored(ParameterId id, const std::uint8_t* value, std::uint32_t size, 
         ArrayToStored(*layout, value, words);
         return;
     }
+    // Counts come from the shape, never again from the caller's bytes, which a
+    // client could change in between: exactly shape.wordCount words are written.
+    const std::uint32_t n = shape.count;
     switch (id) {
         case kPartialOutputMode:
-            PutWords(words, value, 0, 2 + std::size_t{static_cast<std::uint32_t>(Word(value, 1))});
+            words = PutWords(words, value, 0, 1);
+            *words++ = static_cast<std::int32_t>(n);
+            PutWords(words, value, 2, n);
             break;
         case kInitInfo:
             words = PutWords(words, value, 0, kInitInfoHead);
@@ -238,27 +245,25 @@ void WriteStored(ParameterId id, const std::uint8_t* value, std::uint32_t size, 
             PutWords(words, value, kInitInfoHead, kInitInfoTail);
             break;
         case kFilterConfig: {
-            const std::int32_t n = Word(value, 0);  // at most the capacity here: a larger count was cleared
-            words[0] = n;
-            const std::uint32_t dataWords = FilterDataWords(static_cast<std::uint32_t>(n));
+            words[0] = static_cast<std::int32_t>(n);
+            const std::uint32_t dataWords = FilterDataWords(n);
             if (dataWords != 0) {
                 words[dataWords] = 0;  // the padding of the last word
-                std::memcpy(words + 1, value + 4, static_cast<std::size_t>(n));
+                std::memcpy(words + 1, value + 4, n);
             }
             break;
         }
         case kOptimizerGains:
-            PutWords(words, value, 0, 1 + std::size_t{static_cast<std::uint32_t>(Word(value, 0))});
+            *words++ = static_cast<std::int32_t>(n);
+            PutWords(words, value, 1, n);
             break;
-        case kCompressorTuning: {
-            const std::int32_t n = Word(value, 0);
-            *words++ = n;
-            for (std::int32_t record = 0; record < n; ++record) {
+        case kCompressorTuning:
+            *words++ = static_cast<std::int32_t>(n);
+            for (std::uint32_t record = 0; record < n; ++record) {
                 *words++ = static_cast<std::int32_t>(kRecordWords);
-                words = PutWords(words, value, 1 + static_cast<std::size_t>(record) * kRecordWords, kRecordWords);
+                words = PutWords(words, value, 1 + std::size_t{record} * kRecordWords, kRecordWords);
             }
             break;
-        }
         default:
             break;
     }
@@ -269,7 +274,7 @@ StoredValue CallerToStored(ParameterId id, std::uint8_t* value, std::uint32_t si
     static_cast<StoredShape&>(stored) = MeasureStored(id, value, size);
     if (stored.status == LayoutStatus::Ok && !stored.scalar) {
         stored.words.resize(stored.wordCount);
-        WriteStored(id, value, size, stored.words.data());
+        WriteStored(id, value, size, stored, stored.words.data());
     }
     return stored;
 }

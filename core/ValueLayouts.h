@@ -28,6 +28,7 @@ struct StoredShape {
     bool scalar = true;                        // a scalar is stored as VT_I4, everything else as a VT_I4 vector
     std::int32_t value = 0;                    // the scalar
     std::uint32_t wordCount = 0;               // the vector's length in words
+    std::uint32_t count = 0;                   // the caller's count (1156, 2105, 2107, 2116)
     std::optional<std::int32_t> filterCleared; // 2105 above capacity: the byte count asked for
 };
 
@@ -43,8 +44,9 @@ struct StoredShape {
 StoredShape MeasureStored(ParameterId id, std::uint8_t* value, std::uint32_t size);
 
 // Writes the `wordCount` words of a vector that MeasureStored accepted, from
-// the same `value` and `size`.
-void WriteStored(ParameterId id, const std::uint8_t* value, std::uint32_t size, std::int32_t* words);
+// the same `value` and `size`, and no more whatever the caller's bytes say now.
+void WriteStored(ParameterId id, const std::uint8_t* value, std::uint32_t size, const StoredShape& shape,
+                 std::int32_t* words);
 
 // Both steps, into a vector of its own.
 struct StoredValue : StoredShape {

@@ -84,7 +84,7 @@ HRESULT ConvertParameterToPropVariant(ParameterId id, void* value, UINT32 size, 
     if (stored.status != LayoutStatus::Ok) return FromLayoutStatus(stored.status);
     if (!stored.scalar) {  // the words go straight into the PROPVARIANT's own elements
         const HRESULT hr = InitInt32VectorPropVariant(stored.wordCount, out);
-        if (SUCCEEDED(hr)) WriteStored(id, bytes, size, reinterpret_cast<std::int32_t*>(out->cal.pElems));
+        if (SUCCEEDED(hr)) WriteStored(id, bytes, size, stored, reinterpret_cast<std::int32_t*>(out->cal.pElems));
         return hr;
     }
     out->vt = VT_I4;

@@ -65,6 +65,34 @@ TEST(CallerToStoredTest, CountedLayoutsRefuseCountsThatDoNotFit) {
     EXPECT_EQ(CallerToStored(1114, nullptr, 164).status, LayoutStatus::InvalidArgument);
 }
 
+// A client thread may change its count between the two steps: the words
+// written are those measured, into storage of exactly that many words.
+TEST(CallerToStoredTest, WritesWhatWasMeasuredWhateverTheCountSaysLater) {
+    struct Case {
+        ParameterId id;
+        std::vector<std::int32_t> caller;  // room for the larger count
+        std::size_t countWord;
+        std::int32_t laterCount;
+        std::vector<std::int32_t> stored;
+    };
+    const Case cases[] = {
+        {1156, {7, 1, 10, 11, 12}, 1, 3, {7, 1, 10}},
+        {2107, {1, 5, 6, 7}, 0, 3, {1, 5}},
+        {2116, {1, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, 0, 2, {1, 6, 1, 2, 3, 4, 5, 6}},
+        {2105, {4, 0x04030201, 0x08070605}, 0, 8, {4, 0x04030201}},
+    };
+    for (const Case& c : cases) {
+        std::vector<std::uint8_t> bytes = Bytes(c.caller);
+        const auto size = static_cast<std::uint32_t>(bytes.size());
+        const StoredShape shape = MeasureStored(c.id, bytes.data(), size);
+        ASSERT_EQ(shape.status, LayoutStatus::Ok) << c.id;
+        std::memcpy(bytes.data() + c.countWord * 4, &c.laterCount, 4);
+        std::vector<std::int32_t> words(shape.wordCount);
+        WriteStored(c.id, bytes.data(), size, shape, words.data());
+        EXPECT_EQ(words, c.stored) << c.id;
+    }
+}
+
 TEST(CallerToStoredTest, FilterConfigurationCapacityAndPadding) {
     std::vector<std::uint8_t> caller = Bytes({2045});
     caller.resize(4 + 2045, 0xEE);
