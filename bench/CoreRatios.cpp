@@ -72,7 +72,7 @@ void Row(const std::string& what, const bench::Side& conversion, std::size_t byt
 void SetRow(const std::string& what, kelix::ParameterId id, std::vector<std::uint8_t> caller) {
     Row(what + " caller to stored", [id, caller](long n) mutable {
         const auto size = static_cast<std::uint32_t>(caller.size());
-        std::vector<std::int32_t> elements(kelix::CallerToStored(id, caller.data(), size).words.size());
+        std::vector<std::int32_t> elements(kelix::MeasureStored(id, caller.data(), size).wordCount);
         const double start = Now();
         for (long i = 0; i < n; ++i) {
             const kelix::StoredShape shape = kelix::MeasureStored(id, caller.data(), size);

@@ -79,6 +79,11 @@ bool RebuildCallerStructure(ParameterId id, const std::uint8_t* reply, std::uint
 std::uint32_t ReshapeBlobForDsp(ParameterId id, const std::uint8_t* blob, std::uint32_t size, bool moduleIsVersion100,
                                 std::uint8_t* into) {
     if (blob == nullptr || size == 0) return 0;
+    if (id == 2109 || id == 2122 || (id == 2107 && moduleIsVersion100)) {  // without the first word
+        if (size < 4) return 0;
+        std::memcpy(into, blob + 4, size - 4);
+        return size - 4;
+    }
     const std::uint32_t words = size / 4;
     std::uint8_t* to = into;
     const auto wordsFrom = [&](std::uint32_t first, std::uint32_t count) {
@@ -114,18 +119,6 @@ std::uint32_t ReshapeBlobForDsp(ParameterId id, const std::uint8_t* blob, std::u
             if (position < words) wordsFrom(position, words - position);
             break;
         }
-        case 2109:
-        case 2122:
-            if (size < 4) return 0;
-            std::memcpy(into, blob + 4, size - 4);
-            return size - 4;
-        case 2107:
-            if (moduleIsVersion100) {
-                if (size < 4) return 0;
-                std::memcpy(into, blob + 4, size - 4);
-                return size - 4;
-            }
-            [[fallthrough]];
         default:
             std::memcpy(into, blob, size);
             return size;
