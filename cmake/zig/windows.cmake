@@ -13,6 +13,10 @@ if(DEFINED ENV{KELIX_TOOLCHAINS})
 else()
   get_filename_component(_kelix_toolchains ${CMAKE_CURRENT_LIST_DIR}/../../build/toolchains ABSOLUTE)
 endif()
+# With a target set, compiler identification compiles an object first instead of linking a
+# program, which would make zig build its whole runtime (libc++, CRT) in one more variant.
+set(CMAKE_C_COMPILER_TARGET   ${KELIX_ZIG_ARCH}-windows-gnu)
+set(CMAKE_CXX_COMPILER_TARGET ${KELIX_ZIG_ARCH}-windows-gnu)
 set(CMAKE_C_COMPILER   ${CMAKE_CURRENT_LIST_DIR}/${KELIX_ZIG_ARCH}-windows-gnu-cc)
 set(CMAKE_CXX_COMPILER ${CMAKE_CURRENT_LIST_DIR}/${KELIX_ZIG_ARCH}-windows-gnu-c++)
 set(CMAKE_AR     ${CMAKE_CURRENT_LIST_DIR}/zig-ar     CACHE FILEPATH "")
