@@ -31,7 +31,11 @@ add_subdirectory(core)
 add_subdirectory(API/Kelix3PexControl)
 add_subdirectory(sim)
 add_subdirectory(tools/pexctl)
-add_subdirectory(bench/dll)
+# The DLL benchmark runs from the windows-x64 tree; the zig trees leave it out.
+option(KELIX_BENCH "Build the DLL benchmark" ON)
+if(KELIX_BENCH)
+  add_subdirectory(bench/dll)
+endif()
 add_subdirectory(examples/simulated-machine)
 
 if(EXISTS ${KELIX_GTEST_SOURCE}/CMakeLists.txt)
