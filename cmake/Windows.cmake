@@ -41,6 +41,9 @@ add_subdirectory(examples/simulated-machine)
 if(EXISTS ${KELIX_GTEST_SOURCE}/CMakeLists.txt)
   kelix_add_gtest()
   include(GoogleTest)
+  # Test programs compile their sources together: each would parse the same system, gtest
+  # and library headers and optimize the same inline code again.
+  set(CMAKE_UNITY_BUILD ON)
   add_subdirectory(tests/support)
   add_subdirectory(tests/sim)
   add_subdirectory(tests/dll)
