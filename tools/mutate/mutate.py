@@ -10,6 +10,7 @@ not counted. The file is put back after each mutant, whatever happens.
 import argparse
 import datetime
 import pathlib
+import resource
 import subprocess
 import sys
 
@@ -68,7 +69,7 @@ def measure_unmutated(tree_list, chosen):
     for mutant in chosen:
         tree = tree_for(tree_list, mutant)
         for program in tree.covering(mutant.path):
-            needed[program.executable] = (tree, program)
+            needed[id(program)] = (tree, program)
     for tree, program in needed.values():
         with open(STATE / "unmutated.log", "a") as log:
             if not tree.build([tree.target_of(program)], log):
@@ -95,6 +96,12 @@ def run_one(tree, mutant, log):
     return "survived", "", build_seconds, test_seconds
 
 
+def cpu_seconds():
+    """CPU time of the programs this run started and waited for (builds, tests): a busy machine leaves it as it is."""
+    usage = resource.getrusage(resource.RUSAGE_CHILDREN)
+    return usage.ru_utime + usage.ru_stime
+
+
 def main():
     arguments = parse_arguments()
     if arguments.compare:
@@ -114,7 +121,7 @@ def main():
                  ("API/Kelix3PexControl", trees.Tree(ROOT, "build/windows-x64", ["Kelix3PexControl"]))]
     (STATE / "unmutated.log").unlink(missing_ok=True)
     measure_unmutated(tree_list, chosen)
-    outcomes, started = [], datetime.datetime.now(datetime.timezone.utc)
+    outcomes, started, cpu_before = [], datetime.datetime.now(datetime.timezone.utc), cpu_seconds()
     try:
         for number, mutant in enumerate(chosen, 1):
             tree = tree_for(tree_list, mutant)
@@ -126,6 +133,7 @@ def main():
                   f"{mutant.original} -> {mutant.mutated}  ({build_seconds:.0f} s build, {test_seconds:.0f} s tests"
                   f"{', ' + killed_by if killed_by else ''})", flush=True)
     finally:
+        mutation_guard.restore_left_over()  # interrupted while the mutant was put in
         # The build outputs back to the unmutated sources.
         for area, tree in tree_list:
             touched = {tree.target_of(p) for m in chosen if m.path.startswith(area + "/") for p in tree.covering(m.path)}
@@ -133,9 +141,11 @@ def main():
                 with open(STATE / "restore.log", "w") as log:
                     tree.build(sorted(touched), log)
     minutes = (datetime.datetime.now(datetime.timezone.utc) - started).total_seconds() / 60
+    cpu_minutes = (cpu_seconds() - cpu_before) / 60
     commit = subprocess.run(["git", "-C", str(ROOT), "describe", "--always", "--dirty"],
                             capture_output=True, text=True).stdout.strip()
-    header = [f"`./dev mutate` at {commit}, {started:%Y-%m-%d %H:%M} UTC, {minutes:.0f} minutes: "
+    header = [f"`./dev mutate` at {commit}, {started:%Y-%m-%d %H:%M} UTC, {minutes:.1f} minutes "
+              f"({cpu_minutes:.1f} CPU minutes of builds and tests): "
               f"{len(outcomes)} of the {SET_SIZE} mutants of seed `{mutants.SEED}`"
               + (f" (--only {' '.join(arguments.only)})" if arguments.only else "")
               + (f" (--limit {arguments.limit})" if arguments.limit is not None else "") + "."]
@@ -145,6 +155,7 @@ def main():
         if result in ("survived", "timed out"):
             print(f"{result}: {mutant.path}:{mutant.line} {mutant.operator}: {mutant.original} -> {mutant.mutated}")
     print(", ".join(f"{counts[r]} {r}" for r in report.RESULTS) + f"; score {report.score(counts)}")
+    print(f"{len(outcomes)} mutants in {minutes:.1f} minutes, {cpu_minutes:.1f} CPU minutes of builds and tests")
     print(f"report: {arguments.report}")
     return 0
 
