@@ -14,10 +14,11 @@ import resource
 import subprocess
 import sys
 
-import guard
-import mutants
-import report
-import trees
+sys.dont_write_bytecode = True  # no __pycache__ beside the sources
+import guard  # noqa: E402 (after the line above)
+import mutants  # noqa: E402
+import report  # noqa: E402
+import trees  # noqa: E402
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 STATE = ROOT / "build" / "mutate"
