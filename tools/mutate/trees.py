@@ -78,7 +78,9 @@ class Tree:
             base = [arg for arg in command if not arg.startswith("--gtest_filter=")]
             key = (tuple(base), tuple(sorted(environment.items())), properties.get("WORKING_DIRECTORY", ""))
             groups.setdefault(key, []).append(filters[0].split("=", 1)[1])
-        suites = {}  # every test of an executable, whatever its group: a group that holds a whole suite names it
+        # Every listed test of an executable, whatever its group: a group that holds all of a suite's
+        # listed tests names the suite (the Windows command line is short), other groups name each test.
+        suites = {}
         for (base, _, _), names in groups.items():
             for name in names:
                 suites.setdefault((base, name.split(".")[0]), set()).add(name)
