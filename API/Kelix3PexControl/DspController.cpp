@@ -2,9 +2,12 @@
 
 #include <cstring>
 #include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <tuple>
+#include <vector>
 #include <utility>
 
 #include "BstrOwner.h"
@@ -29,19 +32,54 @@ constexpr wchar_t kLogSourcePath[] = L"API\\Kelix3PexControl\\DspController.cpp"
 constexpr INT32 kNoModule = -10;
 constexpr wchar_t kPexModuleVersion[] = L"2.10.0-lite";
 
-// Opened devices: device id -> (PEX module index, KRELO module index). Looked
-// up by the caller's text as it is: a lookup makes no string.
-using DeviceTable = std::map<std::wstring, std::pair<INT32, INT32>, DeviceIdLess>;
+// What names a module entry whatever became of the list since: the endpoint's device id as
+// the entry holds it, the module id, and the pin and property set that reach the module.
+// The list is rebuilt by every open, so positions in it do not last.
+struct ModuleIdentity {
+    std::wstring deviceId;
+    GUID moduleId{};
+    UINT32 pinId = 0;
+    UINT32 isAmd = 0;
+
+    explicit ModuleIdentity(const ModuleEntry& entry)
+        : deviceId(entry.DeviceID != nullptr ? entry.DeviceID : L""),
+          moduleId(entry.ModuleId),
+          pinId(entry.PinId),
+          isAmd(entry.IsAmd) {}
+    bool Names(const ModuleEntry& entry) const {
+        return entry.PinId == pinId && entry.IsAmd == isAmd && IsEqualGUID(entry.ModuleId, moduleId) &&
+               entry.DeviceID != nullptr && deviceId == entry.DeviceID;
+    }
+};
+
+// The PEX and KRELO modules of an opened device, as found when it was opened.
+struct OpenedModules {
+    std::optional<ModuleIdentity> pex;
+    std::optional<ModuleIdentity> krelo;
+};
+
+// Opened devices by device id. Looked up by the caller's text as it is: a lookup makes no string.
+using DeviceTable = std::map<std::wstring, OpenedModules, DeviceIdLess>;
 DeviceTable& OpenedDevices() {
     static DeviceTable devices;
     return devices;
 }
 
-// Module index of an id for a device: the PEX module for 1001..1998, the KRELO module for 2001..2998.
-INT32 ModuleIndexFor(const std::pair<INT32, INT32>& modules, ParameterId id) {
-    if (id >= 1001 && id < 1999) return modules.first;
-    if (id >= 2001 && id <= 2998) return modules.second;
+// The position of a module in the current list; kNoModule when it is not there any more.
+INT32 PositionOf(const std::optional<ModuleIdentity>& module) {
+    if (!module) return kNoModule;
+    const std::vector<ModuleEntry>& list = CSonavelDspKrelo::Instance().Modules();
+    for (size_t i = 0; i < list.size(); ++i) {
+        if (module->Names(list[i])) return static_cast<INT32>(i);
+    }
     return kNoModule;
+}
+
+// The module of an id's family: PEX for 1001..1998, KRELO for 2001..2998.
+const std::optional<ModuleIdentity>* ModuleFor(const OpenedModules& modules, ParameterId id) {
+    if (id >= 1001 && id < 1999) return &modules.pex;
+    if (id >= 2001 && id <= 2998) return &modules.krelo;
+    return nullptr;
 }
 
 bool SameText(BSTR a, BSTR b) { return VarBstrCmp(a, b, LOCALE_USER_DEFAULT, 0) == static_cast<HRESULT>(VARCMP_EQ); }
@@ -84,7 +122,7 @@ HRESULT DspController::Open(const wchar_t* deviceId) {
         KELIX_LOG(kLevelInformation, kFunction, L"DSP module for device[%s] is already opened.", deviceId);
         return hr;
     }
-    std::pair<INT32, INT32> modules{kNoModule, kNoModule};
+    std::pair<INT32, INT32> modules{kNoModule, kNoModule};  // positions in the list as it is now
     UINT32 count = 0;
     dsp.GetModuleCount(&count);
     const BstrOwner device = MakeOwnedBstr(deviceId);
@@ -105,7 +143,11 @@ HRESULT DspController::Open(const wchar_t* deviceId) {
         KELIX_LOG(kLevelWarning, kFunction, L"Could not find the dsp module for the device [%s]", deviceId);
         return hr;
     }
-    OpenedDevices().emplace(deviceId, modules);
+    const std::vector<ModuleEntry>& list = dsp.Modules();
+    OpenedModules opened;
+    if (modules.first != kNoModule) opened.pex.emplace(list[static_cast<size_t>(modules.first)]);
+    if (modules.second != kNoModule) opened.krelo.emplace(list[static_cast<size_t>(modules.second)]);
+    OpenedDevices().emplace(deviceId, std::move(opened));
     KELIX_LOG(kLevelInformation, kFunction, L"DSP module index: %s[%d, %d]", deviceId, modules.first, modules.second);
     return hr;
 }
@@ -122,10 +164,26 @@ HRESULT DspController::Close(const wchar_t* deviceId) {
     return S_OK;
 }
 
+void DspController::ReleaseModules() {
+    KELIX_LOG(kLevelInformation, L"DspController::ReleaseModules", L"No endpoint is open: the module list is cleared.");
+    CSonavelDspKrelo::Instance().ClearModuleList();
+}
+
 DspFamilies DspController::Families(const wchar_t* deviceId) {
     const auto device = OpenedDevices().find(std::wstring_view(deviceId));
     if (device == OpenedDevices().end()) return {};
-    return {device->second.first != kNoModule, device->second.second != kNoModule};
+    DspFamilies families;
+    for (const auto& [module, available, family] :
+         {std::tuple{&device->second.pex, &families.pexAvailable, L"PEX"},
+          std::tuple{&device->second.krelo, &families.kreloAvailable, L"KRELO"}}) {
+        if (!*module) continue;
+        *available = PositionOf(*module) != kNoModule;
+        if (!*available) {
+            KELIX_LOG(kLevelWarning, L"DspController::Families",
+                      L"The %s module of device[%s] is no longer in the module list.", family, deviceId);
+        }
+    }
+    return families;
 }
 
 HRESULT DspController::SelectModule(const wchar_t* deviceId, ParameterId id) {
@@ -136,7 +194,8 @@ HRESULT DspController::SelectModule(const wchar_t* deviceId, ParameterId id) {
         KELIX_LOG(kLevelWarning, kFunction, L"DSP module for device[%s] is not opened.", deviceId);
         return E_FAIL;
     }
-    const INT32 index = ModuleIndexFor(device->second, id);
+    const std::optional<ModuleIdentity>* module = ModuleFor(device->second, id);
+    const INT32 index = module != nullptr ? PositionOf(*module) : kNoModule;
     if (index == kNoModule) return E_INVALIDARG;
     return CSonavelDspKrelo::Instance().SelectModule(index);
 }

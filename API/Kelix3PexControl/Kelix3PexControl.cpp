@@ -247,6 +247,13 @@ HRESULT OpenPexControl(wchar_t** handle, const wchar_t* deviceId) {
     if (handle == nullptr) return E_INVALIDARG;
     return Guarded([&] {
         const std::wstring id = deviceId != nullptr ? std::wstring(deviceId) : GetDefaultDeviceId();
+        if (ApoController::Invalidated(id.c_str())) {  // the device was removed since it was opened
+            KELIX_LOG(kLevelWarning, L"OpenPexControl",
+                      L"The property store of device[%s] answered that the device was removed; it is opened again.",
+                      id.c_str());
+            ApoController::Close(id.c_str());
+            DspController::Close(id.c_str());
+        }
         const HRESULT hr = ApoController::Open(id.c_str());
         if (SUCCEEDED(hr)) {
             DspController::Open(id.c_str());  // an endpoint without DSP modules still opens
@@ -263,6 +270,7 @@ HRESULT ClosePexControl(wchar_t* handle) {
         if (FAILED(hr)) return hr;  // the handle stays valid and may be closed again
         DspController::Close(handle);
         delete[] handle;
+        if (!ApoController::AnyOpen()) DspController::ReleaseModules();  // as the next open would
         return hr;
     });
 }
