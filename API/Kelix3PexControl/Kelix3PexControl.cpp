@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "ApoController.h"
+#include "CallLock.h"
 #include "ComError.h"
 #include "CoTaskMemString.h"
 #include "DspController.h"
@@ -218,9 +219,11 @@ HRESULT GetVersion(wchar_t* handle, ParameterId id, void* buffer, UINT32* size) 
     return S_OK;
 }
 
-// No exception crosses an export.
+// Holds the library's lock for the whole call (the lock lets this thread in again, as
+// SetPexParam does through SetPexVariantParam); no exception crosses an export.
 template <typename Body>
 HRESULT Guarded(Body body) noexcept {
+    const CallLock::Scope locked;
     try {
         return body();
     } catch (const ComError& error) {
