@@ -1,12 +1,12 @@
 #include "DspController.h"
 
 #include <cstring>
+#include <cwchar>
 #include <map>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <vector>
 #include <utility>
 
@@ -40,6 +40,7 @@ struct ModuleIdentity {
     GUID moduleId{};
     UINT32 pinId = 0;
     UINT32 isAmd = 0;
+    mutable size_t position = 0;  // where it was found last: checked first
 
     explicit ModuleIdentity(const ModuleEntry& entry)
         : deviceId(entry.DeviceID != nullptr ? entry.DeviceID : L""),
@@ -47,8 +48,9 @@ struct ModuleIdentity {
           pinId(entry.PinId),
           isAmd(entry.IsAmd) {}
     bool Names(const ModuleEntry& entry) const {
-        return entry.PinId == pinId && entry.IsAmd == isAmd && IsEqualGUID(entry.ModuleId, moduleId) &&
-               entry.DeviceID != nullptr && deviceId == entry.DeviceID;
+        return IsEqualGUID(entry.ModuleId, moduleId) && entry.PinId == pinId && entry.IsAmd == isAmd &&
+               entry.DeviceID != nullptr && SysStringLen(entry.DeviceID) == deviceId.size() &&
+               std::wmemcmp(entry.DeviceID, deviceId.data(), deviceId.size()) == 0;
     }
 };
 
@@ -69,8 +71,14 @@ DeviceTable& OpenedDevices() {
 INT32 PositionOf(const std::optional<ModuleIdentity>& module) {
     if (!module) return kNoModule;
     const std::vector<ModuleEntry>& list = CSonavelDspKrelo::Instance().Modules();
+    if (module->position < list.size() && module->Names(list[module->position])) {
+        return static_cast<INT32>(module->position);
+    }
     for (size_t i = 0; i < list.size(); ++i) {
-        if (module->Names(list[i])) return static_cast<INT32>(i);
+        if (module->Names(list[i])) {
+            module->position = i;
+            return static_cast<INT32>(i);
+        }
     }
     return kNoModule;
 }
@@ -169,21 +177,17 @@ void DspController::ReleaseModules() {
     CSonavelDspKrelo::Instance().ClearModuleList();
 }
 
-DspFamilies DspController::Families(const wchar_t* deviceId) {
+bool DspController::FamilyMissing(const wchar_t* deviceId, ParameterId id) {
+    const bool pex = IsPexId(id);
+    if (!pex && !IsKreloId(id)) return false;
     const auto device = OpenedDevices().find(std::wstring_view(deviceId));
-    if (device == OpenedDevices().end()) return {};
-    DspFamilies families;
-    for (const auto& [module, available, family] :
-         {std::tuple{&device->second.pex, &families.pexAvailable, L"PEX"},
-          std::tuple{&device->second.krelo, &families.kreloAvailable, L"KRELO"}}) {
-        if (!*module) continue;
-        *available = PositionOf(*module) != kNoModule;
-        if (!*available) {
-            KELIX_LOG(kLevelWarning, L"DspController::Families",
-                      L"The %s module of device[%s] is no longer in the module list.", family, deviceId);
-        }
-    }
-    return families;
+    if (device == OpenedDevices().end()) return true;
+    const std::optional<ModuleIdentity>& module = pex ? device->second.pex : device->second.krelo;
+    if (!module) return true;
+    if (PositionOf(module) != kNoModule) return false;
+    KELIX_LOG(kLevelWarning, L"DspController::FamilyMissing", L"The %s module of device[%s] is no longer in the module list.",
+              pex ? L"PEX" : L"KRELO", deviceId);
+    return true;
 }
 
 HRESULT DspController::SelectModule(const wchar_t* deviceId, ParameterId id) {

@@ -9,11 +9,6 @@
 
 namespace kelix {
 
-struct DspFamilies {
-    bool pexAvailable = false;
-    bool kreloAvailable = false;
-};
-
 class DspController {
 public:
     // Discovers the modules and remembers which serve the device; a device without one still opens.
@@ -28,9 +23,9 @@ public:
     // Selects the device's module of the id's family on the module access object, found in the
     // list as it is now by what it is, not where it was; E_INVALIDARG when it is not there.
     static HRESULT SelectModule(const wchar_t* deviceId, ParameterId id);
-    // The families whose module the device had when it was opened and the list still holds
-    // (a missing one is logged).
-    static DspFamilies Families(const wchar_t* deviceId);
+    // Whether the id is of a family (PEX, KRELO) whose module the device did not have when it
+    // was opened, or that the list no longer holds (logged).
+    static bool FamilyMissing(const wchar_t* deviceId, ParameterId id);
 };
 
 }  // namespace kelix

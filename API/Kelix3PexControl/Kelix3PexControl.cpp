@@ -179,10 +179,6 @@ wchar_t* CopyHandle(const std::wstring& deviceId) {
     return handle;
 }
 
-bool FamilyMissing(const DspFamilies& families, ParameterId id) {
-    return (!families.pexAvailable && IsPexId(id)) || (!families.kreloAvailable && IsKreloId(id));
-}
-
 // The direct module request (1003, 2003): PP request 5 to the selected module,
 // carrying the module's working word, which is then cleared. The caller's
 // eight bytes are required but are not what is sent.
@@ -202,6 +198,16 @@ HRESULT DirectRequest(wchar_t* handle, ParameterId id, const void* value, UINT32
     return hr;
 }
 
+// A PROPVARIANT write on the routes of flags; with both, the DSP result is the one returned.
+HRESULT SetVariant(wchar_t* handle, ParameterId id, const PROPVARIANT& value, UINT32 flags) {
+    HRESULT hr = S_OK;
+    if ((flags & kRoutePropertyStore) != 0) hr = ApoController::SetParameter(handle, id, value);
+    if ((flags & kRouteDsp) == 0) return hr;
+    if (DspController::FamilyMissing(handle, id)) return E_INVALIDARG;
+    const UINT formFactor = ApoController::GetFormFactor(handle);
+    return DspController::SetParameter(handle, id, value, formFactor);
+}
+
 // The version text is copied with its terminator, and only into a buffer that
 // holds both; a null or smaller buffer learns that size (2L + 2). On success
 // the size is the text's byte count without the terminator (2L).
@@ -219,8 +225,8 @@ HRESULT GetVersion(wchar_t* handle, ParameterId id, void* buffer, UINT32* size) 
     return S_OK;
 }
 
-// Holds the library's lock for the whole call (the lock lets this thread in again, as
-// SetPexParam does through SetPexVariantParam); no exception crosses an export.
+// Holds the library's lock for the whole call (the lock lets this thread in again);
+// no exception crosses an export.
 template <typename Body>
 HRESULT Guarded(Body body) noexcept {
     const CallLock::Scope locked;
@@ -280,15 +286,7 @@ HRESULT ClosePexControl(wchar_t* handle) {
 
 HRESULT SetPexVariantParam(wchar_t* handle, INT32 id, const PROPVARIANT* value, UINT32 flags) {
     if (handle == nullptr || value == nullptr) return E_INVALIDARG;
-    return Guarded([&] {
-        HRESULT hr = S_OK;
-        if ((flags & kRoutePropertyStore) != 0) hr = ApoController::SetParameter(handle, id, *value);
-        if ((flags & kRouteDsp) == 0) return hr;
-        // With both routes the DSP result is the one returned.
-        if (FamilyMissing(DspController::Families(handle), id)) return E_INVALIDARG;
-        const UINT formFactor = ApoController::GetFormFactor(handle);
-        return DspController::SetParameter(handle, id, *value, formFactor);
-    });
+    return Guarded([&] { return SetVariant(handle, id, *value, flags); });
 }
 
 HRESULT SetPexParam(wchar_t* handle, INT32 id, void* value, UINT32 size, UINT32 flags) {
@@ -298,7 +296,7 @@ HRESULT SetPexParam(wchar_t* handle, INT32 id, void* value, UINT32 size, UINT32 
         PropVariantOwner variant;
         const HRESULT converted = ConvertParameterToPropVariant(id, value, size, variant.Receive());
         if (FAILED(converted)) return converted;
-        return SetPexVariantParam(handle, id, &variant.Get(), flags);
+        return SetVariant(handle, id, variant.Get(), flags);
     });
 }
 
@@ -317,7 +315,7 @@ HRESULT GetPexParam(wchar_t* handle, INT32 id, void* buffer, UINT32* size, UINT3
             if (FAILED(hr)) return hr;
         }
         if ((flags & kRouteDsp) == 0) return hr;
-        if (FamilyMissing(DspController::Families(handle), id)) return E_INVALIDARG;
+        if (DspController::FamilyMissing(handle, id)) return E_INVALIDARG;
         return DspController::GetParameter(handle, id, buffer, size);
     });
 }

@@ -126,7 +126,7 @@ TEST_F(DeviceLifeTest, PlugAndUnplugBetweenTwoOpens) {
         log.Clear();
         EXPECT_EQ(dll.Set(handle, 1105, &gain, 4, 2), expected);
         if (change == Change::UnplugItself) {
-            EXPECT_TRUE(log.Has(3, kDsp, L"DspController::Families",
+            EXPECT_TRUE(log.Has(3, kDsp, L"DspController::FamilyMissing",
                                 L"The PEX module of device[" + first.id + L"] is no longer in the module list."));
         }
         EXPECT_EQ(dll.Set(handle, 2104, &krelo, 4, 2), expected);
