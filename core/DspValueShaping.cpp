@@ -52,8 +52,12 @@ bool RebuildCallerStructure(ParameterId id, const std::uint8_t* reply, std::uint
     switch (layout) {
         case ReplyLayout::StoreLayout1114:
         case ReplyLayout::StoreLayout1123: {  // the caller's structure is the store layout without length words
-            std::uint32_t size = callerSize;
+            // Measured first: a buffer that is too small is left as it was.
             const ParameterId storeLayout = layout == ReplyLayout::StoreLayout1114 ? 1114 : 1123;
+            std::uint32_t need = 0;
+            StoredToCaller(storeLayout, reply, length, nullptr, &need);
+            if (buffer == nullptr || callerSize < need) return tooSmall(need);
+            std::uint32_t size = callerSize;
             if (StoredToCaller(storeLayout, reply, length, buffer, &size).status != LayoutStatus::Ok) {
                 return tooSmall(size);
             }
@@ -276,8 +280,7 @@ DspReadResult ShapeDspReply(ParameterId id, const std::uint8_t* reply, std::uint
         }
         default:
             if (!RebuildCallerStructure(id, reply, length, buffer, callerSize, result)) {
-                result.size = 0;  // nothing copied, so nothing to report
-                return result;
+                return result;  // nothing copied; the size is the reply's length all the same
             }
             if (result.status != LayoutStatus::Ok) return result;
             break;

@@ -56,14 +56,15 @@ std::vector<std::uint8_t> DefaultDspReply(std::uint32_t index, std::wstring_view
 struct DspReadResult {
     LayoutStatus status = LayoutStatus::Ok;  // InvalidArgument: the caller's buffer is too small
     // Written back to the caller's size: the bytes of the caller's structure
-    // (never more than the buffer holds; 0 when nothing was copied), or the
-    // size needed when the buffer is too small.
+    // (never more than the buffer holds; the reply's length when the id copies
+    // nothing), or the size needed when the buffer is too small.
     std::uint32_t size = 0;
     bool copied = false;                     // something was written into the caller's buffer
 };
 
 // Shapes a module's reply of `length` bytes into the caller's buffer of
-// `callerSize` bytes (which may be null) for id, as the DSP route reads it.
+// `callerSize` bytes (which may be null) for id, as the DSP route reads it. A
+// buffer that is too small is left untouched.
 DspReadResult ShapeDspReply(ParameterId id, const std::uint8_t* reply, std::uint32_t length,
                             std::wstring_view moduleVersion, std::uint8_t* buffer, std::uint32_t callerSize);
 

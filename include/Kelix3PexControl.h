@@ -20,12 +20,35 @@
  *   - The calling thread must have COM initialised (CoInitializeEx, either
  *     apartment); the library never initialises it. Without it every call
  *     fails with CO_E_NOTINITIALIZED (0x800401F0).
- *   - Call the library from one thread at a time: its tables of open
- *     endpoints and DSP modules are process-wide and unguarded.
+ *   - The functions may be called from any thread. One process-wide lock is
+ *     held for the whole of each call, so calls run one after another, each
+ *     as if it were alone; the thread that holds the lock may enter again (a
+ *     call made from a window message that COM pumps while a call of the same
+ *     thread waits does not deadlock). The event-tracing enable callback takes
+ *     no lock.
  *   - A handle names an endpoint. Handles of one endpoint share that
  *     endpoint's state, and closing one closes the endpoint for all of them:
  *     open an endpoint once, and close it once, after its last use.
+ *   - A DSP call reaches the modules of its own endpoint, whatever endpoints
+ *     came or went since it was opened; when they are gone the DSP route
+ *     answers E_INVALIDARG, as for a family the endpoint does not have.
+ *   - Closing the last open endpoint releases everything the library holds
+ *     of the devices. After a store call answered AUDCLNT_E_DEVICE_INVALIDATED
+ *     (0x88890004: the device was removed) the next OpenPexControl of that id
+ *     opens the device again, without a close first.
+ *   - The DSP module access object is made on the first open, not at load;
+ *     log text is made only when a listener (or the text sink) takes it.
+ *   - No exception crosses a function: a fault of the library answers
+ *     E_UNEXPECTED.
  *   - Nothing outlives the process; nothing is written to disk by the library.
+ *
+ * Drivers: a filter that does not answer the audio-engine descriptor request
+ * does not end the search for modules (the next filter is tried). Driver
+ * replies are read only as far as the byte count the driver returned, and a
+ * DSP read hands over only what the driver returned for it: nothing of an
+ * earlier reply. The byte counts inside the KELIX_KRELO_FILTER_CONFIG and
+ * KELIX_KRELO_AUDIO_OPTIMIZER_GAINS replies are clamped to the reply. A module
+ * list larger than 64,004 bytes is not read (its pin is skipped, and logged).
  *
  * Results (HRESULT). System failures come back unchanged; the library makes these:
  *   S_OK           success.

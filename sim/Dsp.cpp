@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <new>
 #include <string>
 
@@ -118,6 +119,18 @@ void Dsp::SetParameterReplyLength(const GUID& module, UINT32 index, UINT32 lengt
     replyLengths_[{Key(module), index}] = length;
 }
 
+void Dsp::Mutate(DspMutation mutation) {
+    std::lock_guard lock(mutex_);
+    mutation_ = mutation;
+    random_.seed(mutation.seed);
+    counts_ = {};
+}
+
+DspMutationCounts Dsp::MutationCounts() const {
+    std::lock_guard lock(mutex_);
+    return counts_;
+}
+
 bool Dsp::Enabled(const GUID& module) const {
     std::lock_guard lock(mutex_);
     for (const DspModule& candidate : config_.modules) {
@@ -156,12 +169,20 @@ HRESULT Dsp::KsProperty(const std::wstring& device, bool wave, const void* prope
         }
         ULONG written = 0;
         HRESULT hr;
+        answering_.reset();
         if (property == nullptr || bytesReturned == nullptr) {
             hr = E_POINTER;
         } else if (data == nullptr && dataLength != 0) {
             hr = kNoAccess;
         } else {
-            hr = Answer(wave, request.property, static_cast<BYTE*>(data), dataLength, &written);
+            auto* bytes = static_cast<BYTE*>(data);
+            // What the buffer held before, for a mutated answer that leaves bytes as they were;
+            // within the first 64 KiB, the largest buffer a well-behaved client hands over.
+            std::vector<BYTE> before;
+            if (mutation_.percent != 0 && bytes != nullptr) before.assign(bytes, bytes + std::min<ULONG>(dataLength, 0x10000));
+            hr = Answer(wave, request.property, bytes, dataLength, &written);
+            if (answering_ == DspRequest::ModuleList) counts_.largestListRead = std::max(counts_.largestListRead, dataLength);
+            if (mutation_.percent != 0 && answering_) hr = Mutated(hr, bytes, dataLength, before, &written);
         }
         request.result = hr;
         request.bytesReturned = written;
@@ -174,10 +195,62 @@ HRESULT Dsp::KsProperty(const std::wstring& device, bool wave, const void* prope
 }
 
 HRESULT Dsp::InjectedFailure(DspRequest kind) {
+    answering_ = kind;
     const auto found = failures_.find(kind);
     if (found == failures_.end() || found->second.remaining == 0) return S_OK;
     if (found->second.remaining > 0) --found->second.remaining;
     return found->second.hr;
+}
+
+HRESULT Dsp::Mutated(HRESULT hr, BYTE* data, ULONG dataLength, const std::vector<BYTE>& before, ULONG* written) {
+    if (random_() % 100 >= mutation_.percent) return hr;
+    ++counts_.answers;
+    const auto restore = [&](ULONG from) {  // the bytes from `from` on as they were before the call
+        if (from < before.size()) std::copy(before.begin() + from, before.end(), data + from);
+    };
+    const auto randomBytes = [&](ULONG count) {
+        for (ULONG i = 0; i < count; ++i) {
+            const auto byte = static_cast<BYTE>(random_());
+            data[i] = byte == kMutationMark ? 0 : byte;
+        }
+    };
+    const std::uint32_t choice = random_();
+    if (answering_ == DspRequest::ModuleListSize && choice % 4 != 0) {
+        static constexpr ULONG kAbsurd[] = {0xFFFFFFFF, 0x80000000, 64005, 0x100000};
+        ++counts_.absurdLists;
+        *written = kAbsurd[(choice / 4) % std::size(kAbsurd)];
+        return S_OK;
+    }
+    if (answering_ == DspRequest::ModuleList && dataLength >= 4 && choice % 4 == 0) {
+        static constexpr ULONG kCounts[] = {0xFFFFFFFF, 0x7FFFFFFF, 4000, 2};
+        ++counts_.absurdLists;
+        PutWord(data, kCounts[(choice / 4) % std::size(kCounts)]);
+        return hr;
+    }
+    switch ((choice / 16) % 4) {
+        case 0:
+            ++counts_.failures;
+            *written = 0;
+            return kMutationFailures[(choice / 64) % std::size(kMutationFailures)];
+        case 1:
+            ++counts_.shortCounts;
+            *written = *written != 0 ? (choice / 64) % *written : 0;
+            restore(*written);
+            return hr;
+        case 2: {
+            ++counts_.overlongCounts;
+            const ULONG more[] = {0xFFFFFFFF, dataLength + 1 + (choice / 256) % 4096, *written + 1 + (choice / 256) % 64};
+            *written = more[(choice / 64) % std::size(more)];
+            return hr;
+        }
+        default: {
+            ++counts_.randomBytes;
+            const ULONG count = *written != 0 || dataLength == 0 ? *written : 1 + (choice / 64) % dataLength;
+            randomBytes(std::min(count, dataLength));
+            *written = std::min(count, dataLength);
+            return SUCCEEDED(hr) ? hr : S_OK;
+        }
+    }
 }
 
 HRESULT Dsp::Answer(bool wave, const std::vector<BYTE>& property, BYTE* data, ULONG dataLength, ULONG* written) {

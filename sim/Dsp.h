@@ -25,6 +25,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -94,6 +95,34 @@ struct KsRequest {
     ULONG Word(size_t offset) const;  // u32 at offset, 0 when outside
 };
 
+// A misbehaving driver: a share of the answers of the wave filter comes back mutated, each
+// mutation drawn from a pseudo-random sequence of a fixed seed (std::mt19937, the same seed gives
+// the same answers on every toolchain). A mutated answer is one of: a failure code of
+// kMutationFailures (what the driver wrote stays); a byte count below what was written, the bytes
+// after it left as they were before the call (within the buffer's first 64 KiB); a byte count above it (up to 0xFFFFFFFF, the bytes
+// past the real answer left as they were); random bytes, never the byte kMutationMark, in place of
+// what was written; for the module list an absurd size answer (64,005 bytes up to 0xFFFFFFFF) or a
+// list whose count word is absurd.
+struct DspMutation {
+    UINT32 seed = 1;
+    UINT32 percent = 25;  // share of answers mutated, 0-100
+};
+inline const HRESULT kMutationFailures[] = {HRESULT_FROM_WIN32(ERROR_GEN_FAILURE), HRESULT_FROM_WIN32(ERROR_MORE_DATA),
+                                            HRESULT_FROM_WIN32(ERROR_NOT_FOUND), HRESULT_FROM_WIN32(ERROR_DEVICE_REMOVED),
+                                            E_FAIL};
+inline constexpr BYTE kMutationMark = 0x5A;
+
+// What the mutation did so far.
+struct DspMutationCounts {
+    long answers = 0;         // answers mutated, the kinds below together
+    long failures = 0;
+    long shortCounts = 0;
+    long overlongCounts = 0;
+    long randomBytes = 0;
+    long absurdLists = 0;
+    ULONG largestListRead = 0;  // the largest data buffer a module-list read was given (mutated or not)
+};
+
 // Thread-safe. Owned by the Platform at a stable address (Platform::AddDsp).
 class Dsp {
 public:
@@ -129,6 +158,10 @@ public:
     // the stored bytes follow, then zeros up to that length (at most the value room of the buffer).
     void SetParameterReplyLength(const GUID& module, UINT32 index, UINT32 length);
 
+    // Mutates answers from now on (percent 0: none), counting afresh.
+    void Mutate(DspMutation mutation);
+    DspMutationCounts MutationCounts() const;
+
     // Enable state of a PP module; false for an unknown id.
     bool Enabled(const GUID& module) const;
 
@@ -149,6 +182,7 @@ private:
 
     HRESULT Answer(bool wave, const std::vector<BYTE>& property, BYTE* data, ULONG dataLength, ULONG* written);
     HRESULT InjectedFailure(DspRequest kind);
+    HRESULT Mutated(HRESULT hr, BYTE* data, ULONG dataLength, const std::vector<BYTE>& before, ULONG* written);
     HRESULT AnswerPp(const std::vector<BYTE>& property, BYTE* data, ULONG dataLength, ULONG* written);
     HRESULT AnswerAmd(const std::vector<BYTE>& property, BYTE* data, ULONG dataLength, ULONG* written);
     HRESULT AnswerParameter(const GUID& module, UINT32 index, bool set, size_t bufferSize, BYTE* data,
@@ -166,6 +200,10 @@ private:
     std::map<ParameterKey, std::vector<BYTE>> parameters_;
     std::map<ParameterKey, UINT32> replyLengths_;
     std::vector<KsRequest> requests_;
+    std::optional<DspRequest> answering_;  // the kind of the request being answered, once known
+    DspMutation mutation_{1, 0};
+    std::mt19937 random_;
+    DspMutationCounts counts_;
 };
 
 }  // namespace sim

@@ -45,6 +45,32 @@ DWORD Endpoint::State() const {
     return state_;
 }
 
+void Endpoint::Remove() {
+    std::lock_guard lock(mutex_);
+    if (removed_) return;
+    removed_ = true;
+    ++removals_;
+    stateBeforeRemoval_ = state_;
+    state_ = DEVICE_STATE_NOTPRESENT;
+}
+
+void Endpoint::Restore() {
+    std::lock_guard lock(mutex_);
+    if (!removed_) return;
+    removed_ = false;
+    state_ = stateBeforeRemoval_ == DEVICE_STATE_NOTPRESENT ? DEVICE_STATE_ACTIVE : stateBeforeRemoval_;
+}
+
+unsigned Endpoint::Ticket() const {
+    std::lock_guard lock(mutex_);
+    return removals_;
+}
+
+bool Endpoint::Present(unsigned ticket) const {
+    std::lock_guard lock(mutex_);
+    return !removed_ && ticket == removals_;
+}
+
 HRESULT Endpoint::SetValue(const PROPERTYKEY& key, const PROPVARIANT& value) { return values_.Set(key, value); }
 
 HRESULT Endpoint::GetValue(const PROPERTYKEY& key, PROPVARIANT* out) const { return values_.Get(key, out); }

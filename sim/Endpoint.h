@@ -20,6 +20,11 @@ namespace sim {
 //   None:      every mode answers E_ACCESSDENIED (like a store a standard user may not open).
 enum class StoreAccess { ReadWrite, ReadOnly, None };
 
+// What the objects of a removed endpoint answer: its property stores AUDCLNT_E_DEVICE_INVALIDATED,
+// the IKsControl of its filters ERROR_DEVICE_REMOVED as a driver gives it.
+inline constexpr HRESULT kDeviceInvalidated = static_cast<HRESULT>(0x88890004);
+inline const HRESULT kDriverDeviceRemoved = HRESULT_FROM_WIN32(ERROR_DEVICE_REMOVED);
+
 struct EndpointConfig {
     std::wstring id;                     // IMMDevice::GetId, e.g. L"{0.0.0.00000000}.{render-1}"; unique, not empty
     EDataFlow flow = eRender;            // eRender or eCapture
@@ -46,6 +51,18 @@ public:
     void SetState(DWORD state);
     DWORD State() const;
 
+    // Removal at run time, as of a USB device pulled out: the endpoint leaves the enumeration
+    // and the default choice (DEVICE_STATE_NOTPRESENT; IMMDeviceEnumerator::GetDevice still
+    // finds it), and every object handed out for it so far goes dead for good (see
+    // kDeviceInvalidated). Restore makes it active again, with the values it held: objects handed
+    // out from then on work. Both do nothing when the endpoint already is in that state.
+    void Remove();
+    void Restore();
+    // An object takes a ticket when it is made; it is dead while the endpoint is removed and
+    // once the endpoint was removed after the ticket was taken.
+    unsigned Ticket() const;
+    bool Present(unsigned ticket) const;
+
     // Backing values of the endpoint's property store; they outlive every IPropertyStore handed out.
     // SetValue stores a deep copy (PropVariantCopy semantics), replacing an earlier value of the key
     // in place; a VT_EMPTY value is stored like any other. Keys keep the order of their first write,
@@ -69,6 +86,9 @@ private:
     const EDataFlow flow_;
     mutable std::mutex mutex_;
     DWORD state_;
+    DWORD stateBeforeRemoval_ = DEVICE_STATE_ACTIVE;
+    bool removed_ = false;
+    unsigned removals_ = 0;
     StoreAccess access_;
     ValueStore values_;
     ValueStore fxValues_;

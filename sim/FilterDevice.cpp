@@ -13,13 +13,7 @@ namespace sim {
 HRESULT ActivateTopologyInterface(const std::shared_ptr<PlatformState>& state, TopologyModel& model, REFIID iid,
                                   void** out) noexcept {
     if (iid == __uuidof(IDeviceTopology)) return DeviceTopology::Create(state, model, iid, out);
-    if (iid == __uuidof(IKsControl) && model.dsp != nullptr) {
-        try {
-            return KsControl::Create(state, *model.dsp, model.deviceId, model.wave, iid, out);
-        } catch (const std::bad_alloc&) {
-            return E_OUTOFMEMORY;
-        }
-    }
+    if (iid == __uuidof(IKsControl) && model.dsp != nullptr) return KsControl::Create(state, model, iid, out);
     return E_NOINTERFACE;
 }
 

@@ -5,14 +5,23 @@
 
 namespace sim {
 
-KsControl::KsControl(std::shared_ptr<PlatformState> state, Dsp& dsp, std::wstring device, bool wave) noexcept
-    : TrackedObject(std::move(state), Kind::KsControl), dsp_(dsp), device_(std::move(device)), wave_(wave) {}
+KsControl::KsControl(std::shared_ptr<PlatformState> state, const TopologyModel& filter)
+    : TrackedObject(std::move(state), Kind::KsControl),
+      dsp_(*filter.dsp),
+      device_(filter.deviceId),
+      wave_(filter.wave),
+      endpoint_(filter.endpoint),
+      ticket_(filter.endpoint != nullptr ? filter.endpoint->Ticket() : 0) {}
 
-HRESULT KsControl::Create(std::shared_ptr<PlatformState> state, Dsp& dsp, std::wstring device, bool wave,
-                          REFIID riid, void** out) noexcept {
+HRESULT KsControl::Create(std::shared_ptr<PlatformState> state, const TopologyModel& filter, REFIID riid,
+                          void** out) noexcept {
     ClearOut(out);
     if (out == nullptr) return E_POINTER;
-    return Hand(new (std::nothrow) KsControl(std::move(state), dsp, std::move(device), wave), riid, out);
+    try {
+        return Hand(new (std::nothrow) KsControl(std::move(state), filter), riid, out);
+    } catch (const std::bad_alloc&) {
+        return E_OUTOFMEMORY;
+    }
 }
 
 HRESULT KsControl::QueryInterface(REFIID riid, void** out) {
@@ -33,6 +42,7 @@ ULONG KsControl::Release() { return ReleaseTracked(); }
 HRESULT KsControl::KsProperty(PKSPROPERTY property, ULONG propertyLength, void* data, ULONG dataLength,
                               ULONG* bytesReturned) {
     if (const HRESULT hr = Enter("IKsControl::KsProperty"); FAILED(hr)) return hr;
+    if (endpoint_ != nullptr && !endpoint_->Present(ticket_)) return kDriverDeviceRemoved;
     return dsp_.KsProperty(device_, wave_, property, propertyLength, data, dataLength, bytesReturned);
 }
 

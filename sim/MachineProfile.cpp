@@ -335,6 +335,7 @@ struct DspPlan {
     DspConfig config;
     std::vector<Parameter> parameters;
     std::vector<DspFailure> failures;
+    std::optional<DspMutation> mutation;
 };
 
 DspPlan ReadDsp(const Field& dsp) {
@@ -367,6 +368,11 @@ DspPlan ReadDsp(const Field& dsp) {
             plan.failures.push_back({entry["request"].OneOf(kRequests), entry["hresult"].Failure(), times});
         }
     }
+    if (dsp.Has("mutation")) {
+        const Field mutation = dsp["mutation"];
+        plan.mutation = DspMutation{mutation.Or("seed", UINT32{1}, &Field::U32),
+                                    static_cast<UINT32>(mutation["percent"].Integer(0, 100))};
+    }
     return plan;
 }
 
@@ -376,6 +382,7 @@ struct EndpointPlan {
     std::wstring friendlyName;
     ULONG formFactor = 1;
     bool isDefault = false;
+    bool removed = false;
     std::vector<StoredValue> values;
     std::vector<std::pair<DWORD, std::wstring>> fx;
     std::optional<DspPlan> dsp;
@@ -394,6 +401,7 @@ EndpointPlan ReadEndpoint(const Field& entry) {
     if (entry.Has("state")) plan.config.state = entry["state"].OneOf(kStates);
     if (entry.Has("store")) plan.config.access = entry["store"].OneOf(kAccesses);
     plan.isDefault = entry.Or("default", false, &Field::Bool);
+    plan.removed = entry.Or("removed", false, &Field::Bool);
     if (entry.Has("values")) {
         for (const Field& value : entry["values"].Items()) plan.values.push_back(ReadValue(value));
     }
@@ -500,7 +508,9 @@ void MachineProfile::Install(Platform& platform, RegistryOverride& registry) {
             platform.AttachDsp(endpoint, *dsp);
             for (const Parameter& parameter : plan.dsp->parameters) dsp->SetParameter(parameter.module, parameter.index, parameter.bytes);
             for (const DspFailure& failure : plan.dsp->failures) dsp->Fail(failure.request, failure.hr, failure.times);
+            if (plan.dsp->mutation) dsp->Mutate(*plan.dsp->mutation);
         }
+        if (plan.removed) endpoint.Remove();
         machine.installedEndpoints.push_back(&endpoint);
         machine.installedDsps.push_back(dsp);
     }

@@ -9,7 +9,7 @@
 //     "failures": [{"method": "IPropertyStore::SetValue", "hresult": "0x80070005", "times": -1}],
 //     "endpoints": [{
 //       "id": "{0.0.0.00000000}.{...}", "guid": "{...}", "friendlyName": "Speakers",
-//       "formFactor": 1, "flow": "render", "state": "active", "default": true,
+//       "formFactor": 1, "flow": "render", "state": "active", "default": true, "removed": false,
 //       "store": "readwrite",                          readwrite | readonly | none
 //       "fx": {"13": "{class id}"},                    FX store values by pid (VT_LPWSTR)
 //       "values": [{"key": "{fmtid},pid", "type": "i4", "value": -6}],
@@ -20,7 +20,8 @@
 //                      "enabled": true, "instantiated": true,
 //                      "parameters": [{"index": 21, "words": [3]}]}],   or "bytes": "hex"
 //         "amd": [{"id": "{...}", "instantiated": true, "parameters": [...]}],
-//         "failures": [{"request": "ParameterSet", "hresult": "0x8007001F", "times": -1}]
+//         "failures": [{"request": "ParameterSet", "hresult": "0x8007001F", "times": -1}],
+//         "mutation": {"seed": 7, "percent": 25}     a misbehaving driver (sim/Dsp.h, DspMutation)
 //       }
 //     }]
 //   }

@@ -34,6 +34,11 @@ Platform::~Platform() {
 
 Endpoint& Platform::AddEndpoint(EndpointConfig config) { return state_->Add(std::move(config)); }
 
+Endpoint& Platform::PlugEndpoint(EndpointConfig config, const std::wstring& before) {
+    if (before.empty()) throw std::invalid_argument("no endpoint to plug before");
+    return state_->Add(std::move(config), before);
+}
+
 void Platform::SetDefault(EDataFlow flow, ERole role, const std::wstring& id) { state_->SetDefault(flow, role, id); }
 
 Endpoint* Platform::Find(const std::wstring& id) { return state_->Find(id); }

@@ -42,6 +42,10 @@ public:
     // Throws std::invalid_argument for an empty or duplicate id, a flow other than eRender or
     // eCapture, or a state that is not exactly one DEVICE_STATE_* bit.
     Endpoint& AddEndpoint(EndpointConfig config);
+    // An endpoint plugged in at run time ahead of the endpoint `before` in every enumeration, as a
+    // USB device that the system lists first. Throws as above, and when `before` is not an endpoint.
+    // Endpoint::Remove and Endpoint::Restore take one out and bring it back.
+    Endpoint& PlugEndpoint(EndpointConfig config, const std::wstring& before);
     // Default endpoint for (flow, role). Without a call, the first added active endpoint of that
     // flow serves every role. The chosen endpoint must be an active endpoint of that flow when it
     // is asked for, otherwise GetDefaultAudioEndpoint answers 0x80070490. An empty id returns

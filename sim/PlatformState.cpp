@@ -4,14 +4,16 @@
 
 namespace sim {
 
-Endpoint& PlatformState::Add(EndpointConfig config) {
+Endpoint& PlatformState::Add(EndpointConfig config, std::wstring_view before) {
     auto endpoint = std::make_unique<Endpoint>(std::move(config));
     std::lock_guard lock(mutex_);
-    for (const auto& existing : endpoints_) {
-        if (existing->Id() == endpoint->Id()) throw std::invalid_argument("endpoint id already present");
+    auto position = endpoints_.end();
+    for (auto it = endpoints_.begin(); it != endpoints_.end(); ++it) {
+        if ((*it)->Id() == endpoint->Id()) throw std::invalid_argument("endpoint id already present");
+        if (!before.empty() && (*it)->Id() == before) position = it;
     }
-    endpoints_.push_back(std::move(endpoint));
-    return *endpoints_.back();
+    if (!before.empty() && position == endpoints_.end()) throw std::invalid_argument("no endpoint to plug before");
+    return **endpoints_.insert(position, std::move(endpoint));
 }
 
 Endpoint* PlatformState::Find(std::wstring_view id) const {
@@ -68,7 +70,10 @@ void PlatformState::AttachDsp(const Endpoint& endpoint, Dsp& dsp, const Topology
         if (topology->deviceId == endpoint.Id()) throw std::invalid_argument("endpoint already has a topology");
     }
     auto built = BuildTopology(endpoint.Id(), dsp, config, ++attachments_);
-    for (auto& topology : built) topologies_.push_back(std::move(topology));
+    for (auto& topology : built) {
+        topology->endpoint = &endpoint;
+        topologies_.push_back(std::move(topology));
+    }
 }
 
 TopologyModel* PlatformState::Topology(std::wstring_view deviceId) const {

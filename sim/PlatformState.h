@@ -23,14 +23,15 @@ namespace sim {
 // Everything the simulated objects share: the endpoints, the default choices, the reference
 // ledger and the method table. Shared (std::shared_ptr) by the Platform and every object it
 // hands out, so an object released after its Platform still finds valid memory.
-// Endpoints are never removed, so Endpoint pointers stay valid as long as this state.
+// Endpoints are never deleted (a removed one stays, not present), so Endpoint pointers stay valid as long as this state.
 class PlatformState {
 public:
     Ledger ledger;
     MethodTable methods;
 
-    // Throws std::invalid_argument for an id already present or an invalid config.
-    Endpoint& Add(EndpointConfig config);
+    // Throws std::invalid_argument for an id already present, an invalid config, or a `before`
+    // that names no endpoint. The new endpoint comes before `before` in every enumeration (empty: last).
+    Endpoint& Add(EndpointConfig config, std::wstring_view before = {});
     Endpoint* Find(std::wstring_view id) const;
     // Endpoints of flow (eAll: both flows) whose state is in mask, in the order added.
     std::vector<Endpoint*> Matching(EDataFlow flow, DWORD mask) const;

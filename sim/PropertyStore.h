@@ -36,8 +36,12 @@ private:
 
     bool Writable() const noexcept { return access_ == STGM_WRITE || access_ == STGM_READWRITE; }
 
+    // Enter, then AUDCLNT_E_DEVICE_INVALIDATED once the endpoint was removed since the store opened.
+    HRESULT EnterPresent(std::string_view method) const noexcept;
+
     Endpoint& endpoint_;
     const DWORD access_;
+    const unsigned ticket_;
 };
 
 }  // namespace sim

@@ -13,6 +13,7 @@
 namespace sim {
 
 class Dsp;
+class Endpoint;
 struct TopologyModel;
 
 // One part of a device topology: a connector or a subunit. Built once, then only read
@@ -40,6 +41,7 @@ struct PartModel {
 struct TopologyModel {
     std::wstring deviceId;
     Dsp* dsp = nullptr;  // behind the IKsControl of the device, if any
+    const Endpoint* endpoint = nullptr;  // the endpoint the device serves, whose removal ends its IKsControl
     bool wave = false;   // the device's IKsControl reaches the audio engine and the firmware
     std::vector<std::unique_ptr<PartModel>> parts;
     std::vector<PartModel*> connectors;  // in index order

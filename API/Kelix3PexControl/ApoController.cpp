@@ -1,5 +1,6 @@
 #include "ApoController.h"
 
+#include <audioclient.h>
 #include <mmdeviceapi.h>
 #include <propsys.h>
 #include <wrl/client.h>
@@ -44,6 +45,11 @@ BstrOwner FormatIdText(const PROPERTYKEY& key) {
     return BstrOwner(copy);
 }
 
+// A store that answers AUDCLNT_E_DEVICE_INVALIDATED belongs to a removed device for good.
+void NoteInvalidated(const wchar_t* deviceId, HRESULT hr) {
+    if (hr == AUDCLNT_E_DEVICE_INVALIDATED) PropertyStoreTable::Instance().MarkInvalidated(deviceId);
+}
+
 // SetParameter and GetParameter differ only in the store call and the verb of their lines.
 enum class Access { Set, Get };
 
@@ -61,6 +67,7 @@ HRESULT AccessParameter(Access access, const wchar_t* deviceId, ParameterId id, 
     }
     const PROPERTYKEY key = ToPropertyKey(row.key);
     const HRESULT hr = access == Access::Set ? store->SetValue(key, *value) : store->GetValue(key, value);
+    NoteInvalidated(deviceId, hr);
 
     TraceLogger& logger = TraceLogger::Instance();
     if (SUCCEEDED(hr)) {
@@ -137,6 +144,10 @@ HRESULT ApoController::Close(const wchar_t* deviceId) {
     return S_OK;
 }
 
+bool ApoController::AnyOpen() { return !PropertyStoreTable::Instance().Empty(); }
+
+bool ApoController::Invalidated(const wchar_t* deviceId) { return PropertyStoreTable::Instance().Invalidated(deviceId); }
+
 HRESULT ApoController::SetParameter(const wchar_t* deviceId, ParameterId id, const PROPVARIANT& value) {
     return AccessParameter(Access::Set, deviceId, id, const_cast<PROPVARIANT*>(&value));
 }
@@ -156,6 +167,7 @@ UINT ApoController::GetFormFactor(const wchar_t* deviceId) {
     PROPVARIANT value;
     PropVariantInit(&value);
     HRESULT hr = store->GetValue(kEndpointFormFactorKey, &value);
+    NoteInvalidated(deviceId, hr);
     if (FAILED(hr)) {
         KELIX_LOG(kLevelError, kFunction, L"Get audio endpoint form factor failed. [0x%.8x]%s", KELIX_HR(hr));
         return kFormFactorUnknown;

@@ -16,7 +16,13 @@ public:
     static HRESULT Open(const wchar_t* deviceId);
     // Releases the store without committing it. Always S_OK.
     static HRESULT Close(const wchar_t* deviceId);
+    // Whether any endpoint is open.
+    static bool AnyOpen();
+    // Whether the device's open store answered AUDCLNT_E_DEVICE_INVALIDATED to a call: the
+    // device was removed, and the store stays dead even when the device returns.
+    static bool Invalidated(const wchar_t* deviceId);
     // IPropertyStore::SetValue's result, or E_FAIL for a device not opened or an id without a row.
+    // A store call answered AUDCLNT_E_DEVICE_INVALIDATED marks the store invalidated.
     static HRESULT SetParameter(const wchar_t* deviceId, ParameterId id, const PROPVARIANT& value);
     // IPropertyStore::GetValue's result (VT_EMPTY when absent), or E_FAIL as above.
     static HRESULT GetParameter(const wchar_t* deviceId, ParameterId id, PROPVARIANT* value);

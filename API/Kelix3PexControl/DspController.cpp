@@ -1,10 +1,13 @@
 #include "DspController.h"
 
 #include <cstring>
+#include <cwchar>
 #include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 #include <utility>
 
 #include "BstrOwner.h"
@@ -29,19 +32,62 @@ constexpr wchar_t kLogSourcePath[] = L"API\\Kelix3PexControl\\DspController.cpp"
 constexpr INT32 kNoModule = -10;
 constexpr wchar_t kPexModuleVersion[] = L"2.10.0-lite";
 
-// Opened devices: device id -> (PEX module index, KRELO module index). Looked
-// up by the caller's text as it is: a lookup makes no string.
-using DeviceTable = std::map<std::wstring, std::pair<INT32, INT32>, DeviceIdLess>;
+// What names a module entry whatever became of the list since: the endpoint's device id as
+// the entry holds it, the module id, and the pin and property set that reach the module.
+// The list is rebuilt by every open, so positions in it do not last.
+struct ModuleIdentity {
+    std::wstring deviceId;
+    GUID moduleId{};
+    UINT32 pinId = 0;
+    UINT32 isAmd = 0;
+    mutable size_t position = 0;  // where it was found last: checked first
+
+    explicit ModuleIdentity(const ModuleEntry& entry)
+        : deviceId(entry.DeviceID != nullptr ? entry.DeviceID : L""),
+          moduleId(entry.ModuleId),
+          pinId(entry.PinId),
+          isAmd(entry.IsAmd) {}
+    bool Names(const ModuleEntry& entry) const {
+        return IsEqualGUID(entry.ModuleId, moduleId) && entry.PinId == pinId && entry.IsAmd == isAmd &&
+               entry.DeviceID != nullptr && SysStringLen(entry.DeviceID) == deviceId.size() &&
+               std::wmemcmp(entry.DeviceID, deviceId.data(), deviceId.size()) == 0;
+    }
+};
+
+// The PEX and KRELO modules of an opened device, as found when it was opened.
+struct OpenedModules {
+    std::optional<ModuleIdentity> pex;
+    std::optional<ModuleIdentity> krelo;
+};
+
+// Opened devices by device id. Looked up by the caller's text as it is: a lookup makes no string.
+using DeviceTable = std::map<std::wstring, OpenedModules, DeviceIdLess>;
 DeviceTable& OpenedDevices() {
     static DeviceTable devices;
     return devices;
 }
 
-// Module index of an id for a device: the PEX module for 1001..1998, the KRELO module for 2001..2998.
-INT32 ModuleIndexFor(const std::pair<INT32, INT32>& modules, ParameterId id) {
-    if (id >= 1001 && id < 1999) return modules.first;
-    if (id >= 2001 && id <= 2998) return modules.second;
+// The position of a module in the current list; kNoModule when it is not there any more.
+INT32 PositionOf(const std::optional<ModuleIdentity>& module) {
+    if (!module) return kNoModule;
+    const std::vector<ModuleEntry>& list = CSonavelDspKrelo::Instance().Modules();
+    if (module->position < list.size() && module->Names(list[module->position])) {
+        return static_cast<INT32>(module->position);
+    }
+    for (size_t i = 0; i < list.size(); ++i) {
+        if (module->Names(list[i])) {
+            module->position = i;
+            return static_cast<INT32>(i);
+        }
+    }
     return kNoModule;
+}
+
+// The module of an id's family: PEX for 1001..1998, KRELO for 2001..2998.
+const std::optional<ModuleIdentity>* ModuleFor(const OpenedModules& modules, ParameterId id) {
+    if (id >= 1001 && id < 1999) return &modules.pex;
+    if (id >= 2001 && id <= 2998) return &modules.krelo;
+    return nullptr;
 }
 
 bool SameText(BSTR a, BSTR b) { return VarBstrCmp(a, b, LOCALE_USER_DEFAULT, 0) == static_cast<HRESULT>(VARCMP_EQ); }
@@ -84,7 +130,7 @@ HRESULT DspController::Open(const wchar_t* deviceId) {
         KELIX_LOG(kLevelInformation, kFunction, L"DSP module for device[%s] is already opened.", deviceId);
         return hr;
     }
-    std::pair<INT32, INT32> modules{kNoModule, kNoModule};
+    std::pair<INT32, INT32> modules{kNoModule, kNoModule};  // positions in the list as it is now
     UINT32 count = 0;
     dsp.GetModuleCount(&count);
     const BstrOwner device = MakeOwnedBstr(deviceId);
@@ -105,7 +151,11 @@ HRESULT DspController::Open(const wchar_t* deviceId) {
         KELIX_LOG(kLevelWarning, kFunction, L"Could not find the dsp module for the device [%s]", deviceId);
         return hr;
     }
-    OpenedDevices().emplace(deviceId, modules);
+    const std::vector<ModuleEntry>& list = dsp.Modules();
+    OpenedModules opened;
+    if (modules.first != kNoModule) opened.pex.emplace(list[static_cast<size_t>(modules.first)]);
+    if (modules.second != kNoModule) opened.krelo.emplace(list[static_cast<size_t>(modules.second)]);
+    OpenedDevices().emplace(deviceId, std::move(opened));
     KELIX_LOG(kLevelInformation, kFunction, L"DSP module index: %s[%d, %d]", deviceId, modules.first, modules.second);
     return hr;
 }
@@ -122,10 +172,22 @@ HRESULT DspController::Close(const wchar_t* deviceId) {
     return S_OK;
 }
 
-DspFamilies DspController::Families(const wchar_t* deviceId) {
+void DspController::ReleaseModules() {
+    KELIX_LOG(kLevelInformation, L"DspController::ReleaseModules", L"No endpoint is open: the module list is cleared.");
+    CSonavelDspKrelo::Instance().ClearModuleList();
+}
+
+bool DspController::FamilyMissing(const wchar_t* deviceId, ParameterId id) {
+    const bool pex = IsPexId(id);
+    if (!pex && !IsKreloId(id)) return false;
     const auto device = OpenedDevices().find(std::wstring_view(deviceId));
-    if (device == OpenedDevices().end()) return {};
-    return {device->second.first != kNoModule, device->second.second != kNoModule};
+    if (device == OpenedDevices().end()) return true;
+    const std::optional<ModuleIdentity>& module = pex ? device->second.pex : device->second.krelo;
+    if (!module) return true;
+    if (PositionOf(module) != kNoModule) return false;
+    KELIX_LOG(kLevelWarning, L"DspController::FamilyMissing", L"The %s module of device[%s] is no longer in the module list.",
+              pex ? L"PEX" : L"KRELO", deviceId);
+    return true;
 }
 
 HRESULT DspController::SelectModule(const wchar_t* deviceId, ParameterId id) {
@@ -136,7 +198,8 @@ HRESULT DspController::SelectModule(const wchar_t* deviceId, ParameterId id) {
         KELIX_LOG(kLevelWarning, kFunction, L"DSP module for device[%s] is not opened.", deviceId);
         return E_FAIL;
     }
-    const INT32 index = ModuleIndexFor(device->second, id);
+    const std::optional<ModuleIdentity>* module = ModuleFor(device->second, id);
+    const INT32 index = module != nullptr ? PositionOf(*module) : kNoModule;
     if (index == kNoModule) return E_INVALIDARG;
     return CSonavelDspKrelo::Instance().SelectModule(index);
 }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "ApoController.h"
+#include "CallLock.h"
 #include "ComError.h"
 #include "CoTaskMemString.h"
 #include "DspController.h"
@@ -178,10 +179,6 @@ wchar_t* CopyHandle(const std::wstring& deviceId) {
     return handle;
 }
 
-bool FamilyMissing(const DspFamilies& families, ParameterId id) {
-    return (!families.pexAvailable && IsPexId(id)) || (!families.kreloAvailable && IsKreloId(id));
-}
-
 // The direct module request (1003, 2003): PP request 5 to the selected module,
 // carrying the module's working word, which is then cleared. The caller's
 // eight bytes are required but are not what is sent.
@@ -201,6 +198,16 @@ HRESULT DirectRequest(wchar_t* handle, ParameterId id, const void* value, UINT32
     return hr;
 }
 
+// A PROPVARIANT write on the routes of flags; with both, the DSP result is the one returned.
+HRESULT SetVariant(wchar_t* handle, ParameterId id, const PROPVARIANT& value, UINT32 flags) {
+    HRESULT hr = S_OK;
+    if ((flags & kRoutePropertyStore) != 0) hr = ApoController::SetParameter(handle, id, value);
+    if ((flags & kRouteDsp) == 0) return hr;
+    if (DspController::FamilyMissing(handle, id)) return E_INVALIDARG;
+    const UINT formFactor = ApoController::GetFormFactor(handle);
+    return DspController::SetParameter(handle, id, value, formFactor);
+}
+
 // The version text is copied with its terminator, and only into a buffer that
 // holds both; a null or smaller buffer learns that size (2L + 2). On success
 // the size is the text's byte count without the terminator (2L).
@@ -218,9 +225,11 @@ HRESULT GetVersion(wchar_t* handle, ParameterId id, void* buffer, UINT32* size) 
     return S_OK;
 }
 
-// No exception crosses an export.
+// Holds the library's lock for the whole call (the lock lets this thread in again);
+// no exception crosses an export.
 template <typename Body>
 HRESULT Guarded(Body body) noexcept {
+    const CallLock::Scope locked;
     try {
         return body();
     } catch (const ComError& error) {
@@ -247,6 +256,13 @@ HRESULT OpenPexControl(wchar_t** handle, const wchar_t* deviceId) {
     if (handle == nullptr) return E_INVALIDARG;
     return Guarded([&] {
         const std::wstring id = deviceId != nullptr ? std::wstring(deviceId) : GetDefaultDeviceId();
+        if (ApoController::Invalidated(id.c_str())) {  // the device was removed since it was opened
+            KELIX_LOG(kLevelWarning, L"OpenPexControl",
+                      L"The property store of device[%s] answered that the device was removed; it is opened again.",
+                      id.c_str());
+            ApoController::Close(id.c_str());
+            DspController::Close(id.c_str());
+        }
         const HRESULT hr = ApoController::Open(id.c_str());
         if (SUCCEEDED(hr)) {
             DspController::Open(id.c_str());  // an endpoint without DSP modules still opens
@@ -263,21 +279,14 @@ HRESULT ClosePexControl(wchar_t* handle) {
         if (FAILED(hr)) return hr;  // the handle stays valid and may be closed again
         DspController::Close(handle);
         delete[] handle;
+        if (!ApoController::AnyOpen()) DspController::ReleaseModules();  // as the next open would
         return hr;
     });
 }
 
 HRESULT SetPexVariantParam(wchar_t* handle, INT32 id, const PROPVARIANT* value, UINT32 flags) {
     if (handle == nullptr || value == nullptr) return E_INVALIDARG;
-    return Guarded([&] {
-        HRESULT hr = S_OK;
-        if ((flags & kRoutePropertyStore) != 0) hr = ApoController::SetParameter(handle, id, *value);
-        if ((flags & kRouteDsp) == 0) return hr;
-        // With both routes the DSP result is the one returned.
-        if (FamilyMissing(DspController::Families(handle), id)) return E_INVALIDARG;
-        const UINT formFactor = ApoController::GetFormFactor(handle);
-        return DspController::SetParameter(handle, id, *value, formFactor);
-    });
+    return Guarded([&] { return SetVariant(handle, id, *value, flags); });
 }
 
 HRESULT SetPexParam(wchar_t* handle, INT32 id, void* value, UINT32 size, UINT32 flags) {
@@ -287,7 +296,7 @@ HRESULT SetPexParam(wchar_t* handle, INT32 id, void* value, UINT32 size, UINT32 
         PropVariantOwner variant;
         const HRESULT converted = ConvertParameterToPropVariant(id, value, size, variant.Receive());
         if (FAILED(converted)) return converted;
-        return SetPexVariantParam(handle, id, &variant.Get(), flags);
+        return SetVariant(handle, id, variant.Get(), flags);
     });
 }
 
@@ -306,7 +315,7 @@ HRESULT GetPexParam(wchar_t* handle, INT32 id, void* buffer, UINT32* size, UINT3
             if (FAILED(hr)) return hr;
         }
         if ((flags & kRouteDsp) == 0) return hr;
-        if (FamilyMissing(DspController::Families(handle), id)) return E_INVALIDARG;
+        if (DspController::FamilyMissing(handle, id)) return E_INVALIDARG;
         return DspController::GetParameter(handle, id, buffer, size);
     });
 }

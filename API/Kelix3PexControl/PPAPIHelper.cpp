@@ -124,6 +124,12 @@ HRESULT ReadModuleList(IKsControl* control, UINT32 pinId, const ListTexts& texts
     hr = SendKsProperty(control, request, nullptr, 0, &size);
     if (IsSizeAnswer(hr, size)) hr = S_OK;
     KELIX_RETURN_IF_FAILED(hr, texts.function, texts.sizeFailed);
+    if (size > kPpParameterBufferSize) {  // no reply of the PP API is larger
+        KELIX_LOG(kLevelWarning, texts.function,
+                  L"Modules list size %lu is larger than any reply (%d bytes); the pin is left.",
+                  static_cast<unsigned long>(size), static_cast<int>(kPpParameterBufferSize));
+        return E_FAIL;
+    }
     // The firmware's size is not trusted beyond the allocation: only the bytes it returns,
     // within the buffer, are parsed.
     std::unique_ptr<BYTE[]> reply(new (std::nothrow) BYTE[std::max<ULONG>(size, 1)]);

@@ -3,7 +3,7 @@
 namespace kelix {
 
 PropertyStoreTable::~PropertyStoreTable() {
-    for (auto& entry : stores_) entry.second.Detach();
+    for (auto& entry : stores_) entry.second.store.Detach();
 }
 
 PropertyStoreTable& PropertyStoreTable::Instance() {
@@ -13,17 +13,27 @@ PropertyStoreTable& PropertyStoreTable::Instance() {
 
 IPropertyStore* PropertyStoreTable::Find(const wchar_t* deviceId) const {
     const auto entry = stores_.find(std::wstring_view(deviceId));
-    return entry == stores_.end() ? nullptr : entry->second.Get();
+    return entry == stores_.end() ? nullptr : entry->second.store.Get();
 }
 
 void PropertyStoreTable::Insert(const wchar_t* deviceId, Microsoft::WRL::ComPtr<IPropertyStore> store) {
-    stores_.insert_or_assign(deviceId, std::move(store));
+    stores_.insert_or_assign(deviceId, Entry{std::move(store)});
+}
+
+void PropertyStoreTable::MarkInvalidated(const wchar_t* deviceId) {
+    const auto entry = stores_.find(std::wstring_view(deviceId));
+    if (entry != stores_.end()) entry->second.invalidated = true;
+}
+
+bool PropertyStoreTable::Invalidated(const wchar_t* deviceId) const {
+    const auto entry = stores_.find(std::wstring_view(deviceId));
+    return entry != stores_.end() && entry->second.invalidated;
 }
 
 IPropertyStore* PropertyStoreTable::Remove(const wchar_t* deviceId) {
     const auto entry = stores_.find(std::wstring_view(deviceId));
     if (entry == stores_.end()) return nullptr;
-    IPropertyStore* address = entry->second.Get();
+    IPropertyStore* address = entry->second.store.Get();
     stores_.erase(entry);
     return address;
 }

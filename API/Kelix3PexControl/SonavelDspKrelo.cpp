@@ -1,5 +1,6 @@
 #include "SonavelDspKrelo.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <memory>
@@ -159,27 +160,31 @@ HRESULT CSonavelDspKrelo::GetModuleParam(BYTE* buffer, UINT32 index) {
     constexpr wchar_t kFunction[] = L"CSonavelDspKrelo::GetModuleParam";
     ModuleEntry* module = SelectedModule();
     if (module == nullptr) return E_FAIL;
+    // The reply is only what the driver returns this time: nothing of an earlier reply stays
+    // in the buffer, and the length word never reaches past the bytes it reported.
+    std::memset(buffer, 0, kModuleReplySize);
     HRESULT hr;
+    ULONG returned = 0;
     if (module->IsAmd == 0) {
         hr = SendKsProperty(module->KsControl,
                             PpModuleParameterRequest(kKsPropertyGet, AddressOf(*module), index, ReadTrailingByte(index)),
-                            buffer, kModuleReplySize);
+                            buffer, kModuleReplySize, &returned);
+        returned = std::min<ULONG>(returned, kModuleReplySize);
     } else {
         std::array<std::uint8_t, kAmdParameterBufferSize> scratch{};
         hr = SendKsProperty(module->KsControl,
                             AmdParameterRequest(kKsPropertyGet, ToPortableGuid(module->ModuleId), module->ModuleType, index),
-                            scratch.data(), static_cast<ULONG>(scratch.size()));
-        if (SUCCEEDED(hr)) {
-            const std::uint32_t length =
-                std::min<std::uint32_t>(ReadU32(scratch, 0), static_cast<std::uint32_t>(scratch.size() - 4));
-            std::memcpy(buffer, &length, 4);
-            std::memcpy(buffer + 4, scratch.data() + 4, length);
-        }
+                            scratch.data(), static_cast<ULONG>(scratch.size()), &returned);
+        returned = std::min<ULONG>(returned, static_cast<ULONG>(scratch.size()));
+        if (SUCCEEDED(hr)) std::memcpy(buffer, scratch.data(), returned);
     }
     if (FAILED(hr)) {
         KELIX_LOG(kLevelWarning, kFunction, L"Failed to get PP module parameter %d: [0x%.8x]%s", index, KELIX_HR(hr));
         return hr;
     }
+    const std::uint32_t length =
+        returned < 4 ? 0 : std::min<std::uint32_t>(ReadU32(std::span<const std::uint8_t>(buffer, 4), 0), returned - 4);
+    std::memcpy(buffer, &length, 4);
     KELIX_LOG(kLevelInformation, kFunction, L"Get module parameter succeed.");
     return hr;
 }

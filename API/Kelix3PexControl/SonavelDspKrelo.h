@@ -36,7 +36,8 @@ public:
     virtual HRESULT SetFormFactor(UINT32 formFactor);
 
     HRESULT SetModuleParam(UINT32 index, const BYTE* data, UINT32 size);
-    // buffer: kModuleReplySize bytes, receiving the u32 value length and the value.
+    // buffer: kModuleReplySize bytes, receiving the u32 value length and the value: only what
+    // the driver returned this time (the rest zero), the length within the bytes it returned.
     HRESULT GetModuleParam(BYTE* buffer, UINT32 index);
 
     // The selected module (the first with -1), or null for an empty list or a bad selection.

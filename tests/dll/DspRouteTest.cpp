@@ -74,8 +74,8 @@ protected:
     }
     void TearDown() override {
         EXPECT_EQ(dll.Close(handle), S_OK);
-        // One per module entry found at the last open, until the DLL unloads.
-        EXPECT_EQ(platform.References("IKsControl"), modules);
+        // The last close gives back every module's control.
+        EXPECT_EQ(platform.References("IKsControl"), 0);
     }
 
     HRESULT SetBlob(std::int32_t id, Bytes8 bytes, UINT32 flags = 2) {
@@ -95,20 +95,18 @@ protected:
     }
 
     // A DSP with one module of another kind on the headset, opened: every open
-    // discovers the modules of every endpoint, so three entries are kept then.
+    // discovers the modules of every endpoint, three entries then.
     sim::Dsp& OpenHeadsetWith(sim::DspConfig config, wchar_t** headsetHandle) {
         DescribeEndpoint(headset, L"{5E1F0A11-0000-4000-8000-00000000A002}", 3, L"Headset");
         sim::Dsp& other = platform.AddDsp(std::move(config));
         platform.AttachDsp(headset, other);
         EXPECT_EQ(dll.Open(headsetHandle, kHeadset), S_OK);
-        modules = 3;
         other.ClearRequests();
         return other;
     }
 
     sim::Dsp* dsp = nullptr;
     wchar_t* handle = nullptr;
-    long modules = 2;
 };
 
 TEST_F(DspRouteTest, PexWriteSendsFormFactorThenValue) {

@@ -209,7 +209,10 @@ TEST_F(PPAPIHelperTest, ProbeOfAPin) {
          {L"1.4.2 7 seven"}, {{4, L"Module type: Unknown module type, version: v, name: seven"}}},
         {"size query of 0", {.modules = {kKrelo}}, [](sim::Dsp& dsp) { dsp.SetModuleListSize(0); }, {},
          {{4, L"Modules count: 0, modules size: 0"}}},
-        {"size query of 8 MB", {.modules = {kKrelo}}, [](sim::Dsp& dsp) { dsp.SetModuleListSize(8 << 20); },
+        // No reply of the PP API is larger than 64,004 bytes: a larger size leaves the pin.
+        {"size query of 64,005 bytes", {.modules = {kKrelo}}, [](sim::Dsp& dsp) { dsp.SetModuleListSize(64005); },
+         {}, {{3, L"Modules list size 64005 is larger than any reply (64004 bytes); the pin is left."}}},
+        {"size query of 64,004 bytes", {.modules = {kKrelo}}, [](sim::Dsp& dsp) { dsp.SetModuleListSize(64004); },
          {L"1.4.2 2 krelo"}, {{4, L"Modules count: 1, modules size: 156"}}},
         // Size answers of drivers that report "more data" with the size in the byte count.
         {"size as more data", {.modules = {kKrelo}},

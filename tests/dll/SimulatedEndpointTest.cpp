@@ -18,14 +18,31 @@ PROPERTYKEY KreloTuningKey(DWORD pid) {
     return {{0x5510C7AB, 0xDFC2, 0x40D0, {0xA9, 0x8B, 0x5F, 0x77, 0xF6, 0x97, 0x00, 0x5E}}, pid};
 }
 
-sim::Dsp& AttachDspWithBothFamilies(sim::Platform& platform, sim::Endpoint& speakers) {
-    constexpr GUID kPex = {0xD11B4F61, 0x42FA, 0x43BB, {0x99, 0x7C, 0x8D, 0x2B, 0x02, 0x6D, 0x11, 0xC8}};
-    constexpr GUID kKrelo = {0xCBDD3DB0, 0x85AE, 0x4466, {0xB1, 0x8D, 0x50, 0x4F, 0xD8, 0xE7, 0x08, 0x2B}};
-    DescribeEndpoint(speakers, L"{5E1F0A11-0000-4000-8000-00000000A001}", 1, L"Speakers");
-    sim::Dsp& dsp = platform.AddDsp({.modules = {{.id = kPex, .type = 1, .name = "pex", .version = "2.10"},
-                                                 {.id = kKrelo, .type = 2, .name = "krelo", .version = "1.4"}}});
-    platform.AttachDsp(speakers, dsp);
+namespace {
+
+sim::Dsp& AddDspWithBothFamilies(sim::Platform& platform, sim::Endpoint& endpoint, bool recordRequests) {
+    sim::Dsp& dsp = platform.AddDsp({.modules = {{.id = kPexModuleId, .type = 1, .name = "pex", .version = "2.10"},
+                                                 {.id = kKreloModuleId, .type = 2, .name = "krelo", .version = "1.4"}},
+                                     .recordRequests = recordRequests});
+    platform.AttachDsp(endpoint, dsp);
     return dsp;
+}
+
+}  // namespace
+
+sim::Dsp& AttachDspWithBothFamilies(sim::Platform& platform, sim::Endpoint& speakers) {
+    DescribeEndpoint(speakers, L"{5E1F0A11-0000-4000-8000-00000000A001}", 1, L"Speakers");
+    return AddDspWithBothFamilies(platform, speakers, true);
+}
+
+EndpointWithDsp AddEndpointWithDsp(sim::Platform& platform, int number, const wchar_t* before) {
+    wchar_t guid[40];
+    _snwprintf(guid, 40, L"{5E1F0A11-0000-4000-8000-%012X}", number);
+    const std::wstring id = std::wstring(L"{0.0.0.00000000}.") + guid;
+    sim::Endpoint& endpoint =
+        before != nullptr ? platform.PlugEndpoint({id}, before) : platform.AddEndpoint({id});
+    DescribeEndpoint(endpoint, guid, 1, (L"Speakers " + std::to_wstring(number)).c_str());
+    return {id, &endpoint, &AddDspWithBothFamilies(platform, endpoint, false)};
 }
 
 void SimulatedEndpointTest::SetUp() {

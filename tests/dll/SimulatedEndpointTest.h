@@ -39,6 +39,20 @@ using sim::DescribeEndpoint;
 // module ("pex", "2.10.0-lite") and a KRELO module ("krelo", "1.4.2").
 sim::Dsp& AttachDspWithBothFamilies(sim::Platform& platform, sim::Endpoint& speakers);
 
+// The modules of that DSP.
+inline constexpr GUID kPexModuleId = {0xD11B4F61, 0x42FA, 0x43BB, {0x99, 0x7C, 0x8D, 0x2B, 0x02, 0x6D, 0x11, 0xC8}};
+inline constexpr GUID kKreloModuleId = {0xCBDD3DB0, 0x85AE, 0x4466, {0xB1, 0x8D, 0x50, 0x4F, 0xD8, 0xE7, 0x08, 0x2B}};
+
+// Render endpoint `number` (3 and up; the speakers and the headset are 1 and 2) with a DSP of its
+// own that carries both families and records no requests; plugged in ahead of the endpoint
+// `before` when one is named, otherwise added last.
+struct EndpointWithDsp {
+    std::wstring id;
+    sim::Endpoint* endpoint;
+    sim::Dsp* dsp;
+};
+EndpointWithDsp AddEndpointWithDsp(sim::Platform& platform, int number, const wchar_t* before = nullptr);
+
 class SimulatedEndpointTest : public testing::Test {
 protected:
     void SetUp() override;

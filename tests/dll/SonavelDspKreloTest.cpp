@@ -131,17 +131,17 @@ TEST_F(SonavelDspKreloTest, DeviceWithOnlyThePexModule) {
     AttachDsp(platform, endpoint, {.modules = {{.id = kModulePex, .name = "pex", .version = "2.10"}}});
     ASSERT_EQ(DspController::Open(kPexOnly), S_OK);
     EXPECT_TRUE(Logged(4, L"DspController::Open", L"DSP module index: " + std::wstring(kPexOnly) + L"[0, -10]"));
-    const DspFamilies families = DspController::Families(kPexOnly);
-    EXPECT_TRUE(families.pexAvailable);
-    EXPECT_FALSE(families.kreloAvailable);
+    EXPECT_FALSE(DspController::FamilyMissing(kPexOnly, 1105));
+    EXPECT_TRUE(DspController::FamilyMissing(kPexOnly, 2104));
+    EXPECT_FALSE(DspController::FamilyMissing(kPexOnly, 3002));  // of neither family
     EXPECT_EQ(DspController::SelectModule(kPexOnly, 1105), S_OK);
     EXPECT_EQ(DspController::SelectModule(kPexOnly, 2104), E_INVALIDARG);
     EXPECT_EQ(DspController::SelectModule(kPexOnly, 3002), E_INVALIDARG);
-    // A second open keeps the indices found at the first.
+    // A second open keeps the modules found at the first.
     EXPECT_EQ(DspController::Open(kPexOnly), S_OK);
     EXPECT_TRUE(Logged(4, L"DspController::Open", L"DSP module for device[" + std::wstring(kPexOnly) + L"] is already opened."));
     EXPECT_EQ(DspController::Close(kPexOnly), S_OK);
-    EXPECT_FALSE(DspController::Families(kPexOnly).pexAvailable);
+    EXPECT_TRUE(DspController::FamilyMissing(kPexOnly, 1105));
 }
 
 }  // namespace

@@ -88,6 +88,16 @@ TEST(PexctlTest, ProfileKeepsTheMachineBetweenRuns) {
     const Outcome alone = Pexctl({"--no-save", "list"});
     EXPECT_EQ(alone.exitCode, 2u);
     EXPECT_NE(alone.err.find("--no-save applies to --simulate=PROFILE.json"), std::string::npos) << alone.err;
+
+    // A device removed while a command runs: its store answers AUDCLNT_E_DEVICE_INVALIDATED.
+    Json removing = Json::parse(shipped);
+    removing["failures"] = Json::array({{{"method", "IPropertyStore::SetValue"}, {"hresult", "0x88890004"}}});
+    const TemporaryFile gone("removed-machine.json", removing.dump());
+    const std::vector<std::string> args = {"--simulate=" + gone.Path(), "--no-save", "set", "pex_postgain", "1"};
+    const Outcome removed = Pexctl(args);
+    EXPECT_EQ(removed.exitCode, 1u) << Describe(args, removed);
+    EXPECT_NE(removed.err.find("0x88890004 "), std::string::npos) << Describe(args, removed);
+    EXPECT_NE(removed.err.find("(the device was removed)"), std::string::npos) << Describe(args, removed);
 }
 
 // save, change, diff, apply, diff: nothing left to apply, on both routes.

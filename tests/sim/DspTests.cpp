@@ -1,8 +1,11 @@
 // The simulated DSP as a driver: strict about every request, answering the PP API and the AMD
 // set from its state, and recording what it received.
 #include <devicetopology.h>
+#include <mmdeviceapi.h>
 
+#include <algorithm>
 #include <cstring>
+#include <tuple>
 #include <vector>
 
 #include "SimTestSupport.h"
@@ -25,6 +28,7 @@ kelix::Guid Wire(const GUID& guid) {
 }
 
 const kelix::PpModuleAddress kAddress{kPin, 2, Wire(kModule)};
+constexpr PROPERTYKEY kAnyKey = {{0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 4};
 
 class SimDsp : public SimFixture {
 protected:
@@ -156,6 +160,70 @@ TEST_F(SimDsp, RefusesMalformedRequests) {
     EXPECT_HR(E_POINTER, control->KsProperty(nullptr, 32, nullptr, 0, &returned));
     EXPECT_FALSE(dsp->Parameter(kModule, 20).has_value());
     EXPECT_EQ(dsp->Requests().size(), std::size(cases) + 3);
+}
+
+// A removed endpoint's objects answer as a removed device's for good; the endpoint leaves the
+// enumeration and comes back where it was; a plugged one comes ahead of the one named.
+TEST_F(SimDsp, RemovedEndpointsObjectsAreDeadAndPluggedOnesComeFirst) {
+    sim::Endpoint& render = *platform.Find(kRender);
+    ComPtr<IPropertyStore> store;
+    ASSERT_HR(S_OK, Device(kRender)->OpenPropertyStore(STGM_READ, &store));
+    const auto version = Bytes(kelix::PpShortHeader(kelix::kPpVersion, kelix::kKsPropertyGet, kPin));
+    std::vector<BYTE> reply(5);
+    const auto activeRenders = [&] {
+        ComPtr<IMMDeviceCollection> devices;
+        EXPECT_HR(S_OK, Enumerator()->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &devices));
+        UINT count = 0;
+        devices->GetCount(&count);
+        std::vector<std::wstring> ids;
+        for (UINT i = 0; i < count; ++i) {
+            ComPtr<IMMDevice> device;
+            devices->Item(i, &device);
+            ids.push_back(IdOf(device.Get()));
+        }
+        return ids;
+    };
+    PROPVARIANT value;
+    PropVariantInit(&value);
+    render.Remove();
+    EXPECT_HR(sim::kDeviceInvalidated, store->GetValue(kAnyKey, &value));
+    EXPECT_HR(sim::kDriverDeviceRemoved, Send(version, &reply));
+    EXPECT_EQ(activeRenders(), std::vector<std::wstring>{kRenderSecond});
+    render.Restore();
+    platform.PlugEndpoint({L"plugged"}, kRender);
+    EXPECT_EQ(activeRenders(), (std::vector<std::wstring>{L"plugged", kRender, kRenderSecond}));
+    EXPECT_HR(sim::kDeviceInvalidated, store->GetValue(kAnyKey, &value));  // dead for good
+    EXPECT_HR(sim::kDriverDeviceRemoved, Send(version, &reply));
+    ASSERT_HR(S_OK, Device(kRender)->OpenPropertyStore(STGM_READ, store.ReleaseAndGetAddressOf()));
+    EXPECT_HR(S_OK, store->GetValue(kAnyKey, &value));
+    ASSERT_HR(S_OK, Device(kRender)->Activate(__uuidof(IKsControl), CLSCTX_ALL, nullptr, &control));
+    EXPECT_HR(S_OK, Send(version, &reply));
+    PropVariantClear(&value);
+}
+
+// Mutated answers follow the seed: the same seed gives the same answers, and the module-list size
+// query gets absurd sizes among them.
+TEST_F(SimDsp, MutatedAnswersRepeatWithTheirSeed) {
+    const auto version = Bytes(kelix::PpShortHeader(kelix::kPpVersion, kelix::kKsPropertyGet, kPin));
+    const auto listSize = Bytes(kelix::PpModuleHeader(kelix::kPpModuleList, kelix::kKsPropertyGet, kPin));
+    const auto run = [&] {
+        dsp->Mutate({5, 100});
+        std::vector<std::tuple<HRESULT, ULONG, std::vector<BYTE>>> answers;
+        for (int i = 0; i < 40; ++i) {
+            std::vector<BYTE> reply(5, 0xEE);
+            ULONG returned = 0;
+            const HRESULT hr = i % 2 == 0 ? Send(version, &reply, &returned) : Send(listSize, nullptr, &returned);
+            answers.emplace_back(hr, returned, reply);
+        }
+        return answers;
+    };
+    const auto first = run();
+    EXPECT_EQ(run(), first);
+    const sim::DspMutationCounts counts = dsp->MutationCounts();
+    EXPECT_EQ(counts.answers, 40);
+    EXPECT_GT(counts.absurdLists, 0);
+    EXPECT_GT(counts.failures + counts.shortCounts + counts.overlongCounts + counts.randomBytes, 0);
+    EXPECT_TRUE(std::any_of(first.begin(), first.end(), [](const auto& answer) { return std::get<1>(answer) > 64004; }));
 }
 
 }  // namespace

@@ -130,6 +130,9 @@ TEST(MachineProfileTest, BadProfilesNameTheFieldAndInstallNothing) {
         {R"({"format": 1, "endpoints": [{"id": "a", "guid": "{00000000-0000-0000-0000-000000000001}",
              "friendlyName": "A"}, {"id": "a", "guid": "{00000000-0000-0000-0000-000000000002}", "friendlyName": "B"}]})",
          "profile.endpoints[1].id: used by an earlier endpoint"},
+        {R"({"format": 1, "endpoints": [{"id": "a", "guid": "{00000000-0000-0000-0000-000000000001}",
+             "friendlyName": "A", "dsp": {"mutation": {"seed": 1, "percent": 101}}}]})",
+         "profile.endpoints[0].dsp.mutation.percent: out of range 0..100"},
         {R"({"format": 1, "endpoints": [], "failures": [{"method": "IMMDevice::Explode", "hresult": "0x80004005"}]})",
          "profile.failures[0].method: \"IMMDevice::Explode\" is no method of the simulated platform"},
     };
@@ -149,13 +152,17 @@ TEST(MachineProfileTest, FailuresAndModuleValuesOfTheProfileAreInstalled) {
         "endpoints": [{"id": "a", "guid": "{00000000-0000-0000-0000-000000000001}", "friendlyName": "A",
                        "dsp": {"modules": [{"id": "{CBDD3DB0-85AE-4466-B18D-504FD8E7082B}",
                                             "parameters": [{"index": 21, "words": [7]}, {"index": 32, "bytes": "0a0b"}]}],
-                               "failures": [{"request": "Version", "hresult": 2147942431}]}}]})";
+                               "failures": [{"request": "Version", "hresult": 2147942431}]}},
+                      {"id": "b", "guid": "{00000000-0000-0000-0000-000000000002}", "friendlyName": "B",
+                       "removed": true, "dsp": {"mutation": {"seed": 3, "percent": 40}}}]})";
     Platform platform;
     RegistryOverride registry;
     MachineProfile profile(json);
     profile.Install(platform, registry);
     EXPECT_EQ(DefaultRenderId(platform), L"");   // the one failing call
     EXPECT_EQ(DefaultRenderId(platform), L"a");
+    EXPECT_EQ(platform.Find(L"b")->State(), static_cast<DWORD>(DEVICE_STATE_NOTPRESENT));  // removed
+    EXPECT_FALSE(platform.Find(L"b")->Present(platform.Find(L"b")->Ticket()));
     const std::string saved = profile.Save();
     EXPECT_NE(saved.find("\"index\": 21,\n"), std::string::npos) << saved;
     EXPECT_NE(saved.find("\"bytes\": \"0a0b\""), std::string::npos) << saved;

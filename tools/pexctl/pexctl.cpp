@@ -125,6 +125,7 @@ std::string FamilyName(kelix::ParameterId id) { return kelix::IsPexId(id) ? "PEX
 // What a failure means, in words, where it is known.
 std::string Cause(const Session& session, const ParameterDescription& parameter, UINT32 route, bool write,
                   HRESULT hr, ScalarType type) {
+    if (hr == static_cast<HRESULT>(0x88890004)) return "the device was removed";  // AUDCLNT_E_DEVICE_INVALIDATED
     if (route == KELIX_ROUTE_DSP) {
         if ((hr == E_INVALIDARG || hr == E_FAIL) && (kelix::IsPexId(parameter.id) || kelix::IsKreloId(parameter.id)) &&
             !FamilyOnDsp(session.Handle(), parameter.id)) {

@@ -1,0 +1,148 @@
+// Devices that come and go while the library holds them: every call's code
+// after an unplug, what a close gives back, recovery after the device returns
+// (by close and open, and by open alone), and DSP writes that reach the
+// endpoint's own DSP whatever was plugged or unplugged since it was opened.
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "SimulatedEndpointTest.h"
+
+namespace kelix::test {
+namespace {
+
+constexpr UINT32 kPostGainIndex = 122;  // 1105 pex_postgain
+constexpr UINT32 kKreloGainIndex = 21;  // 2104 krelo_post_gain
+
+std::optional<std::int32_t> DspWord(const sim::Dsp& dsp, const GUID& module, UINT32 index) {
+    const auto bytes = dsp.Parameter(module, index);
+    if (!bytes || bytes->size() != 4) return std::nullopt;
+    std::int32_t word;
+    std::memcpy(&word, bytes->data(), 4);
+    return word;
+}
+
+class DeviceLifeTest : public SimulatedEndpointTest {
+protected:
+    void SetUp() override {
+        SimulatedEndpointTest::SetUp();
+        speakers.Remove();  // endpoints without a DSP would end the walk before the others
+        headset.Remove();
+    }
+
+    HRESULT SetWord(wchar_t* handle, std::int32_t id, std::int32_t value, UINT32 route) {
+        return dll.Set(handle, id, &value, 4, route);
+    }
+    // Writes value to both scalars on both routes and reads each back.
+    void ExpectWorks(wchar_t* handle, const EndpointWithDsp& machine, std::int32_t value) {
+        for (const std::int32_t id : {1105, 2104}) {
+            for (const UINT32 route : {1u, 2u}) {
+                EXPECT_EQ(SetWord(handle, id, value, route), S_OK) << id << " route " << route;
+                std::int32_t read = 0;
+                UINT32 size = 4;
+                EXPECT_EQ(dll.Get(handle, id, &read, &size, route), S_OK) << id << " route " << route;
+                EXPECT_EQ(read, value) << id << " route " << route;
+            }
+        }
+        EXPECT_EQ(DspWord(*machine.dsp, kPexModuleId, kPostGainIndex), value);
+        EXPECT_EQ(DspWord(*machine.dsp, kKreloModuleId, kKreloGainIndex), value);
+    }
+};
+
+// After an unplug every call answers the platform's own code; a close gives back every
+// object of the device; after the device returns a close and an open, or an open alone,
+// reach the new objects.
+TEST_F(DeviceLifeTest, UnplugAndReplug) {
+    const EndpointWithDsp machine = AddEndpointWithDsp(platform, 3);
+    const HRESULT kStoreGone = sim::kDeviceInvalidated, kDspGone = sim::kDriverDeviceRemoved;
+    for (const bool closeFirst : {true, false}) {
+        SCOPED_TRACE(closeFirst ? "recovery by close and open" : "recovery by open alone");
+        wchar_t* handle = nullptr;
+        ASSERT_EQ(dll.Open(&handle, machine.id.c_str()), S_OK);
+        ExpectWorks(handle, machine, 5);
+        machine.endpoint->Remove();
+
+        struct Call {
+            std::int32_t id;
+            UINT32 route;
+            bool set;
+            HRESULT expected;
+        };
+        for (const Call& call : {Call{1105, 1, true, kStoreGone}, Call{1105, 1, false, kStoreGone},
+                                 Call{1105, 2, true, kDspGone}, Call{1105, 2, false, kDspGone},
+                                 Call{2104, 2, true, kDspGone}, Call{2104, 2, false, kDspGone},
+                                 Call{2104, 3, true, kDspGone}, Call{2001, 2, false, S_OK}}) {
+            std::int32_t word = 7;
+            UINT32 size = 64;
+            wchar_t text[32];
+            const HRESULT hr = call.set ? dll.Set(handle, call.id, &word, 4, call.route)
+                                        : dll.Get(handle, call.id, call.id == 2001 ? static_cast<void*>(text) : &word,
+                                                  &size, call.route);
+            EXPECT_EQ(hr, call.expected) << call.id << (call.set ? " set" : " get") << " route " << call.route;
+        }
+        if (closeFirst) {
+            EXPECT_EQ(dll.Close(handle), S_OK);
+            EXPECT_EQ(platform.TotalReferences(), 0) << "the removed device is still held after the close";
+            machine.endpoint->Restore();
+            ASSERT_EQ(dll.Open(&handle, machine.id.c_str()), S_OK);
+            ExpectWorks(handle, machine, 6);
+        } else {
+            machine.endpoint->Restore();
+            wchar_t* again = nullptr;
+            ASSERT_EQ(dll.Open(&again, machine.id.c_str()), S_OK);
+            EXPECT_TRUE(log.Has(3, kExports, L"OpenPexControl",
+                                L"The property store of device[" + machine.id +
+                                    L"] answered that the device was removed; it is opened again."));
+            ExpectWorks(again, machine, 8);
+            EXPECT_EQ(dll.Close(again), S_OK);  // closes the endpoint for both handles
+        }
+        EXPECT_EQ(dll.Close(handle), S_OK);
+        EXPECT_EQ(platform.TotalReferences(), 0);
+    }
+}
+
+// An endpoint plugged in ahead of an open endpoint, or one removed from ahead of it, and
+// another endpoint opened after: DSP writes through the first handle still reach its own
+// DSP and nothing else. When its own modules are gone, its DSP route answers as for a
+// family that is not there.
+TEST_F(DeviceLifeTest, PlugAndUnplugBetweenTwoOpens) {
+    enum class Change { PlugAhead, UnplugAhead, UnplugItself };
+    int number = 3;  // each case on endpoints of its own, after those of the cases before
+    for (const Change change : {Change::PlugAhead, Change::UnplugAhead, Change::UnplugItself}) {
+        const EndpointWithDsp ahead = AddEndpointWithDsp(platform, number++);
+        const EndpointWithDsp first = AddEndpointWithDsp(platform, number++);
+        const EndpointWithDsp second = AddEndpointWithDsp(platform, number++);
+        wchar_t* handle = nullptr;
+        wchar_t* other = nullptr;
+        ASSERT_EQ(dll.Open(&handle, first.id.c_str()), S_OK);
+        std::optional<EndpointWithDsp> plugged;
+        if (change == Change::PlugAhead) plugged = AddEndpointWithDsp(platform, number++, first.id.c_str());
+        if (change == Change::UnplugAhead) ahead.endpoint->Remove();
+        if (change == Change::UnplugItself) first.endpoint->Remove();
+        ASSERT_EQ(dll.Open(&other, second.id.c_str()), S_OK);
+
+        std::int32_t gain = 9, krelo = 10;
+        const HRESULT expected = change == Change::UnplugItself ? E_INVALIDARG : S_OK;
+        log.Clear();
+        EXPECT_EQ(dll.Set(handle, 1105, &gain, 4, 2), expected);
+        if (change == Change::UnplugItself) {
+            EXPECT_TRUE(log.Has(3, kDsp, L"DspController::FamilyMissing",
+                                L"The PEX module of device[" + first.id + L"] is no longer in the module list."));
+        }
+        EXPECT_EQ(dll.Set(handle, 2104, &krelo, 4, 2), expected);
+        if (change != Change::UnplugItself) {
+            EXPECT_EQ(DspWord(*first.dsp, kPexModuleId, kPostGainIndex), 9);
+            EXPECT_EQ(DspWord(*first.dsp, kKreloModuleId, kKreloGainIndex), 10);
+        }
+        for (const sim::Dsp* bystander : {ahead.dsp, second.dsp, plugged ? plugged->dsp : ahead.dsp}) {
+            EXPECT_EQ(DspWord(*bystander, kPexModuleId, kPostGainIndex), std::nullopt);
+            EXPECT_EQ(DspWord(*bystander, kKreloModuleId, kKreloGainIndex), std::nullopt);
+        }
+        EXPECT_EQ(dll.Close(handle), S_OK);
+        EXPECT_EQ(dll.Close(other), S_OK);
+        EXPECT_EQ(platform.TotalReferences(), 0);
+    }
+}
+
+}  // namespace
+}  // namespace kelix::test
