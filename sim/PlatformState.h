@@ -28,6 +28,9 @@ class PlatformState {
 public:
     Ledger ledger;
     MethodTable methods;
+    // The process's one enumerator while anyone holds it (sim/DeviceEnumerator.h keeps it).
+    std::mutex enumeratorMutex;
+    IMMDeviceEnumerator* liveEnumerator = nullptr;
 
     // Throws std::invalid_argument for an id already present or an invalid config.
     Endpoint& Add(EndpointConfig config);
