@@ -150,9 +150,10 @@ void EndpointClient::ReadAll(const std::vector<UINT32>& routes,
                 if (!family) {
                     family = FamilyOnDsp(session_.Handle(), parameter.id);
                     if (!*family) {
-                        out_->Failure("", "dsp", std::nullopt,
+                        (kelix::IsPexId(parameter.id) ? pexSkipped_ : kreloSkipped_) = true;
+                        out_->Skipped("dsp", FamilyName(parameter.id),
                                       "the " + FamilyName(parameter.id) +
-                                          " family is not on this endpoint's DSP: its parameters are not read");
+                                          " family is not on this endpoint's DSP: its DSP parameters are skipped");
                     }
                 }
                 if (!*family) continue;

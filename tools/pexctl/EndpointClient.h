@@ -13,6 +13,7 @@
 #include "Output.h"
 #include "Platform.h"
 #include "Snapshot.h"
+#include "core/ParameterFamily.h"
 
 namespace pexctl {
 
@@ -49,8 +50,8 @@ public:
                std::string& result);
 
     // Every readable parameter of the routes, in id order, each value handed
-    // to `visit` (null: the store holds no value for it). Failed reads and a
-    // family missing from the DSP are reported.
+    // to `visit` (null: the store holds no value for it). Failed reads are
+    // reported; a family missing from the DSP is skipped, and said once.
     void ReadAll(const std::vector<UINT32>& routes,
                  const std::function<void(const kelix::ParameterDescription&, UINT32, const Json&)>& visit);
     // {"device": {"id", "name"}, "store": {name: value}, "dsp": {...}}
@@ -60,6 +61,9 @@ public:
     Snapshot Collect(const std::vector<UINT32>& routes, int& absent);
     // {"modules": [{"family", "present", "version", "name", "id", "type"}]}
     Json Modules();
+
+    // Whether ReadAll skipped the DSP parameters of the id's family: it is not on the DSP.
+    bool Skipped(kelix::ParameterId id) const { return kelix::IsPexId(id) ? pexSkipped_ : kreloSkipped_; }
 
     HRESULT Close() { return session_.Close(); }
     const Endpoint& Opened() const { return endpoint_; }
@@ -72,6 +76,8 @@ private:
     Output* out_;
     Session session_;
     Endpoint endpoint_;
+    bool pexSkipped_ = false;
+    bool kreloSkipped_ = false;
 };
 
 }  // namespace pexctl

@@ -11,7 +11,11 @@ const char* const kExitCodes =
     "  2  usage: a bad command, option, parameter, value, device, snapshot or machine profile\n"
     "  3  partial: some parameters of a dump or save, one route of a both-routes read or write, some writes of an\n"
     "     apply, or some demo steps failed\n"
-    "With --json, failures come as {\"errors\": [{\"route\", \"hresult\", \"message\"}]} on standard output.\n";
+    "  4  different: diff found the endpoint differs from the snapshot; apply --dry-run would write something\n"
+    "A family (PEX, KRELO) that is not on the endpoint's DSP is no failure: save, report, dump and apply skip its\n"
+    "DSP parameters and say so once.\n"
+    "With --json, failures come as {\"errors\": [{\"route\", \"hresult\", \"message\"}]} on standard output,\n"
+    "skipped families as {\"skipped\": [{\"route\", \"family\", \"message\"}]}.\n";
 
 void Write(FILE* stream, const std::string& text) {
     std::fwrite(text.data(), 1, text.size(), stream);
@@ -38,6 +42,14 @@ void Output::Failure(const std::string& parameter, const std::string& route, std
     }
 }
 
+void Output::Skipped(const std::string& route, const std::string& family, const std::string& message) {
+    if (json_ || quiet_) {
+        skipped_.push_back({{"route", route}, {"family", family}, {"message", message}});
+    } else {
+        Write(stderr, "pexctl: " + message + "\n");
+    }
+}
+
 int Output::Usage(const std::string& message) {
     Failure("", "", std::nullopt, message);
     usage_ = true;
@@ -47,13 +59,14 @@ int Output::Usage(const std::string& message) {
 
 pexctl::Json Output::Document(pexctl::Json document) const {
     if (!errors_.empty()) document["errors"] = errors_;
+    if (!skipped_.empty()) document["skipped"] = skipped_;
     return document;
 }
 
 int Output::Code() const {
     if (usage_) return kExitUsage;
-    if (failures_ == 0) return kExitSuccess;
-    return successes_ > 0 ? kExitPartial : kExitFailed;
+    if (failures_ > 0) return successes_ > 0 ? kExitPartial : kExitFailed;
+    return different_ ? kExitDifferent : kExitSuccess;
 }
 
 int Output::Finish(pexctl::Json document) {

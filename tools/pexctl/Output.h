@@ -17,6 +17,7 @@ constexpr int kExitSuccess = 0;
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
 constexpr int kExitPartial = 3;
+constexpr int kExitDifferent = 4;  // diff: the endpoint differs; apply --dry-run: something would be written
 
 // The exit codes as help shows them.
 extern const char* const kExitCodes;
@@ -38,11 +39,16 @@ public:
     // {"route": "store"|"dsp"|null, "hresult": "0x80004005"|null, "message": "...", "parameter": "..."}
     void Failure(const std::string& parameter, const std::string& route, std::optional<HRESULT> hr,
                  const std::string& message);
+    // What is not there to be read, said once and not a failure: a line on standard error, or
+    // {"route", "family", "message"} under "skipped" in the document.
+    void Skipped(const std::string& route, const std::string& family, const std::string& message);
+    // The endpoint differs from what was compared (the exit code says so when nothing failed).
+    void Differs() { different_ = true; }
     // A usage failure, printed; the usage exit code.
     int Usage(const std::string& message);
-    // `document` with the error objects added under "errors".
+    // `document` with the error objects added under "errors" and the skipped families under "skipped".
     pexctl::Json Document(pexctl::Json document) const;
-    // The exit code of what happened: usage, success, failed, or partial.
+    // The exit code of what happened: usage, failed, partial, different, or success.
     int Code() const;
     bool Failed() const { return failures_ > 0; }
     // Prints the document (JSON mode) and gives the exit code.
@@ -54,7 +60,9 @@ private:
     int successes_ = 0;
     int failures_ = 0;
     bool usage_ = false;
+    bool different_ = false;
     pexctl::Json errors_ = pexctl::Json::array();
+    pexctl::Json skipped_ = pexctl::Json::array();
 };
 
 }  // namespace pexctl

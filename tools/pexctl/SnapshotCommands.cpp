@@ -1,4 +1,5 @@
 // save, diff, apply and report: snapshots of the endpoint, and pages of them.
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
@@ -72,19 +73,29 @@ int RunSnapshot(const std::string& verb, const SnapshotOptions& options, const G
         out.Line(done.differences == 0   ? "no differences"
                  : done.differences == 1 ? "1 difference"
                                          : fmt::format("{} differences", done.differences));
-        return out.Finish({{"file", options.file}, {"differences", done.items}});
+        if (done.differences > 0) out.Differs();
+        return out.Finish({{"file", options.file}, {"same", done.differences == 0}, {"differences", done.items}});
     }
-    out.Line(fmt::format("{} of {} values differed{}{}",
-                         saved->entries.size() - static_cast<std::size_t>(done.unchanged), saved->entries.size(),
+    const auto wouldWrite = std::count_if(done.items.begin(), done.items.end(),
+                                          [](const Json& item) { return item.at("result") == "dry run"; });
+    if (options.dryRun && wouldWrite > 0) out.Differs();
+    out.Line(fmt::format("{} of {} values differed{}{}{}",
+                         saved->entries.size() - static_cast<std::size_t>(done.unchanged + done.skipped),
+                         saved->entries.size(),
                          options.dryRun ? "; nothing written (--dry-run)" : "",
                          done.notInFile == 0
                              ? ""
-                             : fmt::format("; {} values the file does not hold left as they are", done.notInFile)));
+                             : fmt::format("; {} values the file does not hold left as they are", done.notInFile),
+                         done.skipped == 0
+                             ? ""
+                             : fmt::format("; {} values of a family not on the DSP skipped", done.skipped)));
     return out.Finish({{"file", options.file},
                        {"dryRun", options.dryRun},
                        {"writes", done.items},
+                       {"wouldWrite", options.dryRun ? wouldWrite : 0},
                        {"unchanged", done.unchanged},
-                       {"notInFile", done.notInFile}});
+                       {"notInFile", done.notInFile},
+                       {"skippedValues", done.skipped}});
 }
 
 }  // namespace
@@ -101,13 +112,13 @@ void AddSnapshotCommands(CLI::App& app, Context& context) {
     add("save", "a snapshot: every readable value of the endpoint (both routes unless --route) as JSON")
         ->add_option("FILE", options->file, "the snapshot to write")
         ->required();
-    add("diff", "what differs between a snapshot and the endpoint")
+    add("diff", "what differs between a snapshot and the endpoint; exits 0 when nothing does, 4 when something does")
         ->add_option("FILE", options->file, "a snapshot from `pexctl save`")
         ->required();
     CLI::App* apply = add("apply", "write the values of a snapshot that differ on the endpoint, each reported");
     apply->add_option("FILE", options->file, "a snapshot from `pexctl save`; checked whole before anything is written")
         ->required();
-    apply->add_flag("--dry-run", options->dryRun, "only say what would be written");
+    apply->add_flag("--dry-run", options->dryRun, "only say what would be written; exits 4 when something would be");
     CLI::App* report =
         add("report", "an HTML page of the endpoint's tuning (or a snapshot's): scalars, band arrays as curves");
     report->add_option("FILE", options->file, "the page to write (.html)")->required();

@@ -48,6 +48,11 @@ Reconciliation Reconcile(EndpointClient& client, const Snapshot& saved, const Sn
             ++result.notInFile;
             continue;
         }
+        if (apply && difference.route == Route::Dsp && client.Skipped(difference.parameter->id)) {
+            ++result.skipped;
+            --result.unchanged;
+            continue;
+        }
         Json item = {{"name", difference.parameter->name},
                      {"id", difference.parameter->id},
                      {"route", RouteText(difference.route)},

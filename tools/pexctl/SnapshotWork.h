@@ -21,11 +21,13 @@ std::vector<UINT32> SnapshotRoutes(const std::string& route, const Snapshot* sav
 // lines) and an item {"name", "id", "route", "file", "endpoint"}; with
 // `apply` the saved value is written too (unless `dryRun`) and the item has
 // its "result". Values the endpoint holds that the file does not are left
-// out of an apply and counted.
+// out of an apply and counted, and so are the DSP values of a family the
+// endpoint's DSP lacks (EndpointClient::Skipped).
 struct Reconciliation {
     Json items = Json::array();
     int unchanged = 0;
     int notInFile = 0;
+    int skipped = 0;
     std::size_t differences = 0;
 };
 Reconciliation Reconcile(EndpointClient& client, const Snapshot& saved, const Snapshot& current, bool apply, bool dryRun,
