@@ -37,6 +37,7 @@ if(KELIX_BENCH)
   add_subdirectory(bench/dll)
 endif()
 add_subdirectory(examples/simulated-machine)
+include(cmake/Package.cmake)
 
 if(EXISTS ${KELIX_GTEST_SOURCE}/CMakeLists.txt)
   kelix_add_gtest()

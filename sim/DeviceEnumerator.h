@@ -4,13 +4,17 @@
 #include <mmdeviceapi.h>
 
 #include <memory>
+#include <mutex>
+#include <vector>
 
 #include "sim/TrackedObject.h"
 
 namespace sim {
 
-// IMMDeviceEnumerator over the platform's endpoints. Notification callbacks are accepted and
-// never called: the simulated endpoints do not change on their own.
+// IMMDeviceEnumerator over the platform's endpoints. As on Windows, it is one object per
+// process: Create hands out the live enumerator while anyone holds it (the same pointer, one
+// reference count), and a new one only after the last reference went. Notification callbacks
+// are kept for Unregister and never called: the simulated endpoints do not change on their own.
 class DeviceEnumerator final : public IMMDeviceEnumerator, private TrackedObject {
 public:
     static HRESULT Create(std::shared_ptr<PlatformState> state, REFIID riid, void** out) noexcept;
@@ -30,6 +34,9 @@ public:
 private:
     explicit DeviceEnumerator(std::shared_ptr<PlatformState> state) noexcept;
     ~DeviceEnumerator() override = default;
+
+    std::mutex clientsMutex_;
+    std::vector<IMMNotificationClient*> clients_;  // not AddRef'd, as on Windows
 };
 
 }  // namespace sim

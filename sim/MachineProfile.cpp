@@ -25,9 +25,6 @@ constexpr int kFormat = 1;
 constexpr wchar_t kWrapperKey[] = L"SOFTWARE\\Sonavel\\Wrapper\\";
 // The Windows audio FX keys, by pid.
 constexpr GUID kFxKeys = {0xD04E05A6, 0x594B, 0x4FB6, {0xA8, 0x0D, 0x01, 0xAF, 0x5E, 0xED, 0x7D, 0x1D}};
-// The identifying values that DescribeEndpoint writes; a profile names them by field, not as values.
-constexpr GUID kAudioEndpoint = {0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}};
-constexpr PROPERTYKEY kFriendlyName = {{0xA45C254E, 0xDF1C, 0x4EFD, {0x80, 0x20, 0x67, 0xD1, 0x46, 0xA8, 0x50, 0xE0}}, 14};
 
 template <typename T>
 struct Named {
@@ -200,6 +197,8 @@ PROPERTYKEY KeyOf(const Field& field) {
     }
     return key;
 }
+
+bool SameKey(const PROPERTYKEY& a, const PROPERTYKEY& b) { return IsEqualGUID(a.fmtid, b.fmtid) && a.pid == b.pid; }
 
 std::string KeyText(const PROPERTYKEY& key) { return GuidText(key.fmtid) + "," + std::to_string(key.pid); }
 
@@ -376,11 +375,22 @@ DspPlan ReadDsp(const Field& dsp) {
     return plan;
 }
 
+constexpr Named<bool> kSampleTypes[] = {{"float", true}, {"pcm", false}};
+
+// {"sampleRate": 48000, "channels": 2, "bits": 32, "type": "float"}, each field optional.
+DeviceFormat ReadFormat(const Field& field) {
+    DeviceFormat format;
+    if (field.Has("sampleRate")) format.sampleRate = static_cast<DWORD>(field["sampleRate"].Integer(1, 1000000));
+    if (field.Has("channels")) format.channels = static_cast<WORD>(field["channels"].Integer(1, 32));
+    if (field.Has("bits")) format.bits = static_cast<WORD>(field["bits"].Integer(8, 64));
+    if (format.bits % 8 != 0) field["bits"].Fail("not a whole number of bytes");
+    if (field.Has("type")) format.isFloat = field["type"].OneOf(kSampleTypes);
+    return format;
+}
+
 struct EndpointPlan {
     EndpointConfig config;
-    std::wstring guid;
-    std::wstring friendlyName;
-    ULONG formFactor = 1;
+    EndpointDescription description;
     bool isDefault = false;
     bool removed = false;
     std::vector<StoredValue> values;
@@ -392,11 +402,25 @@ EndpointPlan ReadEndpoint(const Field& entry) {
     EndpointPlan plan;
     plan.config.id = Wide(entry["id"].Text());
     if (plan.config.id.empty()) entry["id"].Fail("empty");
-    plan.guid = Wide(entry["guid"].Text());
+    EndpointDescription& description = plan.description;
+    description.guid = Wide(entry["guid"].Text());
     GUID check;
-    if (CLSIDFromString(plan.guid.c_str(), &check) != S_OK) entry["guid"].Fail("not a GUID in braces");
-    plan.friendlyName = Wide(entry["friendlyName"].Text());
-    plan.formFactor = entry.Or("formFactor", UINT32{1}, &Field::U32);
+    if (CLSIDFromString(description.guid.c_str(), &check) != S_OK) entry["guid"].Fail("not a GUID in braces");
+    description.formFactor = entry.Or("formFactor", UINT32{1}, &Field::U32);
+    // A friendly name given whole ("Speakers (Realtek Audio)") is kept as given, and its two
+    // parts, where it has them, stand for the description and interface name left out.
+    description.friendlyName = Wide(entry.Or("friendlyName", std::string(), &Field::Text));
+    if (const size_t open = description.friendlyName.rfind(L" ("); open != std::wstring::npos &&
+                                                                    description.friendlyName.back() == L')') {
+        description.description = description.friendlyName.substr(0, open);
+        description.interfaceName = description.friendlyName.substr(open + 2, description.friendlyName.size() - open - 3);
+    } else if (!description.friendlyName.empty()) {
+        description.description = description.friendlyName;
+    }
+    if (entry.Has("description")) description.description = Wide(entry["description"].Text());
+    if (entry.Has("interface")) description.interfaceName = Wide(entry["interface"].Text());
+    description.interfacePath = Wide(entry.Or("interfacePath", std::string(), &Field::Text));
+    if (entry.Has("deviceFormat")) description.format = ReadFormat(entry["deviceFormat"]);
     if (entry.Has("flow")) plan.config.flow = entry["flow"].OneOf(kFlows);
     if (entry.Has("state")) plan.config.state = entry["state"].OneOf(kStates);
     if (entry.Has("store")) plan.config.access = entry["store"].OneOf(kAccesses);
@@ -446,6 +470,7 @@ struct MachineProfile::Machine {
     bool installed = false;
     std::vector<Endpoint*> installedEndpoints;  // by position in "endpoints"
     std::vector<Dsp*> installedDsps;            // null for an endpoint without a DSP
+    std::vector<std::vector<PROPERTYKEY>> describedKeys;  // by position: what Save leaves to the fields
 };
 
 MachineProfile::MachineProfile(std::string_view json) : machine_(std::make_unique<Machine>()) {
@@ -491,8 +516,13 @@ void MachineProfile::Install(Platform& platform, RegistryOverride& registry) {
     machine.installed = true;
     for (EndpointPlan& plan : machine.endpoints) {
         Endpoint& endpoint = platform.AddEndpoint(plan.config);
-        DescribeEndpoint(endpoint, plan.guid.c_str(), plan.formFactor, plan.friendlyName.c_str());
-        for (StoredValue& value : plan.values) StoreValue(endpoint, value);
+        // The described keys stand in fields of their own, unless the profile stores one itself.
+        std::vector<PROPERTYKEY> described = DescribeEndpoint(endpoint, plan.description);
+        for (StoredValue& value : plan.values) {
+            StoreValue(endpoint, value);
+            std::erase_if(described, [&](const PROPERTYKEY& key) { return SameKey(key, value.key); });
+        }
+        machine.describedKeys.push_back(std::move(described));
         for (auto& [pid, classId] : plan.fx) {
             PROPVARIANT value{};
             value.vt = VT_LPWSTR;
@@ -527,8 +557,9 @@ std::string MachineProfile::Save() const {
         Json values = Json::array();
         PROPERTYKEY key;
         for (size_t at = 0; endpoint.KeyAt(at, &key); ++at) {
-            if (IsEqualGUID(key.fmtid, kAudioEndpoint) || (IsEqualGUID(key.fmtid, kFriendlyName.fmtid) && key.pid == kFriendlyName.pid)) {
-                continue;  // the endpoint's guid, form factor and name stand in fields of their own
+            const auto& described = machine.describedKeys[i];
+            if (std::any_of(described.begin(), described.end(), [&](const PROPERTYKEY& d) { return SameKey(d, key); })) {
+                continue;
             }
             PROPVARIANT value{};
             if (FAILED(endpoint.GetValue(key, &value))) continue;

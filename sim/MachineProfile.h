@@ -8,7 +8,10 @@
 //     "wrapper": {"<FX slot>": "<version text>"},      values under HKLM\SOFTWARE\Sonavel\Wrapper
 //     "failures": [{"method": "IPropertyStore::SetValue", "hresult": "0x80070005", "times": -1}],
 //     "endpoints": [{
-//       "id": "{0.0.0.00000000}.{...}", "guid": "{...}", "friendlyName": "Speakers",
+//       "id": "{0.0.0.00000000}.{...}", "guid": "{...}",
+//       "description": "Speakers", "interface": "Realtek(R) Audio",   friendly name "Speakers (Realtek(R) Audio)"
+//       "friendlyName": "...", "interfacePath": "\\?\SWD#...",     as given, instead of the built ones
+//       "deviceFormat": {"sampleRate": 48000, "channels": 2, "bits": 32, "type": "float"},
 //       "formFactor": 1, "flow": "render", "state": "active", "default": true, "removed": false,
 //       "store": "readwrite",                          readwrite | readonly | none
 //       "fx": {"13": "{class id}"},                    FX store values by pid (VT_LPWSTR)
@@ -26,8 +29,8 @@
 //     }]
 //   }
 //
-// Only "id" is required of an endpoint; everything else has the default shown in sim/Endpoint.h
-// and sim/Dsp.h. A profile that does not read is refused whole with a ProfileError naming the
+// Only "id" and "guid" are required of an endpoint; everything else has the default shown in
+// sim/Endpoint.h, sim/EndpointProperties.h and sim/Dsp.h. A profile that does not read is refused whole with a ProfileError naming the
 // field, e.g. "endpoints[1].dsp.modules[0].id: not a GUID", and nothing is installed.
 
 #include <windows.h>

@@ -28,6 +28,9 @@ class PlatformState {
 public:
     Ledger ledger;
     MethodTable methods;
+    // The process's one enumerator while anyone holds it (sim/DeviceEnumerator.h keeps it).
+    std::mutex enumeratorMutex;
+    IMMDeviceEnumerator* liveEnumerator = nullptr;
 
     // Throws std::invalid_argument for an id already present, an invalid config, or a `before`
     // that names no endpoint. The new endpoint comes before `before` in every enumeration (empty: last).

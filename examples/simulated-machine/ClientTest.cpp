@@ -2,10 +2,10 @@
 // laptop profile installed into this process, a gain written and read back,
 // and what the DLL left in the endpoint's store checked through the machine.
 //
-// Built beside dist/windows-x64 with the mingw-w64 compiler that built the kit:
-//   x86_64-w64-mingw32-g++-posix -std=c++20 ClientTest.cpp -Iinclude -Llib -static
-//       -lKelix3PexControl -lkelix_sim -lkelix_core -lole32 -loleaut32 -luuid -ladvapi32
-//   ClientTest profiles/laptop-speakers.json
+// Built against the release archives with the toolchain that built them (examples/CMakeLists.txt:
+// find_package(Kelix3PexControl CONFIG REQUIRED COMPONENTS Sim) and the targets
+// Kelix3PexControl::Kelix3PexControl and Kelix3PexControl::Sim), then run on a shipped profile:
+//   simulated_machine_example profiles/laptop-speakers.json
 #include <windows.h>
 #include <objbase.h>
 

@@ -458,7 +458,7 @@ TEST_F(BadInputMatrixTest, OpenAndClose) {
         {nullptr, {S_OK}},  // the default render endpoint: the speakers
         {kSpeakers, {S_OK}},
         {kHeadset, {S_OK}},  // no DSP: opens all the same
-        {L"", {HRESULT_FROM_WIN32(ERROR_NOT_FOUND)}},
+        {L"", {E_INVALIDARG}},  // no endpoint id at all
         {L"{0.0.0.00000000}.{unknown}", {HRESULT_FROM_WIN32(ERROR_NOT_FOUND)}},
     };
     for (const auto& o : opens) {

@@ -157,14 +157,15 @@ TEST_F(ExportsTest, DefaultEndpointFailuresGoOnWithTheEmptyId) {
         platform.ClearFailures();
         platform.FailMethod(c.method, c.hr);
         wchar_t* handle = kSentinelHandle;
-        const HRESULT expected = c.method.starts_with("CoCreateInstance") ? c.hr : kNotFound;
+        // Otherwise the store route's lookup of the empty id answers: it is no endpoint id.
+        const HRESULT expected = c.method.starts_with("CoCreateInstance") ? c.hr : E_INVALIDARG;
         EXPECT_EQ(dll.Open(&handle, nullptr), expected) << Hex(expected);
         EXPECT_EQ(handle, kSentinelHandle);
         EXPECT_TRUE(log.Has(2, kExports, L"`anonymous-namespace'::GetDefaultDeviceId", c.message));
         EXPECT_EQ(platform.TotalReferences(), 0);
     }
     // The empty id reached the property-store route.
-    EXPECT_TRUE(log.Has(2, kApo, L"ApoController::Open", L"Failed to find device[]: " + Failure(kNotFound)));
+    EXPECT_TRUE(log.Has(2, kApo, L"ApoController::Open", L"Failed to find device[]: " + Failure(E_INVALIDARG)));
 }
 
 TEST_F(ExportsTest, DefaultFollowsTheConsoleRole) {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -85,6 +86,26 @@ TEST_F(ImageTest, ImportsOnlySystemDlls) {
         EXPECT_EQ(name.find("winpthread"), std::string::npos) << name;
     }
     EXPECT_GT(count, 0);
+}
+
+// The version of the top CMakeLists.txt's project(), in the version resource's fixed part.
+TEST_F(ImageTest, CarriesTheReleaseVersion) {
+    HRSRC found = FindResourceW(module_, MAKEINTRESOURCEW(VS_VERSION_INFO), MAKEINTRESOURCEW(16));  // RT_VERSION
+    ASSERT_NE(found, nullptr) << GetLastError();
+    const auto* data = static_cast<const BYTE*>(LockResource(LoadResource(module_, found)));
+    const DWORD size = SizeofResource(module_, found);
+    ASSERT_NE(data, nullptr);
+    constexpr DWORD kSignature = 0xFEEF04BD;
+    const BYTE* at = std::search(data, data + size, reinterpret_cast<const BYTE*>(&kSignature),
+                                 reinterpret_cast<const BYTE*>(&kSignature) + sizeof kSignature);
+    ASSERT_LE(at + sizeof(VS_FIXEDFILEINFO), data + size) << "no VS_FIXEDFILEINFO";
+    VS_FIXEDFILEINFO info;
+    std::memcpy(&info, at, sizeof info);
+    const DWORD major = KELIX_VERSION_MAJOR, minor = KELIX_VERSION_MINOR, patch = KELIX_VERSION_PATCH;
+    EXPECT_EQ(info.dwFileVersionMS, major << 16 | minor);
+    EXPECT_EQ(info.dwFileVersionLS, patch << 16);
+    EXPECT_EQ(info.dwProductVersionMS, info.dwFileVersionMS);
+    EXPECT_EQ(info.dwProductVersionLS, info.dwFileVersionLS);
 }
 
 }  // namespace

@@ -127,15 +127,67 @@ TEST(PexctlTest, SnapshotRoundTripOnBothRoutes) {
     OnMachine(machine, {"set", "krelo_peak_level", "0"});
     const std::vector<std::string> changed = {"pex_postgain/store", "krelo_peak_level/store", "pex_postgain/dsp",
                                               "pex_ieq_bands/dsp"};
-    EXPECT_EQ(Names(OnMachine(machine, {"diff", snapshot.Path()}).at("differences")), changed);
-    const Json dry = OnMachine(machine, {"apply", "--dry-run", snapshot.Path()});
+    EXPECT_EQ(Names(OnMachine(machine, {"diff", snapshot.Path()}, 4).at("differences")), changed);
+    const Json dry = OnMachine(machine, {"apply", "--dry-run", snapshot.Path()}, 4);
     EXPECT_EQ(Names(dry.at("writes")), changed);
-    EXPECT_EQ(Names(OnMachine(machine, {"diff", snapshot.Path()}).at("differences")), changed) << "a dry run writes nothing";
+    EXPECT_EQ(dry.at("wouldWrite"), changed.size());
+    EXPECT_EQ(Names(OnMachine(machine, {"diff", snapshot.Path()}, 4).at("differences")), changed) << "a dry run writes nothing";
     const Json applied = OnMachine(machine, {"apply", snapshot.Path()});
     ASSERT_EQ(Names(applied.at("writes")), changed);
     for (const Json& write : applied.at("writes")) EXPECT_EQ(write.at("result"), "written") << write.dump();
-    EXPECT_EQ(OnMachine(machine, {"diff", snapshot.Path()}).at("differences"), Json::array());
-    EXPECT_EQ(OnMachine(machine, {"apply", snapshot.Path()}).at("writes"), Json::array());
+    EXPECT_EQ(OnMachine(machine, {"diff", snapshot.Path()}).at("same"), true);
+    EXPECT_EQ(OnMachine(machine, {"apply", "--dry-run", snapshot.Path()}).at("writes"), Json::array());
+}
+
+// A family that is not on an endpoint's DSP is skipped, said once, and no failure: on every
+// shipped machine save, report, dump and diff of its own snapshot succeed; apply of a snapshot
+// with that family's DSP values leaves them out.
+TEST(PexctlTest, MissingFamiliesAreSkippedNotFailed) {
+    const struct {
+        const char* profile;
+        std::vector<std::string> skipped;
+    } cases[] = {
+        {"laptop-speakers.json", {}},
+        {"two-endpoints.json", {}},
+        {"amd-laptop.json", {"PEX"}},
+        {"headset-without-dsp.json", {"PEX", "KRELO"}},
+        {"read-only-store.json", {"PEX", "KRELO"}},
+    };
+    const auto families = [](const Json& document) {
+        std::vector<std::string> names;
+        for (const Json& item : document.value("skipped", Json::array())) names.push_back(item.at("family"));
+        return names;
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.profile);
+        const TemporaryFile machine("skipped.json", ShippedProfile(c.profile));
+        const TemporaryFile snapshot("skipped-snapshot.json"), page("skipped.html");
+        EXPECT_EQ(families(OnMachine(machine, {"save", snapshot.Path()})), c.skipped);
+        EXPECT_EQ(families(OnMachine(machine, {"report", page.Path()})), c.skipped);
+        EXPECT_EQ(families(OnMachine(machine, {"--route", "both", "dump"})), c.skipped);
+        EXPECT_EQ(OnMachine(machine, {"diff", snapshot.Path()}).at("same"), true);
+    }
+    // Said once per family in text, on standard error.
+    const TemporaryFile machine("skipped.json", ShippedProfile("headset-without-dsp.json"));
+    const std::vector<std::string> args = {"--simulate=" + machine.Path(), "--route", "dsp", "dump"};
+    const Outcome text = Pexctl(args);
+    EXPECT_EQ(text.exitCode, 0u) << Describe(args, text);
+    EXPECT_EQ(text.err, "pexctl: the PEX family is not on this endpoint's DSP: its DSP parameters are skipped\n"
+                        "pexctl: the KRELO family is not on this endpoint's DSP: its DSP parameters are skipped\n");
+    // A snapshot of the laptop's speakers applied to the AMD laptop: its PEX values on the DSP
+    // are left out, the KRELO ones would be written.
+    const TemporaryFile laptop("laptop.json", ShippedProfile("laptop-speakers.json"));
+    const TemporaryFile amd("amd.json", ShippedProfile("amd-laptop.json"));
+    const TemporaryFile snapshot("laptop-snapshot.json");
+    OnMachine(laptop, {"--route", "dsp", "set", "pex_postgain", "-3"});
+    OnMachine(laptop, {"--route", "dsp", "set", "krelo_peak_level", "5"});
+    OnMachine(laptop, {"--route", "dsp", "save", snapshot.Path()});
+    const Json applied = OnMachine(amd, {"apply", "--dry-run", snapshot.Path()}, 4);
+    EXPECT_EQ(families(applied), std::vector<std::string>{"PEX"});
+    EXPECT_GT(applied.at("skippedValues"), 0);
+    for (const Json& write : applied.at("writes")) {
+        EXPECT_EQ(write.at("name").get<std::string>().rfind("krelo_", 0), 0u) << write.dump();
+    }
 }
 
 // A snapshot that does not fit this build writes nothing; writes that fail
@@ -198,7 +250,7 @@ TEST(PexctlWineTest, WineEndpointSnapshotRoundTrip) {
     run({"--route", "store", "save", snapshot.Path()});
     EXPECT_EQ(Json::parse(snapshot.Content()).at("endpoint").at("formFactor"), 1);
     run({"set", "pex_postgain", "9"});
-    EXPECT_EQ(Names(run({"diff", snapshot.Path()}).at("differences")), std::vector<std::string>{"pex_postgain/store"});
+    EXPECT_EQ(Names(run({"diff", snapshot.Path()}, 4).at("differences")), std::vector<std::string>{"pex_postgain/store"});
     const Json applied = run({"apply", snapshot.Path()});
     ASSERT_EQ(applied.at("writes").size(), 1u);
     EXPECT_EQ(applied["writes"][0].at("result"), "written");

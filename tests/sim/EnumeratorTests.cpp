@@ -1,4 +1,5 @@
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "SimTestSupport.h"
@@ -16,13 +17,20 @@ TEST_F(SimInstallation, ClientCoCreateInstanceReachesThePlatformUntilRevoked) {
         ASSERT_NE(nullptr, enumerator.Get());
         EXPECT_EQ(1, platform.Calls("CoCreateInstance(MMDeviceEnumerator)"));
         EXPECT_EQ(1, platform.References("IMMDeviceEnumerator"));
+        // One process-wide enumerator, as on Windows: the same object, one reference count.
+        ComPtr<IMMDeviceEnumerator> second = Enumerator();
+        EXPECT_EQ(enumerator.Get(), second.Get());
+        EXPECT_EQ(1, platform.Objects("IMMDeviceEnumerator"));
+        EXPECT_EQ(3UL, second->AddRef());
+        EXPECT_EQ(2UL, enumerator->Release());
     }
     EXPECT_EQ(0, platform.References("IMMDeviceEnumerator"));
+    EXPECT_EQ(0, platform.Objects("IMMDeviceEnumerator"));
 
     installation.reset();
     ComPtr<IMMDeviceEnumerator> system;
     CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&system));
-    EXPECT_EQ(1, platform.Calls("CoCreateInstance(MMDeviceEnumerator)")) << "revoked class object still used";
+    EXPECT_EQ(2, platform.Calls("CoCreateInstance(MMDeviceEnumerator)")) << "revoked class object still used";
 }
 
 TEST(SimInstallationWithoutCom, RegistrationFailsAndRevokesNothing) {
@@ -73,9 +81,16 @@ TEST_F(SimEnumerator, InvalidArgumentsAnswerWithNullOut) {
     EXPECT_HR(E_INVALIDARG, enumerator->EnumAudioEndpoints(eRender, 0x10, &collection));
     EXPECT_EQ(nullptr, collection);
 
-    IMMDevice* device = SentinelPointer<IMMDevice>();
-    EXPECT_HR(kNotFound, enumerator->GetDevice(L"{0.0.0.00000000}.{no-such-endpoint}", &device));
-    EXPECT_EQ(nullptr, device);
+    // An endpoint id that names nothing is not found; what is no endpoint id is an invalid argument.
+    const std::pair<const wchar_t*, HRESULT> lookups[] = {
+        {L"{0.0.0.00000000}.{no-such-endpoint}", kNotFound}, {L"", E_INVALIDARG}, {L"speakers", E_INVALIDARG},
+        {L"{0.0.0.00000000}", E_INVALIDARG}, {L"{speakers}.{x}", E_INVALIDARG}};
+    IMMDevice* device = nullptr;
+    for (const auto& [id, expected] : lookups) {
+        device = SentinelPointer<IMMDevice>();
+        EXPECT_HR(expected, enumerator->GetDevice(id, &device)) << "id \"" << testing::PrintToString(std::wstring(id)) << "\"";
+        EXPECT_EQ(nullptr, device);
+    }
     device = SentinelPointer<IMMDevice>();
     EXPECT_HR(E_POINTER, enumerator->GetDevice(nullptr, &device));
     EXPECT_EQ(nullptr, device);
@@ -84,6 +99,18 @@ TEST_F(SimEnumerator, InvalidArgumentsAnswerWithNullOut) {
     EXPECT_HR(E_INVALIDARG, enumerator->GetDefaultAudioEndpoint(eAll, eConsole, &device));
     EXPECT_EQ(nullptr, device);
     EXPECT_HR(E_INVALIDARG, enumerator->GetDefaultAudioEndpoint(eRender, ERole_enum_count, &device));
+}
+
+TEST_F(SimEnumerator, NotificationClientUnregistersOnceAfterRegistering) {
+    ComPtr<IMMDeviceEnumerator> enumerator = Enumerator();
+    IMMNotificationClient* const client = SentinelPointer<IMMNotificationClient>();  // never called
+    IMMNotificationClient* const other = client + 1;
+    EXPECT_HR(kNotFound, enumerator->UnregisterEndpointNotificationCallback(client)) << "never registered";
+    EXPECT_HR(S_OK, enumerator->RegisterEndpointNotificationCallback(client));
+    EXPECT_HR(kNotFound, Enumerator()->UnregisterEndpointNotificationCallback(other));
+    EXPECT_HR(S_OK, Enumerator()->UnregisterEndpointNotificationCallback(client)) << "the same enumerator keeps it";
+    EXPECT_HR(kNotFound, enumerator->UnregisterEndpointNotificationCallback(client)) << "removed already";
+    EXPECT_HR(E_POINTER, enumerator->UnregisterEndpointNotificationCallback(nullptr));
 }
 
 TEST_F(SimEnumerator, DefaultEndpointPerFlowAndRole) {

@@ -94,6 +94,8 @@ protected:
     Chain Build() {
         Chain c;
         c.enumerator = Enumerator();
+        // Registered, so that Unregister succeeds once its failures ran out.
+        EXPECT_HR(S_OK, c.enumerator->RegisterEndpointNotificationCallback(SentinelPointer<IMMNotificationClient>()));
         EXPECT_HR(S_OK, c.enumerator->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &c.collection));
         c.device = Device(kRender);
         EXPECT_HR(S_OK, c.device.As(&c.endpoint));

@@ -7,7 +7,10 @@
 #include <fstream>
 #include <sstream>
 
+#include <mmreg.h>
 #include <wrl/client.h>
+
+#include <cstring>
 
 #include "SimTestSupport.h"
 #include "sim/MachineProfile.h"
@@ -107,8 +110,10 @@ TEST(MachineProfileTest, BadProfilesNameTheFieldAndInstallNothing) {
         {"{", "not JSON"},
         {R"({"format": 2, "endpoints": []})", "profile.format: format 1 is the one this build reads"},
         {R"({"format": 1})", "profile: missing \"endpoints\""},
-        {R"({"format": 1, "endpoints": [{"id": "a", "guid": "{00000000-0000-0000-0000-000000000001}"}]})",
-         "profile.endpoints[0]: missing \"friendlyName\""},
+        {R"({"format": 1, "endpoints": [{"id": "a"}]})", "profile.endpoints[0]: missing \"guid\""},
+        {R"({"format": 1, "endpoints": [{"id": "a", "guid": "{00000000-0000-0000-0000-000000000001}",
+             "deviceFormat": {"type": "double"}}]})",
+         "profile.endpoints[0].deviceFormat.type: \"double\" is none of float, pcm"},
         {R"({"format": 1, "endpoints": [{"id": "a", "guid": "x", "friendlyName": "A"}]})",
          "profile.endpoints[0].guid: not a GUID in braces"},
         {R"({"format": 1, "endpoints": [{"id": "a", "guid": "{00000000-0000-0000-0000-000000000001}",
@@ -143,6 +148,81 @@ TEST(MachineProfileTest, BadProfilesNameTheFieldAndInstallNothing) {
         } catch (const ProfileError& error) {
             EXPECT_EQ(std::string(error.what()).substr(0, c.message.size()), c.message) << error.what();
         }
+    }
+}
+
+// The store values Windows keeps for every endpoint, from the profile or its defaults, as a
+// client reads them.
+TEST(MachineProfileTest, EndpointDescriptionAsWindowsKeepsIt) {
+    const PROPERTYKEY friendlyName = {{0xA45C254E, 0xDF1C, 0x4EFD, {0x80, 0x20, 0x67, 0xD1, 0x46, 0xA8, 0x50, 0xE0}}, 14};
+    const PROPERTYKEY description = {friendlyName.fmtid, 2};
+    const PROPERTYKEY interfaceName = {{0x026E516E, 0xB814, 0x414B, {0x83, 0xCD, 0x85, 0x6D, 0x6F, 0xEF, 0x48, 0x22}}, 2};
+    const PROPERTYKEY interfacePath = {{0x233164C8, 0x1B2C, 0x4C7D, {0xBC, 0x68, 0xB6, 0x71, 0x68, 0x7A, 0x25, 0x67}}, 1};
+    const PROPERTYKEY deviceFormat = {{0xF19F064D, 0x082C, 0x4E27, {0xBC, 0x73, 0x68, 0x82, 0xA1, 0xBB, 0x8E, 0x4C}}, 0};
+    const struct {
+        const char* fields;
+        const wchar_t* id;
+        std::wstring names[4];  // friendly name, description, interface name, interface path
+        DWORD rate;
+        WORD channels, bits;
+        DWORD channelMask;
+        bool isFloat;
+    } cases[] = {
+        {"", L"{0.0.0.00000000}.{a}",
+         {L"Speakers (Kelix3 simulated)", L"Speakers", L"Kelix3 simulated",
+          L"\\\\?\\SWD#MMDEVAPI#{0.0.0.00000000}.{a}#{e6327cad-dcec-4949-ae8a-991e976a79d2}"},
+         48000, 2, 32, 3, true},
+        {R"(, "flow": "capture", "description": "Microphone", "interface": "USB Audio",
+            "deviceFormat": {"sampleRate": 44100, "channels": 1, "bits": 16, "type": "pcm"})", L"{0.0.1.00000000}.{m}",
+         {L"Microphone (USB Audio)", L"Microphone", L"USB Audio",
+          L"\\\\?\\SWD#MMDEVAPI#{0.0.1.00000000}.{m}#{2eef81be-33fa-4800-9670-1cd474972c3f}"},
+         44100, 1, 16, 4, false},
+        // An older profile's whole name, split into its parts; one without parts stays as given.
+        {R"j(, "friendlyName": "Speakers (Realtek(R) Audio)", "deviceFormat": {"channels": 6})j", L"{0.0.0.00000000}.{b}",
+         {L"Speakers (Realtek(R) Audio)", L"Speakers", L"Realtek(R) Audio",
+          L"\\\\?\\SWD#MMDEVAPI#{0.0.0.00000000}.{b}#{e6327cad-dcec-4949-ae8a-991e976a79d2}"},
+         48000, 6, 32, 0x3F, true},
+        {R"(, "friendlyName": "Out: default", "interface": "Out: default", "interfacePath": "\\\\?\\wine#1")",
+         L"{0.0.0.00000000}.{c}", {L"Out: default", L"Out: default", L"Out: default", L"\\\\?\\wine#1"},
+         48000, 2, 32, 3, true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.fields);
+        const std::string json = R"({"format": 1, "endpoints": [{"id": ")" + Utf8(c.id) +
+                                 R"(", "guid": "{00000000-0000-0000-0000-000000000001}")" + c.fields + "}]}";
+        Platform platform;
+        RegistryOverride registry;
+        MachineProfile profile(json);
+        profile.Install(platform, registry);
+        const Endpoint& endpoint = *platform.Find(c.id);
+        const PROPERTYKEY texts[] = {friendlyName, description, interfaceName, interfacePath};
+        for (size_t i = 0; i < 4; ++i) {
+            PROPVARIANT value{};
+            ASSERT_EQ(endpoint.GetValue(texts[i], &value), S_OK);
+            ASSERT_EQ(value.vt, VT_LPWSTR) << i;
+            EXPECT_EQ(std::wstring(value.pwszVal), c.names[i]);
+            PropVariantClear(&value);
+        }
+        PROPVARIANT value{};
+        ASSERT_EQ(endpoint.GetValue(deviceFormat, &value), S_OK);
+        ASSERT_EQ(value.vt, VT_BLOB);
+        ASSERT_EQ(value.blob.cbSize, sizeof(WAVEFORMATEXTENSIBLE));
+        WAVEFORMATEXTENSIBLE format;
+        std::memcpy(&format, value.blob.pBlobData, sizeof format);
+        PropVariantClear(&value);
+        EXPECT_EQ(format.Format.wFormatTag, WAVE_FORMAT_EXTENSIBLE);
+        EXPECT_EQ(format.Format.cbSize, 22);
+        EXPECT_EQ(format.Format.nSamplesPerSec, c.rate);
+        EXPECT_EQ(format.Format.nChannels, c.channels);
+        EXPECT_EQ(format.Format.wBitsPerSample, c.bits);
+        EXPECT_EQ(format.Format.nBlockAlign, c.channels * c.bits / 8);
+        EXPECT_EQ(format.Format.nAvgBytesPerSec, c.rate * c.channels * c.bits / 8);
+        EXPECT_EQ(format.Samples.wValidBitsPerSample, c.bits);
+        EXPECT_EQ(format.dwChannelMask, c.channelMask);
+        EXPECT_EQ(format.SubFormat.Data1, c.isFloat ? DWORD{WAVE_FORMAT_IEEE_FLOAT} : DWORD{WAVE_FORMAT_PCM});
+        EXPECT_EQ(format.SubFormat.Data4[7], 0x71);
+        // The described values stand in fields of their own, not among the saved values.
+        EXPECT_NE(profile.Save().find("\"values\": []"), std::string::npos) << profile.Save();
     }
 }
 

@@ -1,5 +1,7 @@
 #include "Values.h"
 
+#include "core/ParameterReference.h"
+
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -336,6 +338,40 @@ Selection SelectEndpoint(const std::vector<Endpoint>& endpoints, std::string_vie
                         " endpoints; give more of the name, the index or the id:";
     for (const Endpoint* endpoint : matches) error += "\n  " + EndpointLine(*endpoint);
     return {nullptr, error};
+}
+
+std::string WriteRefusal(const kelix::ParameterDescription& parameter, const std::string& type) {
+    if (!parameter.Writable()) return parameter.name + " is read-only";
+    if (!type.empty() && parameter.kind != kelix::ValueKind::Scalar) {
+        return "--type applies to scalar values; " + parameter.name + " is a structure";
+    }
+    return "";
+}
+
+ParsedValue CheckWrite(const kelix::ParameterDescription& parameter, const std::string& type, ParsedValue parsed) {
+    if (std::string refusal = WriteRefusal(parameter, type); !refusal.empty()) return {{}, std::move(refusal)};
+    if (!parsed.error.empty()) return parsed;
+    const auto need = kelix::StructureSize(parameter, parsed.bytes.data(), static_cast<std::uint32_t>(parsed.bytes.size()));
+    if (!need || *need != parsed.bytes.size()) {
+        return {{}, parameter.name + ": the value has " + std::to_string(parsed.bytes.size()) +
+                        " bytes, its layout needs " + (need ? std::to_string(*need) : "another count")};
+    }
+    return parsed;
+}
+
+std::string_view KindText(kelix::ValueKind kind) {
+    return kind == kelix::ValueKind::Scalar ? "scalar" : kind == kelix::ValueKind::Structure ? "structure" : "text";
+}
+
+Json DescribeParameter(const kelix::ParameterDescription& parameter) {
+    Json entry = {{"id", parameter.id},       {"name", parameter.name},
+                  {"kind", KindText(parameter.kind)}, {"structure", kelix::StructureText(parameter)},
+                  {"size", kelix::StructureSizeText(parameter)},
+                  {"store", parameter.store}, {"dsp", parameter.dsp},
+                  {"readable", parameter.Readable()}, {"writable", parameter.Writable()}};
+    if (parameter.dspIndex) entry["dspIndex"] = *parameter.dspIndex;
+    if (!parameter.dspName.empty()) entry["dspName"] = parameter.dspName;
+    return entry;
 }
 
 }  // namespace pexctl

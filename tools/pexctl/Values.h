@@ -45,6 +45,19 @@ struct ParsedValue {
 ParsedValue ParseValue(const kelix::ParameterDescription& parameter, std::string_view text, ScalarType type);
 ParsedValue JsonToValue(const kelix::ParameterDescription& parameter, const Json& value, ScalarType type);
 
+// What a client may write to `parameter`, checked: the parameter writable,
+// a --type given for scalars only ("", "i4", "ui4"), and the bytes of
+// `parsed` of the size its layout calls for; `parsed` with an error in words
+// otherwise.
+ParsedValue CheckWrite(const kelix::ParameterDescription& parameter, const std::string& type, ParsedValue parsed);
+// The first two of those checks alone: why no value can be written, or empty.
+std::string WriteRefusal(const kelix::ParameterDescription& parameter, const std::string& type);
+
+// A parameter as `params --json` and serve's catalogue show it: id, name,
+// kind, structure, size, routes, access.
+Json DescribeParameter(const kelix::ParameterDescription& parameter);
+std::string_view KindText(kelix::ValueKind kind);  // "scalar", "structure", "text"
+
 // A render endpoint as `list` shows it.
 struct Endpoint {
     std::size_t index = 0;

@@ -1,0 +1,43 @@
+// pexctl's commands: each file adds its command to the app, binds the
+// command's own options and sets what runs it (see pexctl.cpp for the table).
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "Output.h"
+
+namespace pexctl {
+
+constexpr const char* kBuiltInMachine = "*";  // --simulate without a profile
+
+// The options every command takes.
+struct GlobalOptions {
+    std::string simulate;  // empty: the system's endpoints; kBuiltInMachine, or a profile's path
+    bool noSave = false;
+    bool json = false;
+    std::string device;
+    std::string route;  // empty: the parameter's own route (the store when it has one)
+    std::string type;
+    int trace = 0;
+};
+
+// The parsed command line: the global options and the chosen command.
+struct Context {
+    GlobalOptions options;
+    std::function<int(Output&)> run;  // set by the chosen command's callback
+    bool onMachine = true;           // false: runs without COM and the endpoints (params)
+};
+
+// Adds a command that takes the global options after its name too.
+CLI::App* AddCommand(CLI::App& app, const char* name, const char* description);
+
+void AddListCommand(CLI::App& app, Context& context);
+void AddValueCommands(CLI::App& app, Context& context);  // get, set, dump, modules
+void AddParamsCommand(CLI::App& app, Context& context);
+void AddDemoCommand(CLI::App& app, Context& context);
+void AddSnapshotCommands(CLI::App& app, Context& context);  // save, diff, apply, report
+
+}  // namespace pexctl
