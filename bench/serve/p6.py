@@ -7,36 +7,24 @@
 #   p6.py PEXCTL PROFILE WORK-DIRECTORY DRAGS RUNNER...
 import json
 import os
-import shutil
 import statistics
 import sys
 
-from selenium import webdriver
-from selenium.webdriver.chrome.options import Options
-from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "..", "tests", "pexctl", "serve"))
-from served import Served, pexctl_json
+from served import Served, arguments, chromium, open_page, pexctl_json
 
-pexctl, profile, work, drags = sys.argv[1], sys.argv[2], sys.argv[3], int(sys.argv[4])
-runner = sys.argv[5:]
-shutil.rmtree(work, ignore_errors=True)
-os.makedirs(work)
-machine = os.path.join(work, "machine.json")
-shutil.copy(profile, machine)
+drags = int(sys.argv.pop(4))
+pexctl, runner, work, machine = arguments()
 pexctl_json(runner, pexctl, machine, "--route", "dsp", "set", "pex_ieq_bands",
             json.dumps({"count": 20, "a": [500] * 20, "b": [0] * 20}))
 
 server = Served(runner, pexctl, machine, "--no-save")
-options = Options()
-options.binary_location = "/usr/bin/chromium"
-for argument in ["--headless=new", "--no-sandbox", "--disable-gpu", "--window-size=1400,1000"]:
-    options.add_argument(argument)
-driver = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+driver = chromium(height=1000)
 try:
-    driver.get(server.url)
+    open_page(driver, server)
     driver.find_element(By.CSS_SELECTOR, 'input[name="route"][value="dsp"]').click()
     for i in range(drags):
         point = driver.find_element(By.CSS_SELECTOR, f'.chart[data-parameter="pex_ieq_bands"] svg[data-field="a"] '

@@ -8,34 +8,17 @@
 #   browser.py PEXCTL PROFILE OUTPUT-DIRECTORY RUNNER...
 import json
 import os
-import shutil
 import sys
 import time
 
-from selenium import webdriver
-from selenium.webdriver.chrome.options import Options
-from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
 sys.path.insert(0, os.path.dirname(__file__))
-from served import Served, pexctl_json
+from served import Served, arguments, check, chromium, finish, open_page, pexctl_json
 
-pexctl, profile, out = sys.argv[1:4]
-runner = sys.argv[4:]
-shutil.rmtree(out, ignore_errors=True)
-os.makedirs(out)
-machine = os.path.join(out, "machine.json")
-shutil.copy(profile, machine)
-failures = []
-
-
-def check(condition, message):
-    if not condition:
-        failures.append(message)
-        print("FAIL:", message)
-    return condition
+pexctl, runner, out, machine = arguments()
 
 
 def until(condition, what, seconds=15):
@@ -49,24 +32,8 @@ def until(condition, what, seconds=15):
     return check(False, "never: " + what)
 
 
-def browser():
-    options = Options()
-    options.binary_location = "/usr/bin/chromium"
-    for argument in ["--headless=new", "--no-sandbox", "--disable-gpu", "--window-size=1400,2000",
-                     "--no-first-run", "--disable-background-networking", "--disable-component-update"]:
-        options.add_argument(argument)
-    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-    driver = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
-    return driver
-
-
 def console(driver):
     return [entry["message"] for entry in driver.get_log("browser")]
-
-
-def open_page(driver, server):
-    driver.get(server.url)
-    until(lambda: driver.find_element(By.TAG_NAME, "body").get_attribute("data-ready") == "true", "the page is ready")
 
 
 def bands_value(value, field, index):
@@ -96,7 +63,7 @@ pexctl_json(runner, pexctl, machine, "--route", "both", "set", "pex_ieq_bands", 
 pexctl_json(runner, pexctl, machine, "--route", "both", "set", "pex_postgain", "-5")
 
 server = Served(runner, pexctl, machine)
-driver = browser()
+driver = chromium()
 try:
     open_page(driver, server)
     driver.find_element(By.CSS_SELECTOR, 'input[name="route"][value="dsp"]').click()
@@ -187,7 +154,7 @@ check(server.pexctl_json("--route", "dsp", "get", "pex_ieq_bands").get("dsp") ==
 
 # A read-only store: the failing write shows its words in place and in the log.
 readonly = Served(runner, pexctl, machine, "--no-save", "--device", "line")
-driver = browser()
+driver = chromium()
 try:
     open_page(driver, readonly)
     field = scalar(driver, "pex_postgain")
@@ -205,5 +172,4 @@ finally:
     driver.quit()
 check(readonly.stop() == 0, "pexctl serve on the line out did not end with 0")
 
-print(f"{len(failures)} failed" if failures else f"the page works; screenshots in {out}")
-sys.exit(1 if failures else 0)
+finish(f"the page works; screenshots in {out}")

@@ -7,27 +7,14 @@
 import json
 import os
 import random
-import shutil
 import socket
 import sys
 import threading
 
 sys.path.insert(0, os.path.dirname(__file__))
-from served import Served
+from served import Served, arguments, check, finish
 
-pexctl, profile, out = sys.argv[1:4]
-runner = sys.argv[4:]
-shutil.rmtree(out, ignore_errors=True)
-os.makedirs(out)
-machine = os.path.join(out, "machine.json")
-shutil.copy(profile, machine)
-failures = []
-
-
-def check(condition, message):
-    if not condition:
-        failures.append(message)
-        print("FAIL:", message)
+pexctl, runner, out, machine = arguments()
 
 
 server = Served(runner, pexctl, machine)
@@ -151,5 +138,4 @@ check(server.request("POST", "/api/shutdown", "{}", {"Cookie": None})[0] == 403,
 check(server.stop() == 0, "pexctl serve did not end with 0")
 check(server.pexctl_json("get", "pex_postgain").get("store") == -8, "the profile does not hold the last write")
 
-print(f"{len(failures)} failed" if failures else "the security rules hold")
-sys.exit(1 if failures else 0)
+finish("the security rules hold")

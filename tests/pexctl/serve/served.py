@@ -3,9 +3,63 @@
 # read from what it prints, raw HTTP requests to it, and its end.
 import http.client
 import json
+import os
 import re
+import shutil
 import socket
 import subprocess
+import sys
+
+failures = []
+
+
+def check(condition, message):
+    """Notes a failure in words and goes on; the condition."""
+    if not condition:
+        failures.append(message)
+        print("FAIL:", message)
+    return condition
+
+
+def arguments():
+    """PEXCTL PROFILE OUTPUT-DIRECTORY RUNNER...: (pexctl, runner, the output directory emptied,
+    a copy of the profile in it)."""
+    pexctl, profile, out = sys.argv[1], sys.argv[2], os.path.abspath(sys.argv[3])
+    shutil.rmtree(out, ignore_errors=True)
+    os.makedirs(out)
+    machine = os.path.join(out, "machine.json")
+    shutil.copy(profile, machine)
+    return pexctl, sys.argv[4:], out, machine
+
+
+def chromium(width=1400, height=2000):
+    """Debian's Chromium, headless, driven by chromedriver; its console kept."""
+    from selenium import webdriver
+    from selenium.webdriver.chrome.options import Options
+    from selenium.webdriver.chrome.service import Service
+    options = Options()
+    options.binary_location = "/usr/bin/chromium"
+    for argument in ["--headless=new", "--no-sandbox", "--disable-gpu", f"--window-size={width},{height}",
+                     "--no-first-run", "--disable-background-networking", "--disable-component-update"]:
+        options.add_argument(argument)
+    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+    return webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+
+
+def open_page(driver, server):
+    """The page entered with the token, once it has read the endpoint."""
+    import time
+    driver.get(server.url)
+    deadline = time.monotonic() + 30
+    while driver.find_element("tag name", "body").get_attribute("data-ready") != "true":
+        if time.monotonic() > deadline:
+            raise RuntimeError("the page never became ready")
+        time.sleep(0.05)
+
+
+def finish(success):
+    print(f"{len(failures)} failed" if failures else success)
+    sys.exit(1 if failures else 0)
 
 
 class Served:
