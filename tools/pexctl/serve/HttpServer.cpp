@@ -22,6 +22,7 @@ using tcp = asio::ip::tcp;
 
 constexpr std::uint32_t kHeaderLimit = 8 * 1024;
 constexpr std::chrono::seconds kRequestTime{10};  // to send one whole request
+constexpr std::chrono::seconds kLinger{2};        // to stop sending after an answer that closes
 
 }  // namespace
 
@@ -104,16 +105,31 @@ private:
         });
     }
 
+    // A lingering close: nothing more is sent, and what the peer still sends (a
+    // refused body) is read and dropped for a while, so that the peer reads the
+    // answer instead of a connection reset.
     void Close() {
         beast::error_code ignored;
         stream_.socket().shutdown(tcp::socket::shutdown_send, ignored);
-        stream_.close();
+        stream_.expires_after(kLinger);
+        Drain();
+    }
+
+    void Drain() {
+        stream_.async_read_some(asio::buffer(discard_), [self = shared_from_this()](beast::error_code ec, std::size_t) {
+            if (ec) {
+                self->stream_.close();  // the peer closed too, or lingered too long
+                return;
+            }
+            self->Drain();
+        });
     }
 
     beast::tcp_stream stream_;
     beast::flat_buffer buffer_;
     std::optional<http::request_parser<http::string_body>> parser_;
     std::optional<http::response<http::string_body>> response_;
+    char discard_[16 * 1024];
     HttpServer::State& state_;
     HttpServer& server_;
 };
