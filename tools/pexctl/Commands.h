@@ -39,5 +39,6 @@ void AddValueCommands(CLI::App& app, Context& context);  // get, set, dump, modu
 void AddParamsCommand(CLI::App& app, Context& context);
 void AddDemoCommand(CLI::App& app, Context& context);
 void AddSnapshotCommands(CLI::App& app, Context& context);  // save, diff, apply, report
+void AddServeCommand(CLI::App& app, Context& context);      // serve/
 
 }  // namespace pexctl

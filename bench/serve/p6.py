@@ -1,0 +1,48 @@
+# P6 of `./dev bench`: from the page's input event (a pointer move dragging a
+# point of pex_ieq_bands on the DSP route) to the endpoint's write done and
+# read back, as the page measures it (the event's time to the answer of the
+# write, which carries the value read back), over DRAGS drags in headless
+# Chromium, pexctl serve under Wine on the simulated endpoint. Prints one
+# row of the benchmark table.
+#   p6.py PEXCTL PROFILE WORK-DIRECTORY DRAGS RUNNER...
+import json
+import os
+import statistics
+import sys
+
+from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.by import By
+
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "..", "tests", "pexctl", "serve"))
+from served import Served, arguments, chromium, open_page, pexctl_json
+
+drags = int(sys.argv.pop(4))
+pexctl, runner, work, machine = arguments()
+pexctl_json(runner, pexctl, machine, "--route", "dsp", "set", "pex_ieq_bands",
+            json.dumps({"count": 20, "a": [500] * 20, "b": [0] * 20}))
+
+server = Served(runner, pexctl, machine, "--no-save")
+driver = chromium(height=1000)
+try:
+    open_page(driver, server)
+    driver.find_element(By.CSS_SELECTOR, 'input[name="route"][value="dsp"]').click()
+    for i in range(drags):
+        point = driver.find_element(By.CSS_SELECTOR, f'.chart[data-parameter="pex_ieq_bands"] svg[data-field="a"] '
+                                                     f'circle[data-index="{i % 20}"]')
+        ActionChains(driver, duration=0).click_and_hold(point).move_by_offset(0, -20 if i % 2 else 20).release().perform()
+    rows = driver.execute_script("return [...document.querySelectorAll('#log tbody tr')]"
+                                 ".map((row) => [Number(row.dataset.latency), Number(row.dataset.server), Number(row.dataset.request)])")
+finally:
+    driver.quit()
+server.stop()
+
+latencies = sorted(row[0] for row in rows)
+server_median = statistics.median(row[1] for row in rows)
+request_median = statistics.median(row[2] for row in rows)
+median = statistics.median(latencies)
+p99 = latencies[min(len(latencies) - 1, int(round(0.99 * (len(latencies) - 1))))]
+status = "met" if p99 <= 16 else "MISSED"
+print(f"| P6 | page input event (drag on pex_ieq_bands, DSP route) to the write done and read back, {len(latencies)} writes "
+      f"| - | {latencies[0]:.1f}-{latencies[-1]:.1f} ms | median {median:.1f} ms, p99 {p99:.1f} ms | p99 <= 16 ms | {status} "
+      f"| of the median, {request_median:.1f} ms the HTTP request and {server_median:.2f} ms of it in pexctl (the write and the read back through the DLL); the rest is one "
+      f"HTTP request over loopback into Wine's sockets, JSON, and the page's event and fetch handling |")

@@ -1,0 +1,136 @@
+# pexctl serve run as a user runs it, for the tests and the benchmark: the
+# server started on a simulated machine kept in a profile, its URL and token
+# read from what it prints, raw HTTP requests to it, and its end.
+import http.client
+import json
+import os
+import re
+import shutil
+import socket
+import subprocess
+import sys
+
+failures = []
+
+
+def check(condition, message):
+    """Notes a failure in words and goes on; the condition."""
+    if not condition:
+        failures.append(message)
+        print("FAIL:", message)
+    return condition
+
+
+def arguments():
+    """PEXCTL PROFILE OUTPUT-DIRECTORY RUNNER...: (pexctl, runner, the output directory emptied,
+    a copy of the profile in it)."""
+    pexctl, profile, out = sys.argv[1], sys.argv[2], os.path.abspath(sys.argv[3])
+    shutil.rmtree(out, ignore_errors=True)
+    os.makedirs(out)
+    machine = os.path.join(out, "machine.json")
+    shutil.copy(profile, machine)
+    return pexctl, sys.argv[4:], out, machine
+
+
+def chromium(width=1400, height=2000):
+    """Debian's Chromium, headless, driven by chromedriver; its console kept."""
+    from selenium import webdriver
+    from selenium.webdriver.chrome.options import Options
+    from selenium.webdriver.chrome.service import Service
+    options = Options()
+    options.binary_location = "/usr/bin/chromium"
+    for argument in ["--headless=new", "--no-sandbox", "--disable-gpu", f"--window-size={width},{height}",
+                     "--no-first-run", "--disable-background-networking", "--disable-component-update"]:
+        options.add_argument(argument)
+    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+    return webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+
+
+def open_page(driver, server):
+    """The page entered with the token, once it has read the endpoint."""
+    import time
+    driver.get(server.url)
+    deadline = time.monotonic() + 30
+    while driver.find_element("tag name", "body").get_attribute("data-ready") != "true":
+        if time.monotonic() > deadline:
+            raise RuntimeError("the page never became ready")
+        time.sleep(0.05)
+
+
+def finish(success):
+    print(f"{len(failures)} failed" if failures else success)
+    sys.exit(1 if failures else 0)
+
+
+class Served:
+    def __init__(self, runner, pexctl, profile, *options):
+        self.runner, self.pexctl, self.profile = runner, pexctl, profile
+        self.process = subprocess.Popen(runner + [pexctl, f"--simulate={profile}", *options, "serve", "--port", "0"],
+                                        stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        for line in self.process.stdout:
+            found = re.search(r"(http://127\.0\.0\.1:(\d+)/\?token=([0-9a-f]+))", line)
+            if found:
+                self.url, self.port, self.token = found.group(1), int(found.group(2)), found.group(3)
+                break
+        else:
+            raise RuntimeError("pexctl serve printed no URL; exit " + str(self.process.wait()))
+        self.host = f"127.0.0.1:{self.port}"
+        self.cookie = f"pexctl-{self.port}={self.token}"
+
+    def request(self, method, path, body=None, headers=None):
+        """(status, headers with lower-case names, body) of one request on a fresh connection."""
+        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=30)
+        sent = {"Host": self.host, "Cookie": self.cookie}
+        if body is not None:
+            sent["Content-Type"] = "application/json"
+        sent.update(headers or {})
+        connection.putrequest(method, path, skip_host=True, skip_accept_encoding=True)
+        for name, value in sent.items():
+            if value is not None:
+                connection.putheader(name, value)
+        data = body.encode() if isinstance(body, str) else body
+        if data is not None:
+            connection.putheader("Content-Length", str(len(data)))
+        connection.endheaders(data)
+        response = connection.getresponse()
+        answer = (response.status, {k.lower(): v for k, v in response.getheaders()}, response.read())
+        connection.close()
+        return answer
+
+    def api(self, method, path, document=None):
+        """(status, document) of an /api/ request."""
+        status, _, body = self.request(method, "/api/" + path, None if document is None else json.dumps(document))
+        return status, json.loads(body)
+
+    def value(self, name, route):
+        status, document = self.api("GET", f"param/{name}?route={route}")
+        return document.get(route) if status == 200 else None
+
+    def raw(self, data, read=True):
+        """What the server answers to bytes sent as they are (b"" when it closes without an answer)."""
+        with socket.create_connection(("127.0.0.1", self.port), timeout=30) as connection:
+            connection.sendall(data)
+            if not read:
+                return b""
+            connection.shutdown(socket.SHUT_WR)
+            answer = b""
+            while chunk := connection.recv(65536):
+                answer += chunk
+            return answer
+
+    def stop(self):
+        """POST /api/shutdown; the exit code."""
+        status, _ = self.api("POST", "shutdown", {})
+        if status != 200:
+            self.process.kill()
+        self.process.stdout.read()
+        return self.process.wait(timeout=60)
+
+    def pexctl_json(self, *args):
+        return pexctl_json(self.runner, self.pexctl, self.profile, *args)
+
+
+def pexctl_json(runner, pexctl, profile, *args):
+    """The document of `pexctl --simulate=PROFILE --json ARGS...`."""
+    run = subprocess.run(runner + [pexctl, f"--simulate={profile}", "--json", *args], capture_output=True, text=True)
+    return json.loads(run.stdout)

@@ -1,0 +1,137 @@
+#include "Site.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "PageFiles.h"
+
+namespace pexctl::serve {
+namespace {
+
+constexpr const char* kPolicy =
+    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src 'self'; "
+    "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
+
+HttpResponse Respond(int status, std::string type, std::string body) {
+    HttpResponse response;
+    response.status = status;
+    response.headers = {{"Content-Type", std::move(type)},
+                        {"Content-Security-Policy", kPolicy},
+                        {"X-Content-Type-Options", "nosniff"},
+                        {"Referrer-Policy", "no-referrer"},
+                        {"Cache-Control", "no-store"}};
+    response.body = std::move(body);
+    return response;
+}
+
+HttpResponse JsonResponse(int status, const Json& document) {
+    return Respond(status, "application/json; charset=utf-8", document.dump() + "\n");
+}
+
+int Hex(char c) {
+    return c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+}
+
+// %XX and + decoded; a broken escape is kept as it is.
+std::string Decode(std::string_view text) {
+    std::string decoded;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '%' && i + 2 < text.size() && Hex(text[i + 1]) >= 0 && Hex(text[i + 2]) >= 0) {
+            decoded += static_cast<char>(Hex(text[i + 1]) * 16 + Hex(text[i + 2]));
+            i += 2;
+        } else {
+            decoded += text[i] == '+' ? ' ' : text[i];
+        }
+    }
+    return decoded;
+}
+
+Query ParseQuery(std::string_view text) {
+    Query query;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('&'), text.size());
+        const std::string_view pair = text.substr(0, end);
+        const std::size_t equals = std::min(pair.find('='), pair.size());
+        query[Decode(pair.substr(0, equals))] = Decode(pair.substr(std::min(equals + 1, pair.size())));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return query;
+}
+
+// Compares in time independent of where the texts differ.
+bool SameSecret(std::string_view a, std::string_view b) {
+    if (a.size() != b.size()) return false;
+    unsigned char difference = 0;
+    for (std::size_t i = 0; i < a.size(); ++i) difference |= static_cast<unsigned char>(a[i] ^ b[i]);
+    return difference == 0;
+}
+
+std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
+    return text;
+}
+
+}  // namespace
+
+void Site::Listening(unsigned short port) {
+    port_ = std::to_string(port);
+    cookie_ = "pexctl-" + port_;
+}
+
+HttpResponse Site::Refuse(int status, const std::string& what) {
+    Output out(true, true);
+    out.Failure("", "", std::nullopt, what);
+    return JsonResponse(status, out.Document(Json::object()));
+}
+
+bool Site::HasToken(const HttpRequest& request) const {
+    std::string_view cookies = request.cookie;
+    while (!cookies.empty()) {
+        const std::size_t end = std::min(cookies.find(';'), cookies.size());
+        std::string_view cookie = cookies.substr(0, end);
+        while (cookie.starts_with(' ')) cookie.remove_prefix(1);
+        if (cookie.starts_with(cookie_ + "=") && SameSecret(cookie.substr(cookie_.size() + 1), token_)) return true;
+        cookies.remove_prefix(std::min(end + 1, cookies.size()));
+    }
+    return false;
+}
+
+HttpResponse Site::Handle(const HttpRequest& request) {
+    if (request.host != "127.0.0.1:" + port_ && request.host != "localhost:" + port_) {
+        return Refuse(421, "the Host header must be 127.0.0.1:" + port_ + " or localhost:" + port_);
+    }
+    if (request.hasOrigin && request.origin != "http://127.0.0.1:" + port_ && request.origin != "http://localhost:" + port_) {
+        return Refuse(403, "requests from another origin are refused");
+    }
+    const std::size_t mark = std::min(request.target.find('?'), request.target.size());
+    const std::string path = request.target.substr(0, mark);
+    const Query query = ParseQuery(std::string_view(request.target).substr(std::min(mark + 1, request.target.size())));
+
+    if (path == "/" && query.contains("token")) {
+        if (!SameSecret(query.at("token"), token_)) return Refuse(403, "the token is not this server's");
+        HttpResponse response = Respond(303, "text/plain; charset=utf-8", "");
+        response.headers.emplace_back("Location", "/");
+        response.headers.emplace_back("Set-Cookie", cookie_ + "=" + token_ + "; HttpOnly; SameSite=Strict; Path=/");
+        return response;
+    }
+    if (!HasToken(request)) {
+        return Refuse(403, "open the page at the address pexctl serve printed, with its token");
+    }
+    if (path.starts_with("/api/")) {
+        const bool withBody = request.method == "POST" || request.method == "PUT";
+        const std::string type = Lower(request.contentType.substr(0, request.contentType.find(';')));
+        if (withBody && type != "application/json") {
+            return Refuse(415, "a " + request.method + " request must be sent as application/json");
+        }
+        const ApiAnswer answer = api_.Handle(request.method, path.substr(5), query, request.body);
+        HttpResponse response = JsonResponse(answer.status, answer.document);
+        response.last = answer.last;
+        return response;
+    }
+    const PageFile* file = FindPageFile(path == "/" ? "/index.html" : path);
+    if (file == nullptr) return Refuse(404, "there is no " + path);
+    if (request.method != "GET") return Refuse(405, path + " takes GET, not " + request.method);
+    return Respond(200, std::string(file->type), std::string(file->content));
+}
+
+}  // namespace pexctl::serve
