@@ -36,12 +36,14 @@ Outcome Pexctl(const std::vector<std::string>& args) {
         for (const wchar_t c : Widen(arg)) quoted += c == L'"' ? std::wstring(L"\\\"") : std::wstring(1, c);
         command += L" \"" + quoted + L"\"";
     }
-    const DWORD id = GetCurrentThreadId();
-    const std::wstring outPath = directory + L"pexctl-out-" + std::to_wstring(id) + L".txt";
-    const std::wstring errPath = directory + L"pexctl-err-" + std::to_wstring(id) + L".txt";
+    // Test programs run side by side in one folder: the files are named by process and thread.
+    const std::wstring id = std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(GetCurrentThreadId());
+    const std::wstring outPath = directory + L"pexctl-out-" + id + L".txt";
+    const std::wstring errPath = directory + L"pexctl-err-" + id + L".txt";
     SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
     HANDLE out = CreateFileW(outPath.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS, 0, nullptr);
     HANDLE err = CreateFileW(errPath.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS, 0, nullptr);
+    if (out == INVALID_HANDLE_VALUE || err == INVALID_HANDLE_VALUE) ADD_FAILURE() << "output files not created: " << GetLastError();
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
@@ -55,6 +57,8 @@ Outcome Pexctl(const std::vector<std::string>& args) {
         GetExitCodeProcess(process.hProcess, &run.exitCode);
         CloseHandle(process.hThread);
         CloseHandle(process.hProcess);
+    } else {
+        ADD_FAILURE() << "pexctl.exe did not start: CreateProcessW failed with " << GetLastError();
     }
     CloseHandle(out);
     CloseHandle(err);
