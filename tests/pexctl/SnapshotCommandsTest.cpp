@@ -290,6 +290,14 @@ TEST(PexctlTest, CapturedMachinesAnswerAsTheOriginals) {
         ASSERT_EQ(original.size(), copy.size());
         for (size_t i = 0; i < original.size(); ++i) EXPECT_EQ(copy[i], original[i]) << captured.Content();
     }
+    // --device: that endpoint alone (the laptop's line out, whose store opens read-only).
+    const TemporaryFile machine("original.json", ShippedProfile("laptop-speakers.json"));
+    const TemporaryFile captured("captured.json");
+    OnMachine(machine, {"--device", "2", "capture", captured.Path()});
+    const Json endpoints = Json::parse(captured.Content()).at("endpoints");
+    ASSERT_EQ(endpoints.size(), 1u);
+    EXPECT_EQ(endpoints[0].at("id"), "{0.0.0.00000000}.{6b1d7c40-5c2e-4f0a-9d3e-0a1b2c3d4e03}");
+    EXPECT_EQ(endpoints[0].at("store"), "readonly");
 }
 
 // Wine's own endpoint stores scalars only as VT_UI4.
