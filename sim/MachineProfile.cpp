@@ -588,4 +588,71 @@ std::string MachineProfile::Save() const {
     return document.dump(2) + "\n";
 }
 
+namespace {
+
+// The name the reader's table gives a value.
+template <typename T, size_t N>
+const char* NameOf(const Named<T> (&names)[N], T value) {
+    for (const Named<T>& entry : names) {
+        if (entry.value == value) return entry.name;
+    }
+    throw ProfileError("profile: a value no name of the format stands for");
+}
+
+}  // namespace
+
+struct ProfileWriter::Document {
+    Json root{{"format", kFormat}, {"wrapper", Json::object()}, {"endpoints", Json::array()}};
+    Json& Last() {
+        if (root["endpoints"].empty()) throw ProfileError("profile: no endpoint added yet");
+        return root["endpoints"].back();
+    }
+};
+
+ProfileWriter::ProfileWriter() : document_(std::make_unique<Document>()) {}
+ProfileWriter::~ProfileWriter() = default;
+
+void ProfileWriter::Wrapper(const std::wstring& name, const std::wstring& value) {
+    document_->root["wrapper"][Utf8(name)] = Utf8(value);
+}
+
+void ProfileWriter::AddEndpoint(const EndpointFields& fields) {
+    Json entry{{"id", Utf8(fields.id)}, {"guid", Utf8(fields.guid)}};
+    if (!fields.description.empty()) entry["description"] = Utf8(fields.description);
+    if (!fields.interfaceName.empty()) entry["interface"] = Utf8(fields.interfaceName);
+    entry["formFactor"] = fields.formFactor;
+    entry["flow"] = NameOf(kFlows, fields.flow);
+    entry["state"] = NameOf(kStates, fields.state);
+    entry["default"] = fields.isDefault;
+    entry["store"] = fields.store;
+    entry["fx"] = Json::object();
+    entry["values"] = Json::array();
+    document_->root["endpoints"].push_back(std::move(entry));
+}
+
+bool ProfileWriter::Value(const PROPERTYKEY& key, const PROPVARIANT& value) {
+    std::optional<Json> json = ValueJson(key, value);
+    if (json) document_->Last()["values"].push_back(std::move(*json));
+    return json.has_value();
+}
+
+void ProfileWriter::Fx(DWORD pid, const std::wstring& classId) { document_->Last()["fx"][std::to_string(pid)] = Utf8(classId); }
+
+void ProfileWriter::Module(const ModuleFields& module) {
+    Json& dsp = document_->Last()["dsp"];
+    Json entry{{"id", GuidText(module.id)}};
+    if (!module.amd) {
+        entry["type"] = module.type;
+        entry["name"] = module.name;
+        entry["version"] = module.version;
+        entry["enabled"] = module.enabled;
+    }
+    Json parameters = Json::array();
+    for (const auto& [index, bytes] : module.parameters) parameters.push_back(ParameterJson(index, bytes));
+    entry["parameters"] = std::move(parameters);
+    dsp[module.amd ? "amd" : "modules"].push_back(std::move(entry));
+}
+
+std::string ProfileWriter::Text() const { return document_->root.dump(2) + "\n"; }
+
 }  // namespace sim

@@ -35,10 +35,14 @@
 
 #include <windows.h>
 
+#include <mmdeviceapi.h>
+
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace sim {
 
@@ -73,6 +77,49 @@ public:
 private:
     struct Machine;
     std::unique_ptr<Machine> machine_;
+};
+
+// A profile written from what a program read of a machine (pexctl capture), field by field with
+// the writers Save uses, so that it reads back as that machine. Endpoint-level calls go to the
+// endpoint added last.
+class ProfileWriter {
+public:
+    struct EndpointFields {
+        std::wstring id;
+        std::wstring guid;
+        std::wstring description, interfaceName;  // left out when empty
+        ULONG formFactor = 1;
+        EDataFlow flow = eRender;
+        DWORD state = DEVICE_STATE_ACTIVE;
+        bool isDefault = false;
+        std::string store = "readwrite";  // readwrite | readonly | none
+    };
+    struct ModuleFields {
+        GUID id{};
+        UINT32 type = 2;
+        std::string name, version;
+        bool enabled = true;
+        bool amd = false;  // a row of the AMD property set: id and parameters only
+        std::vector<std::pair<UINT32, std::vector<BYTE>>> parameters;  // by DSP parameter index
+    };
+
+    ProfileWriter();
+    ~ProfileWriter();
+    ProfileWriter(const ProfileWriter&) = delete;
+    ProfileWriter& operator=(const ProfileWriter&) = delete;
+
+    void Wrapper(const std::wstring& name, const std::wstring& value);
+    void AddEndpoint(const EndpointFields& fields);
+    // A stored value; false (nothing written) for a type profiles do not keep.
+    bool Value(const PROPERTYKEY& key, const PROPVARIANT& value);
+    void Fx(DWORD pid, const std::wstring& classId);
+    void Module(const ModuleFields& module);  // to the endpoint's DSP, made on the first one
+    // The profile text; it reads back with MachineProfile.
+    std::string Text() const;
+
+private:
+    struct Document;
+    std::unique_ptr<Document> document_;
 };
 
 }  // namespace sim

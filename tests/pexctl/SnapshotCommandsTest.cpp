@@ -234,6 +234,74 @@ TEST(PexctlTest, ApplyChecksTheWholeFileAndReportsEachWrite) {
     EXPECT_TRUE(HasError(applied, "writing pex_postgain on the dsp route failed: 0x8007001F")) << applied.dump();
 }
 
+// What a machine answers: list, and for each endpoint dump on both routes, modules and the
+// file save writes, each with its exit code. `machine` is the --simulate argument or nothing.
+std::vector<std::string> Answers(const std::string& machine) {
+    const auto run = [&](std::vector<std::string> args) {
+        if (!machine.empty()) args.insert(args.begin(), {"--simulate=" + machine, "--no-save"});
+        const Outcome outcome = Pexctl(args);
+        return std::to_string(outcome.exitCode) + " " + outcome.out;
+    };
+    std::vector<std::string> answers = {run({"--json", "list"})};
+    const Json list = Json::parse(answers[0].substr(answers[0].find(' ') + 1));
+    for (const Json& endpoint : list.at("endpoints")) {
+        const std::string index = std::to_string(endpoint.at("index").get<int>());
+        answers.push_back(run({"--json", "--device", index, "--route", "both", "dump"}));
+        answers.push_back(run({"--json", "--device", index, "modules"}));
+        const TemporaryFile snapshot("answers-snapshot.json");
+        const std::string answer = run({"--json", "--device", index, "--route", "both", "save", snapshot.Path()});
+        Json saved = Json::parse(snapshot.Content(), nullptr, false);
+        if (saved.is_object()) saved.erase("saved");  // the time of the save differs between any two runs
+        answers.push_back(answer + saved.dump(2));
+    }
+    return answers;
+}
+
+// capture: every shipped machine, its DSP holding values of each blob layout, read through the
+// library and the platform calls and written as a profile, answers as the machine itself did.
+TEST(PexctlTest, CapturedMachinesAnswerAsTheOriginals) {
+    Json thresholds = {{"a", Json::array()}, {"b", Json::array()}};
+    for (int i = 0; i < 20; ++i) {
+        thresholds["a"].push_back(i - 7);
+        thresholds["b"].push_back(3 * i);
+    }
+    const std::vector<std::vector<std::string>> writes = {
+        {"--route", "both", "set", "pex_postgain", "-6"},
+        {"--route", "both", "set", "pex_ieq_bands", Bands(100).dump()},
+        {"--route", "dsp", "set", "pex_partial_output_mode", R"({"first": 4, "v": [7, 8, 9]})"},
+        {"--route", "both", "set", "krelo_regulator_thresholds", thresholds.dump()},
+        {"--route", "dsp", "set", "krelo_mb_compressor_tuning", R"({"n": 1, "records": [[1, 2, 3, 4, 5, 6]]})"},
+        {"--route", "dsp", "set", "krelo_bypass", "1"},
+        {"set", "krelo_peak_level", "7"},
+    };
+    for (const char* profile : {"laptop-speakers.json", "two-endpoints.json", "amd-laptop.json",
+                                "headset-without-dsp.json", "read-only-store.json"}) {
+        SCOPED_TRACE(profile);
+        const TemporaryFile machine("original.json", ShippedProfile(profile));
+        for (std::vector<std::string> args : writes) {
+            for (const std::string device : {"0", "1"}) {
+                args.insert(args.begin(), {"--simulate=" + machine.Path(), "--device", device});
+                Pexctl(args);  // what the machine takes of them; refusals are the machine's own
+                args.erase(args.begin(), args.begin() + 3);
+            }
+        }
+        const TemporaryFile captured("captured.json");
+        const Json capture = OnMachine(machine, {"capture", captured.Path()});
+        EXPECT_EQ(capture.at("unreadDspValues"), Json::array());
+        const std::vector<std::string> original = Answers(machine.Path()), copy = Answers(captured.Path());
+        ASSERT_EQ(original.size(), copy.size());
+        for (size_t i = 0; i < original.size(); ++i) EXPECT_EQ(copy[i], original[i]) << captured.Content();
+    }
+    // --device: that endpoint alone (the laptop's line out, whose store opens read-only).
+    const TemporaryFile machine("original.json", ShippedProfile("laptop-speakers.json"));
+    const TemporaryFile captured("captured.json");
+    OnMachine(machine, {"--device", "2", "capture", captured.Path()});
+    const Json endpoints = Json::parse(captured.Content()).at("endpoints");
+    ASSERT_EQ(endpoints.size(), 1u);
+    EXPECT_EQ(endpoints[0].at("id"), "{0.0.0.00000000}.{6b1d7c40-5c2e-4f0a-9d3e-0a1b2c3d4e03}");
+    EXPECT_EQ(endpoints[0].at("store"), "readonly");
+}
+
 // Wine's own endpoint stores scalars only as VT_UI4.
 TEST(PexctlWineTest, WineEndpointSnapshotRoundTrip) {
     // Earlier programs of the prefix left values of every kind in Wine's store.
@@ -256,6 +324,18 @@ TEST(PexctlWineTest, WineEndpointSnapshotRoundTrip) {
     EXPECT_EQ(applied["writes"][0].at("result"), "written");
     EXPECT_EQ(run({"diff", snapshot.Path()}).at("differences"), Json::array());
     EXPECT_EQ(run({"get", "pex_postgain"}).value("store", 0), 3);
+}
+
+// Wine's own endpoint captured: the simulated copy answers as Wine does.
+TEST(PexctlWineTest, WineEndpointCaptured) {
+    ASSERT_NO_FATAL_FAILURE(ClearCatalogueValuesOfTheDefaultEndpoint());
+    const Outcome written = Pexctl({"--type", "ui4", "set", "pex_postgain", "5"});
+    ASSERT_EQ(written.exitCode, 0u) << written.err;
+    const TemporaryFile captured("wine-captured.json");
+    const Outcome capture = Pexctl({"capture", captured.Path()});
+    ASSERT_EQ(capture.exitCode, 0u) << capture.err;
+    EXPECT_EQ(Json::parse(captured.Content()).at("endpoints").size(), 1u) << captured.Content();
+    EXPECT_EQ(Answers(captured.Path()), Answers(""));
 }
 
 }  // namespace

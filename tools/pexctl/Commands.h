@@ -40,5 +40,6 @@ void AddParamsCommand(CLI::App& app, Context& context);
 void AddDemoCommand(CLI::App& app, Context& context);
 void AddSnapshotCommands(CLI::App& app, Context& context);  // save, diff, apply, report
 void AddServeCommand(CLI::App& app, Context& context);      // serve/
+void AddCaptureCommand(CLI::App& app, Context& context);
 
 }  // namespace pexctl

@@ -28,6 +28,7 @@ namespace {
 // The commands in the order help shows them.
 constexpr void (*kCommands[])(CLI::App&, Context&) = {
     AddListCommand, AddValueCommands, AddParamsCommand, AddDemoCommand, AddSnapshotCommands, AddServeCommand,
+    AddCaptureCommand,
 };
 
 // Help shows --simulate [=PROFILE.json], without the marker its bare use stores.
