@@ -1,5 +1,5 @@
-// The server's JSON API (docs/serve.md), and the writer that keeps at most
-// one write in flight per parameter and route while the last value always lands.
+// The server's JSON API (docs/serve.md), and the Writer that hands the
+// page's writes to writer.js.
 
 // {status, document}; a document's "errors" are the failures in words.
 export async function call(method, path, body) {
@@ -28,39 +28,30 @@ export function failures(document) {
   return (document.errors || []).map((error) => error.message).join('\n');
 }
 
-// Writes by parameter and route: while one is in flight, newer values wait
-// and only the newest is sent next. `done` gets each answer with the value
-// sent, the input event's time and what the caller attached.
+// Writes by parameter and route, made by writer.js on a worker: at most one
+// in flight per parameter and route, the last value always lands. `done`
+// gets each answer with the value sent, the input event's time (`since`)
+// and when the request started and finished, all on the page's clock.
 export class Writer {
   constructor(done) {
-    this.done = done;
-    this.slots = new Map();
+    this.numbered = 0;
+    this.last = new Map();  // "name|route" -> number of the last write handed over, until it is answered
+    this.worker = new Worker('./writer.js', { type: 'module' });
+    this.worker.onmessage = ({ data: answer }) => {
+      const key = answer.name + '|' + answer.route;
+      if (this.last.get(key) === answer.number) this.last.delete(key);
+      done(answer);
+    };
   }
 
   busy(name) {
-    for (const [key, slot] of this.slots) {
-      if (key.startsWith(name + '|') && (slot.running || slot.next)) return true;
-    }
+    for (const key of this.last.keys()) if (key.startsWith(name + '|')) return true;
     return false;
   }
 
-  write(name, route, value, since, meta) {
-    const key = name + '|' + route;
-    let slot = this.slots.get(key);
-    if (!slot) this.slots.set(key, (slot = { running: false, next: null }));
-    slot.next = { name, route, value, since, meta };
-    if (!slot.running) this.pump(slot);
-  }
-
-  async pump(slot) {
-    slot.running = true;
-    while (slot.next) {
-      const job = slot.next;
-      slot.next = null;
-      const started = performance.now();
-      const answer = await call('PUT', `param/${encodeURIComponent(job.name)}?route=${job.route}`, { value: job.value });
-      this.done({ ...job, ...answer, started, finished: performance.now(), superseded: slot.next !== null });
-    }
-    slot.running = false;
+  write(name, route, value, since) {
+    const number = ++this.numbered;
+    this.last.set(name + '|' + route, number);
+    this.worker.postMessage({ name, route, value, since, number, origin: performance.timeOrigin });
   }
 }
