@@ -45,11 +45,30 @@ public:
         parser_->header_limit(kHeaderLimit);
         parser_->body_limit(kBodyLimit);
         stream_.expires_after(kRequestTime);
+        http::async_read_header(stream_, buffer_, *parser_,
+                                [self = shared_from_this()](beast::error_code ec, std::size_t) { self->OnHeader(ec); });
+    }
+
+private:
+    // A client that asks before sending its body (curl does for larger bodies)
+    // is told to go on; then the body is read.
+    void OnHeader(beast::error_code ec) {
+        if (ec || !beast::iequals(parser_->get()[http::field::expect], "100-continue")) {
+            if (ec) return OnRead(ec);
+            return ReadBody();
+        }
+        static const http::response<http::empty_body> kContinue{http::status::continue_, 11};
+        http::async_write(stream_, kContinue, [self = shared_from_this()](beast::error_code written, std::size_t) {
+            if (written) return self->Close();
+            self->ReadBody();
+        });
+    }
+
+    void ReadBody() {
         http::async_read(stream_, buffer_, *parser_,
                          [self = shared_from_this()](beast::error_code ec, std::size_t) { self->OnRead(ec); });
     }
 
-private:
     void OnRead(beast::error_code ec) {
         if (ec && (ec == http::error::end_of_stream || ec == http::error::partial_message ||
                    ec.category() != http::make_error_code(http::error::bad_version).category())) {
