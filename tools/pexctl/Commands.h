@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -33,6 +34,18 @@ struct Context {
 
 // Adds a command that takes the global options after its name too.
 CLI::App* AddCommand(CLI::App& app, const char* name, const char* description);
+
+// Adds one verb of a group whose verbs share one options struct, filled by
+// the parser, and one runner: run(verb, options, context.options, out).
+template <typename Options, typename Run>
+CLI::App* AddVerb(CLI::App& app, Context& context, const std::shared_ptr<Options>& options, const char* verb,
+                  const char* description, Run run) {
+    CLI::App* command = AddCommand(app, verb, description);
+    command->callback([&context, options, verb = std::string(verb), run] {
+        context.run = [&context, options, verb, run](Output& out) { return run(verb, *options, context.options, out); };
+    });
+    return command;
+}
 
 void AddListCommand(CLI::App& app, Context& context);
 void AddValueCommands(CLI::App& app, Context& context);  // get, set, dump, modules

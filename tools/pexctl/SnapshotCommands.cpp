@@ -103,11 +103,7 @@ int RunSnapshot(const std::string& verb, const SnapshotOptions& options, const G
 void AddSnapshotCommands(CLI::App& app, Context& context) {
     const auto options = std::make_shared<SnapshotOptions>();
     const auto add = [&](const char* verb, const char* description) {
-        CLI::App* command = AddCommand(app, verb, description);
-        command->callback([&context, options, verb = std::string(verb)] {
-            context.run = [&context, options, verb](Output& out) { return RunSnapshot(verb, *options, context.options, out); };
-        });
-        return command;
+        return AddVerb(app, context, options, verb, description, RunSnapshot);
     };
     add("save", "a snapshot: every readable value of the endpoint (both routes unless --route) as JSON")
         ->add_option("FILE", options->file, "the snapshot to write")

@@ -74,11 +74,7 @@ int RunValue(const std::string& verb, const ValueOptions& options, const GlobalO
 void AddValueCommands(CLI::App& app, Context& context) {
     const auto options = std::make_shared<ValueOptions>();
     const auto add = [&](const char* verb, const char* description) {
-        CLI::App* command = AddCommand(app, verb, description);
-        command->callback([&context, options, verb = std::string(verb)] {
-            context.run = [&context, options, verb](Output& out) { return RunValue(verb, *options, context.options, out); };
-        });
-        return command;
+        return AddVerb(app, context, options, verb, description, RunValue);
     };
     add("get", "read a parameter; structures by field, texts as text")
         ->add_option("PARAM", options->parameter, "name or id")
