@@ -37,6 +37,8 @@ def parse_arguments():
     parser.add_argument("--report", default=str(STATE / "report.md"), metavar="FILE",
                         help="where to write the Markdown report (default: build/mutate/report.md)")
     parser.add_argument("--list", action="store_true", help="print the mutants without running them")
+    parser.add_argument("--first", metavar="REPORT",
+                        help="run first, for each mutant, the program that killed it in REPORT (a quicker re-run)")
     parser.add_argument("--compare", nargs=2, metavar=("BEFORE", "AFTER"),
                         help="list the mutants killed in report BEFORE that report AFTER does not kill")
     return parser.parse_args()
@@ -81,11 +83,12 @@ def measure_unmutated(tree_list, chosen):
             sys.exit(f"{program.name} does not pass on the unmutated tree: see {STATE / 'unmutated.log'}")
 
 
-def run_one(tree, mutant, log):
+def run_one(tree, mutant, log, first=None):
     """(result, killed_by, build seconds, test seconds) of one mutant. Each program is built just
-    before it runs, quickest first: a mutant the first one kills costs no other link."""
+    before it runs, the program named `first` first, then quickest first: a mutant the first one
+    kills costs no other link."""
     build_seconds = test_seconds = 0.0
-    for program in sorted(tree.covering(mutant.path), key=lambda p: p.seconds):
+    for program in sorted(tree.covering(mutant.path), key=lambda p: (p.name != first, p.seconds)):
         built, seconds = trees.timed(tree.build, [tree.target_of(program)], log)
         build_seconds += seconds
         if not built:
@@ -122,12 +125,13 @@ def main():
                  ("API/Kelix3PexControl", trees.Tree(ROOT, "build/windows-x64", ["Kelix3PexControl"]))]
     (STATE / "unmutated.log").unlink(missing_ok=True)
     measure_unmutated(tree_list, chosen)
+    first = report.killers(arguments.first) if arguments.first else {}
     outcomes, started, cpu_before = [], datetime.datetime.now(datetime.timezone.utc), cpu_seconds()
     try:
         for number, mutant in enumerate(chosen, 1):
             tree = tree_for(tree_list, mutant)
             with open(STATE / f"{mutant.id}.log", "w") as log, mutation_guard.apply(mutant):
-                outcome = run_one(tree, mutant, log)
+                outcome = run_one(tree, mutant, log, first.get(mutant.id))
             outcomes.append((mutant, *outcome))
             result, killed_by, build_seconds, test_seconds = outcome
             print(f"[{number}/{len(chosen)}] {result:13} {mutant.path}:{mutant.line} {mutant.operator}: "

@@ -49,9 +49,9 @@ def write(report_path, header, outcomes):
         out.write("\n".join(lines) + "\n")
 
 
-def read(path):
-    """{id: (result, where, original, mutated)} from a report's table of all mutants."""
-    rows, in_table = {}, False
+def _table(path):
+    """The cells of each row of a report's table of all mutants."""
+    in_table = False
     with open(path, encoding="utf-8") as report:
         for line in report:
             if line.startswith("## "):
@@ -59,8 +59,17 @@ def read(path):
             elif in_table and line.startswith("|"):
                 cells = [c.strip() for c in re.split(r"(?<!\\)\|", line.strip())[1:-1]]
                 if cells[1] in RESULTS:
-                    rows[cells[0]] = (cells[1], cells[2], cells[4], cells[5])
-    return rows
+                    yield cells
+
+
+def read(path):
+    """{id: (result, where, original, mutated)} from a report's table of all mutants."""
+    return {cells[0]: (cells[1], cells[2], cells[4], cells[5]) for cells in _table(path)}
+
+
+def killers(path):
+    """{id: the test program that killed the mutant} from a report's table of all mutants."""
+    return {cells[0]: cells[6] for cells in _table(path) if cells[1] == "killed"}
 
 
 def lost_kills(before_path, after_path):
