@@ -37,8 +37,9 @@ def parse_arguments():
     parser.add_argument("--report", default=str(STATE / "report.md"), metavar="FILE",
                         help="where to write the Markdown report (default: build/mutate/report.md)")
     parser.add_argument("--list", action="store_true", help="print the mutants without running them")
-    parser.add_argument("--first", metavar="REPORT",
-                        help="run first, for each mutant, the program that killed it in REPORT (a quicker re-run)")
+    parser.add_argument("--recheck", metavar="REPORT",
+                        help="run only the mutants REPORT kills, each with the program that killed it first "
+                             "(the quick check that a change of the tests lost no kill)")
     parser.add_argument("--compare", nargs=2, metavar=("BEFORE", "AFTER"),
                         help="list the mutants killed in report BEFORE that report AFTER does not kill")
     return parser.parse_args()
@@ -57,6 +58,9 @@ def selected(arguments):
     if arguments.only:
         prefixes = [pathlib.Path(p).resolve().relative_to(ROOT).as_posix() for p in arguments.only]
         chosen = [m for m in chosen if any(m.path == p or m.path.startswith(p.rstrip("/") + "/") for p in prefixes)]
+    if arguments.recheck:
+        killed = report.killers(arguments.recheck)
+        chosen = [m for m in chosen if m.id in killed]
     if arguments.limit is not None:
         chosen = chosen[:arguments.limit]
     return sorted(chosen, key=lambda m: (m.path, m.line))  # one file after the other: fewer rebuilds
@@ -125,7 +129,7 @@ def main():
                  ("API/Kelix3PexControl", trees.Tree(ROOT, "build/windows-x64", ["Kelix3PexControl"]))]
     (STATE / "unmutated.log").unlink(missing_ok=True)
     measure_unmutated(tree_list, chosen)
-    first = report.killers(arguments.first) if arguments.first else {}
+    first = report.killers(arguments.recheck) if arguments.recheck else {}
     outcomes, started, cpu_before = [], datetime.datetime.now(datetime.timezone.utc), cpu_seconds()
     try:
         for number, mutant in enumerate(chosen, 1):
@@ -153,7 +157,8 @@ def main():
               f"({cpu_minutes:.1f} CPU minutes of builds and tests): "
               f"{len(outcomes)} of the {SET_SIZE} mutants of seed `{mutants.SEED}`"
               + (f" (--only {' '.join(arguments.only)})" if arguments.only else "")
-              + (f" (--limit {arguments.limit})" if arguments.limit is not None else "") + "."]
+              + (f" (--limit {arguments.limit})" if arguments.limit is not None else "")
+              + (f" (--recheck {arguments.recheck}: the mutants it kills)" if arguments.recheck else "") + "."]
     report.write(arguments.report, header, outcomes)
     counts = {r: sum(1 for o in outcomes if o[1] == r) for r in report.RESULTS}
     for mutant, result, *_ in outcomes:
