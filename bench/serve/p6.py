@@ -2,13 +2,16 @@
 # point of pex_ieq_bands on the DSP route) to the endpoint's write done and
 # read back, as the page measures it (the event's time to the answer of the
 # write, which carries the value read back), over DRAGS drags in headless
-# Chromium, pexctl serve under Wine on the simulated endpoint. Prints one
-# row of the benchmark table.
+# Chromium, pexctl serve under Wine on the simulated endpoint. A drag starts
+# 0.1 s after the one before, as separate gestures do, so that each is
+# measured on a page that is not still handling the last. Prints one row of
+# the benchmark table.
 #   p6.py PEXCTL PROFILE WORK-DIRECTORY DRAGS RUNNER...
 import json
 import os
 import statistics
 import sys
+import time
 
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
@@ -30,6 +33,7 @@ try:
         point = driver.find_element(By.CSS_SELECTOR, f'.chart[data-parameter="pex_ieq_bands"] svg[data-field="a"] '
                                                      f'circle[data-index="{i % 20}"]')
         ActionChains(driver, duration=0).click_and_hold(point).move_by_offset(0, -20 if i % 2 else 20).release().perform()
+        time.sleep(0.1)
     rows = driver.execute_script("return [...document.querySelectorAll('#log tbody tr')]"
                                  ".map((row) => [Number(row.dataset.latency), Number(row.dataset.server), Number(row.dataset.request)])")
 finally:
@@ -44,5 +48,6 @@ p99 = latencies[min(len(latencies) - 1, int(round(0.99 * (len(latencies) - 1))))
 status = "met" if p99 <= 16 else "MISSED"
 print(f"| P6 | page input event (drag on pex_ieq_bands, DSP route) to the write done and read back, {len(latencies)} writes "
       f"| - | {latencies[0]:.1f}-{latencies[-1]:.1f} ms | median {median:.1f} ms, p99 {p99:.1f} ms | p99 <= 16 ms | {status} "
-      f"| of the median, {request_median:.1f} ms the HTTP request and {server_median:.2f} ms of it in pexctl (the write and the read back through the DLL); the rest is one "
-      f"HTTP request over loopback into Wine's sockets, JSON, and the page's event and fetch handling |")
+      f"| of the median, {request_median:.1f} ms the HTTP request and {server_median:.2f} ms of it in pexctl (the write and the read back through the DLL); the rest is "
+      f"the browser's delivery of the input event to the page and of the write to the page's worker, and its HTTP "
+      f"request path (a Python client makes the same request in about 1.3 ms) |")
