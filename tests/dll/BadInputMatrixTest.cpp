@@ -443,42 +443,5 @@ TEST_F(BadInputMatrixTest, GetPexParam) {
     EXPECT_GE(calls, 10000);
 }
 
-TEST_F(BadInputMatrixTest, OpenAndClose) {
-    // Handles of one endpoint share its state: closing any closes the store for all. With none
-    // open, only the module entries' controls stay referenced.
-    ASSERT_EQ(dll.Close(open), S_OK);
-    open = nullptr;
-    resting = platform.References("IKsControl");
-    // Ids an enumerator does not know fail as it says; the handle is written only on success.
-    wchar_t* const untouched = reinterpret_cast<wchar_t*>(static_cast<uintptr_t>(0xBAADF00D));
-    const struct {
-        const wchar_t* id;
-        Results expected;
-    } opens[] = {
-        {nullptr, {S_OK}},  // the default render endpoint: the speakers
-        {kSpeakers, {S_OK}},
-        {kHeadset, {S_OK}},  // no DSP: opens all the same
-        {L"", {E_INVALIDARG}},  // no endpoint id at all
-        {L"{0.0.0.00000000}.{unknown}", {HRESULT_FROM_WIN32(ERROR_NOT_FOUND)}},
-    };
-    for (const auto& o : opens) {
-        current = "OpenPexControl";
-        wchar_t* handle = untouched;
-        const HRESULT hr = dll.Open(&handle, o.id);
-        EXPECT_TRUE(o.expected.contains(hr)) << Hex(hr);
-        if (FAILED(hr)) {
-            EXPECT_EQ(handle, untouched);
-        } else {
-            EXPECT_EQ(dll.Close(handle), S_OK);
-        }
-        ++calls;
-        EXPECT_EQ(platform.TotalReferences(), resting);
-    }
-    EXPECT_EQ(dll.Open(nullptr, kSpeakers), E_INVALIDARG);
-    EXPECT_EQ(dll.Close(nullptr), E_INVALIDARG);
-    calls += 2;
-    EXPECT_EQ(platform.TotalReferences(), resting);
-}
-
 }  // namespace
 }  // namespace kelix::test

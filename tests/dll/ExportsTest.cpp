@@ -14,7 +14,6 @@
 namespace kelix::test {
 namespace {
 
-constexpr PROPERTYKEY kFormFactorKey = {{0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 0};
 const PROPERTYKEY kPexPostGainKey = PexTuningKey(4);
 const PROPERTYKEY kKreloTargetPowerKey = KreloTuningKey(15);
 constexpr PROPERTYKEY kPexBypassKey = {{0x0C5E4949, 0x7A67, 0x4B9E, {0x90, 0x69, 0x1D, 0x62, 0x59, 0x68, 0x24, 0x36}}, 3201};
@@ -24,7 +23,9 @@ wchar_t* const kSentinelHandle = reinterpret_cast<wchar_t*>(0x5E47);
 
 using ExportsTest = SimulatedEndpointTest;
 
+// The default is the console role's render endpoint.
 TEST_F(ExportsTest, OpenDefaultKeepsOnlyTheStoreAndCloseReleasesIt) {
+    platform.SetDefault(eRender, eMultimedia, kHeadset);
     wchar_t* handle = nullptr;
     ASSERT_EQ(dll.Open(&handle, nullptr), S_OK);
     ASSERT_NE(handle, nullptr);
@@ -95,6 +96,7 @@ TEST_F(ExportsTest, OpenFailuresPassThroughAndLeaveNothing) {
     const Case cases[] = {
         {"enumerator", kSpeakers, "CoCreateInstance(MMDeviceEnumerator)", REGDB_E_CLASSNOTREG, 2,
          L"Failed to create device enumerator: " + Failure(REGDB_E_CLASSNOTREG)},
+        {"empty id", L"", "", E_INVALIDARG, 2, L"Failed to find device[]: " + Failure(E_INVALIDARG)},
         {"unknown device", L"{0.0.0.00000000}.{nowhere}", "", kNotFound, 2,
          L"Failed to find device[{0.0.0.00000000}.{nowhere}]: " + Failure(kNotFound)},
         {"device lookup", kSpeakers, "IMMDeviceEnumerator::GetDevice", E_OUTOFMEMORY, 2,
@@ -113,6 +115,9 @@ TEST_F(ExportsTest, OpenFailuresPassThroughAndLeaveNothing) {
         EXPECT_TRUE(log.Has(c.level, kApo, L"ApoController::Open", c.message));
         EXPECT_EQ(platform.TotalReferences(), 0);
     }
+    EXPECT_EQ(dll.Open(nullptr, kSpeakers), E_INVALIDARG);
+    EXPECT_EQ(dll.Open(nullptr, nullptr), E_INVALIDARG);
+    EXPECT_EQ(dll.Close(nullptr), E_INVALIDARG);
 }
 
 TEST_F(ExportsTest, ReadOnlyStoreOpensWithSFalseAndRefusesWrites) {
@@ -166,15 +171,6 @@ TEST_F(ExportsTest, DefaultEndpointFailuresGoOnWithTheEmptyId) {
     }
     // The empty id reached the property-store route.
     EXPECT_TRUE(log.Has(2, kApo, L"ApoController::Open", L"Failed to find device[]: " + Failure(E_INVALIDARG)));
-}
-
-TEST_F(ExportsTest, DefaultFollowsTheConsoleRole) {
-    platform.SetDefault(eRender, eConsole, kHeadset);
-    platform.SetDefault(eRender, eMultimedia, kSpeakers);
-    wchar_t* handle = nullptr;
-    ASSERT_EQ(dll.Open(&handle, nullptr), S_OK);
-    EXPECT_STREQ(handle, kHeadset);
-    EXPECT_EQ(dll.Close(handle), S_OK);
 }
 
 TEST_F(ExportsTest, ScalarWriteAndReadThroughTheStore) {
@@ -294,71 +290,6 @@ TEST_F(ExportsTest, ReadsOfAbsentAndShortValues) {
     EXPECT_EQ(dll.Close(handle), S_OK);
 }
 
-TEST_F(ExportsTest, IdsWithoutARowAreRefusedByTheStore) {
-    wchar_t* handle = OpenSpeakers();
-    for (std::int32_t id : {1001, 1003 + 3, 2001, 1500, 0, -1}) {
-        std::int32_t value = 1;
-        if (id == 1001 || id == 2001) {
-            PROPVARIANT variant;
-            variant.vt = VT_I4;
-            variant.lVal = 1;
-            EXPECT_EQ(dll.SetVariant(handle, id, &variant, 1), E_FAIL) << id;
-        } else {
-            EXPECT_EQ(dll.Set(handle, id, &value, 4, 1), E_FAIL) << id;
-        }
-        EXPECT_TRUE(log.Has(2, kApo, L"ApoController::SetParameter",
-                            L"Parameter id[" + std::to_wstring(id) + L"] is not valid"));
-    }
-    EXPECT_EQ(platform.Calls("IPropertyStore::SetValue"), 0);
-    EXPECT_EQ(dll.Close(handle), S_OK);
-}
-
-TEST_F(ExportsTest, FlagsWithoutARouteDoNothing) {
-    wchar_t* handle = OpenSpeakers();
-    log.Clear();
-    const int storeCalls = platform.Calls("IPropertyStore::SetValue") + platform.Calls("IPropertyStore::GetValue");
-    std::int32_t value = 5;
-    UINT32 size = 4;
-    PROPVARIANT variant;
-    variant.vt = VT_I4;
-    variant.lVal = 5;
-    for (UINT32 flags : {0u, 4u, 0xFFFFFFFCu}) {
-        EXPECT_EQ(dll.Set(handle, 1105, &value, 4, flags), S_OK) << flags;
-        EXPECT_EQ(dll.SetVariant(handle, 1105, &variant, flags), S_OK) << flags;
-        EXPECT_EQ(dll.Get(handle, 1105, &value, &size, flags), S_OK) << flags;
-        EXPECT_EQ(dll.Set(handle, 1003, &value, 8, flags), E_INVALIDARG) << flags;  // needs the DSP bit
-        // The value is converted first: a size short of its layout is refused, and nothing is read.
-        EXPECT_EQ(dll.Set(handle, 1105, &value, 0, flags), E_INVALIDARG) << flags;
-    }
-    EXPECT_EQ(platform.Calls("IPropertyStore::SetValue") + platform.Calls("IPropertyStore::GetValue"), storeCalls);
-    EXPECT_TRUE(log.Lines().empty());
-    EXPECT_EQ(dll.Close(handle), S_OK);
-}
-
-TEST_F(ExportsTest, VersionQueryNegotiatesItsSize) {
-    wchar_t* handle = OpenSpeakers();
-    const int storeReads = platform.Calls("IPropertyStore::GetValue");
-    // No effect is detected on a simulated endpoint: the empty text, size 0.
-    for (std::int32_t id : {1001, 2001}) {
-        wchar_t text[4] = {L'x', L'x', L'x', L'x'};
-        UINT32 size = sizeof text;
-        EXPECT_EQ(dll.Get(handle, id, text, &size, 3), S_OK) << id;
-        EXPECT_EQ(size, 0u);
-        EXPECT_EQ(text[0], L'\0');  // the terminator is copied
-        EXPECT_EQ(text[1], L'x');
-        size = 10;
-        EXPECT_EQ(dll.Get(handle, id, nullptr, &size, 1), E_INVALIDARG) << id;
-        EXPECT_EQ(size, 2u);  // the terminator alone
-    }
-    EXPECT_EQ(platform.Calls("IPropertyStore::GetValue"), storeReads);  // not a parameter of the store
-    // With the DSP bit only it is no version query: the PEX family is not available.
-    UINT32 size = 64;
-    wchar_t text[32];
-    EXPECT_EQ(dll.Get(handle, 1001, text, &size, 2), E_INVALIDARG);
-    EXPECT_EQ(size, 64u);
-    EXPECT_EQ(dll.Close(handle), S_OK);
-}
-
 TEST_F(ExportsTest, DspRouteWithoutModules) {
     wchar_t* handle = OpenSpeakers();
     const std::wstring notOpened = L"DSP module for device[" + std::wstring(kSpeakers) + L"] is not opened.";
@@ -383,62 +314,8 @@ TEST_F(ExportsTest, DspRouteWithoutModules) {
         EXPECT_TRUE(log.Has(3, kDsp, L"DspController::SelectModule", notOpened));
     }
 
-    // The direct request checks its arguments, then finds no module for the device.
-    unsigned char request[8] = {};
-    struct Case {
-        std::int32_t id;
-        void* value;
-        UINT32 size;
-        UINT32 flags;
-        HRESULT hr;
-    };
-    const Case cases[] = {
-        {1003, request, 8, 1, E_INVALIDARG}, {1003, request, 4, 2, E_INVALIDARG}, {2003, nullptr, 8, 2, E_INVALIDARG},
-        {2003, request, 9, 3, E_INVALIDARG}, {1003, request, 8, 2, E_FAIL},       {2003, request, 8, 3, E_FAIL},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(dll.Set(handle, c.id, c.value, c.size, c.flags), c.hr)
-            << c.id << " size " << c.size << " flags " << c.flags;
-    }
     EXPECT_EQ(dll.Close(handle), S_OK);
     EXPECT_EQ(platform.TotalReferences(), 0);
-}
-
-TEST_F(ExportsTest, FormFactorOfTheEndpointReachesTheDspRoute) {
-    PROPVARIANT formFactor;
-    formFactor.vt = VT_UI4;
-    formFactor.ulVal = 5;
-    ASSERT_EQ(speakers.SetValue(kFormFactorKey, formFactor), S_OK);
-    wchar_t* handle = OpenSpeakers();
-    std::int32_t value = 1;
-    EXPECT_EQ(dll.Set(handle, 999, &value, 4, 2), E_INVALIDARG);
-    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::GetFormFactor", L"formFactor = [5]"));
-    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::GetFormFactor",
-                        L"Headset will be considered as headphone, formFactor changes to [3]"));
-    EXPECT_EQ(dll.Close(handle), S_OK);
-}
-
-TEST_F(ExportsTest, NullPointersAreRefusedAndChangeNothing) {
-    wchar_t* handle = OpenSpeakers();
-    const int storeCalls = platform.Calls("IPropertyStore::SetValue") + platform.Calls("IPropertyStore::GetValue");
-    std::int32_t value = 1;
-    UINT32 size = 4;
-    PROPVARIANT variant;
-    variant.vt = VT_I4;
-    variant.lVal = 1;
-    EXPECT_EQ(dll.Open(nullptr, kSpeakers), E_INVALIDARG);
-    EXPECT_EQ(dll.Open(nullptr, nullptr), E_INVALIDARG);
-    EXPECT_EQ(dll.Close(nullptr), E_INVALIDARG);
-    EXPECT_EQ(dll.Set(nullptr, 1105, &value, 4, 1), E_INVALIDARG);
-    EXPECT_EQ(dll.Set(handle, 1105, nullptr, 4, 1), E_INVALIDARG);
-    EXPECT_EQ(dll.SetVariant(nullptr, 1105, &variant, 1), E_INVALIDARG);
-    EXPECT_EQ(dll.SetVariant(handle, 1105, nullptr, 3), E_INVALIDARG);
-    EXPECT_EQ(dll.Get(nullptr, 1105, &value, &size, 1), E_INVALIDARG);
-    EXPECT_EQ(dll.Get(handle, 1105, &value, nullptr, 1), E_INVALIDARG);
-    EXPECT_EQ(dll.Get(handle, 1001, &value, nullptr, 1), E_INVALIDARG);
-    EXPECT_EQ(platform.Calls("IPropertyStore::SetValue") + platform.Calls("IPropertyStore::GetValue"), storeCalls);
-    EXPECT_EQ(platform.Calls("IMMDeviceEnumerator::GetDevice"), 1);
-    EXPECT_EQ(dll.Close(handle), S_OK);
 }
 
 // A listener at the information level sees errors and values but no scope lines;

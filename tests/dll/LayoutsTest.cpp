@@ -106,74 +106,12 @@ TEST_F(LayoutsTest, FilterConfiguration) {
     EXPECT_TRUE(log.Has(2, kExports, L"`anonymous-namespace'::CopyValueToOutputBuffer",
                         L"Filter config is too large to get, capacity = 2044 bytes, asked = 3000. Clear filter config "
                         L"to null."));
-}
-
-TEST_F(LayoutsTest, ShortStructuresAndBadCountsAreRefusedAndWriteNothing) {
-    struct Case {
-        std::int32_t id;
-        std::vector<std::int32_t> caller;
-        UINT32 size;
-    };
-    const Case cases[] = {
-        {1156, {1, 5, 0}, 12}, {1156, {1, -1}, 8},  {2105, {9, 0}, 8},
-        {2107, {3, 1, 2}, 12}, {2107, {-3}, 4},     {2116, {1, 1, 2, 3}, 16}, {2116, {0x7FFFFFFF}, 4},
-        // Structures shorter than their layout: only `size` bytes are there to read.
-        {1105, {1}, 3},        {1114, {1}, 4},      {1119, Iota(220, 1), 880}, {1123, Iota(80, 1), 320},
-        {1161, Iota(41, 1), 164}, {1162, Iota(17, 1), 68}, {2108, Iota(39, 1), 156}, {2122, Iota(7, 1), 28},
-    };
-    for (const Case& c : cases) {
-        std::vector<std::uint8_t> caller = Bytes(c.caller);
-        caller.resize(c.size);
-        const std::vector<std::uint8_t> before = caller;
-        EXPECT_EQ(dll.Set(handle, c.id, caller.data(), c.size, 3), E_INVALIDARG) << c.id;
-        EXPECT_EQ(caller, before) << c.id;
-    }
-    EXPECT_EQ(platform.Calls("IPropertyStore::SetValue"), 0);
-    EXPECT_EQ(dll.Set(handle, 1114, nullptr, 164, 1), E_INVALIDARG);
-
-    // 1162 alone takes a null value: eighteen zeros.
-    ASSERT_EQ(dll.Set(handle, 1162, nullptr, 0, 1), S_OK);
-    EXPECT_EQ(StoredWords(PexTuningKey(65)), std::vector<std::int32_t>(18, 0));
 
     // The filter byte count is unsigned: a "negative" one is above capacity, cleared and stored empty.
     std::vector<std::uint8_t> negative = Bytes({-1});
     ASSERT_EQ(dll.Set(handle, 2105, negative.data(), 4, 1), S_OK);
     EXPECT_EQ(negative, Bytes({0}));
     EXPECT_EQ(StoredWords(KreloTuningKey(5)), std::vector<std::int32_t>{0});
-}
-
-TEST_F(LayoutsTest, ReadsNegotiateTheirSize) {
-    std::vector<std::uint8_t> tuning = Bytes(Join({{1}, Iota(6, 1)}));
-    ASSERT_EQ(dll.Set(handle, 2116, tuning.data(), static_cast<UINT32>(tuning.size()), 1), S_OK);
-    std::vector<std::uint8_t> read(99, 0xAA);
-    UINT32 size = 99;
-    EXPECT_EQ(dll.Get(handle, 2116, read.data(), &size, 1), E_INVALIDARG);
-    EXPECT_EQ(size, 100u);
-
-    // More records than the 100-byte structure holds: the count, then E_OUTOFMEMORY.
-    std::vector<std::int32_t> five{5};
-    for (int record = 0; record < 5; ++record) five = Join({five, {6}, Iota(6, record)});
-    PROPVARIANT value;
-    value.vt = VT_VECTOR | VT_I4;
-    value.cal.cElems = static_cast<ULONG>(five.size());
-    value.cal.pElems = reinterpret_cast<LONG*>(five.data());
-    ASSERT_EQ(speakers.SetValue(KreloTuningKey(17), value), S_OK);
-    read.assign(100, 0xAA);
-    size = 100;
-    EXPECT_EQ(dll.Get(handle, 2116, read.data(), &size, 1), E_OUTOFMEMORY);
-    EXPECT_EQ(read[0], 5);
-    EXPECT_EQ(std::count(read.begin() + 4, read.end(), 0), 96);
-
-    // A blob under a layout id is read as its bytes.
-    std::vector<std::uint8_t> blobBytes = Bytes(Join({{2, 20}, Iota(20, 1), {20}, Iota(20, 41)}));
-    value.vt = VT_BLOB;
-    value.blob.cbSize = static_cast<ULONG>(blobBytes.size());
-    value.blob.pBlobData = blobBytes.data();
-    ASSERT_EQ(speakers.SetValue(PexTuningKey(13), value), S_OK);
-    read.assign(164, 0xAA);
-    size = 164;
-    ASSERT_EQ(dll.Get(handle, 1114, read.data(), &size, 1), S_OK);
-    EXPECT_EQ(read, Bytes(Join({{2}, Iota(20, 1), Iota(20, 41)})));
 }
 
 }  // namespace

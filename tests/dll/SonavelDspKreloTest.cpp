@@ -1,6 +1,6 @@
 // The DSP module access class and the DSP controller, for what the exports
 // cannot reach: selection of all modules, index validation per module version,
-// AMD modules, and the controller on a device without modules.
+// AMD modules, and the controller on a device with one family.
 #include <gtest/gtest.h>
 
 #include "DspController.h"
@@ -108,21 +108,6 @@ TEST_F(SonavelDspKreloTest, AmdModulesTakeNoEnableRequest) {
     std::vector<BYTE> large(4093, 1);
     EXPECT_EQ(dsp.SetModuleParam(21, large.data(), 4093), E_INVALIDARG);
     EXPECT_EQ(firmware.Requests().size(), 1u);
-}
-
-TEST_F(SonavelDspKreloTest, ControllerWithoutModulesForTheDevice) {
-    const wchar_t kNoDsp[] = L"{0.0.0.00000000}.{no-dsp}";
-    AddEndpoint(platform, {kNoDsp, L"{0F0F0F0F-0000-4000-8000-000000000002}"});
-    EXPECT_EQ(DspController::Open(kNoDsp), S_OK);
-    EXPECT_TRUE(Logged(3, L"DspController::Open", L"Could not find the dsp module for the device [" + std::wstring(kNoDsp) + L"]"));
-    EXPECT_EQ(DspController::Open(L""), S_OK);
-    EXPECT_TRUE(Logged(3, L"DspController::Open", L"Could not find the dsp module for the device []"));
-    PROPVARIANT value;
-    value.vt = VT_I4;
-    value.lVal = 1;
-    EXPECT_EQ(DspController::SetParameter(kNoDsp, 2104, value, 1), E_FAIL);
-    EXPECT_TRUE(Logged(3, L"DspController::SelectModule", L"DSP module for device[" + std::wstring(kNoDsp) + L"] is not opened."));
-    EXPECT_EQ(DspController::Close(kNoDsp), S_OK);
 }
 
 TEST_F(SonavelDspKreloTest, DeviceWithOnlyThePexModule) {
