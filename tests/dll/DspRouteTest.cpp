@@ -67,12 +67,12 @@ protected:
         EXPECT_EQ(platform.References("IKsControl"), 0);
     }
 
-    HRESULT SetBlob(std::int32_t id, Bytes8 bytes, UINT32 flags = 2) {
+    HRESULT SetBlob(std::int32_t id, Bytes8 bytes, UINT32 flags = 2, wchar_t* on = nullptr) {
         PROPVARIANT value;
         value.vt = VT_BLOB;
         value.blob.cbSize = static_cast<ULONG>(bytes.size());
         value.blob.pBlobData = bytes.data();
-        return dll.SetVariant(handle, id, &value, flags);
+        return dll.SetVariant(on != nullptr ? on : handle, id, &value, flags);
     }
     // The value bytes of a recorded parameter write (its buffer's length word and value).
     static Bytes8 SentValue(const sim::KsRequest& request) {
@@ -322,7 +322,16 @@ TEST_F(DspRouteTest, AmdModuleThroughTheExports) {
     EXPECT_EQ(dll.Set(headsetHandle, 2003, request, 8, 2), E_NOTIMPL);
     std::int32_t bypass = 1;
     EXPECT_EQ(dll.Set(headsetHandle, 2002, &bypass, 4, 2), S_FALSE);
-    EXPECT_TRUE(amd.Requests().empty());  // neither takes a request
+    UINT32 size = 4;
+    EXPECT_EQ(dll.Get(headsetHandle, 2002, &bypass, &size, 2), S_OK);
+    EXPECT_EQ(bypass, 0);  // always enabled
+    EXPECT_TRUE(amd.Requests().empty());  // none takes a request
+    // A value must fit the 4096-byte buffer behind its length word.
+    for (UINT32 length : {4093u, 4092u}) {
+        Bytes8 filter = Cat({U32(length - 4), Bytes8(length - 4, 1)});
+        EXPECT_EQ(SetBlob(2105, filter, 2, headsetHandle), length == 4093 ? E_INVALIDARG : S_OK) << length;
+    }
+    amd.ClearRequests();
 
     std::int32_t gain = 7;
     ASSERT_EQ(dll.Set(headsetHandle, 2104, &gain, 4, 2), S_OK);
@@ -332,7 +341,7 @@ TEST_F(DspRouteTest, AmdModuleThroughTheExports) {
     EXPECT_EQ(requests[0].dataLength, 4096u);
     EXPECT_EQ(SentValue(requests[0]), Words({7}));
     std::int32_t read = 0;
-    UINT32 size = 4;
+    size = 4;
     ASSERT_EQ(dll.Get(headsetHandle, 2104, &read, &size, 2), S_OK);
     EXPECT_EQ(read, 7);
     EXPECT_EQ(dll.Close(headsetHandle), S_OK);

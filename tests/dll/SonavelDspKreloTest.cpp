@@ -1,6 +1,6 @@
 // The DSP module access class and the DSP controller, for what the exports
 // cannot reach: selection of all modules, index validation per module version,
-// AMD modules, and the controller on a device with one family.
+// and the controller on a device with one family.
 #include <gtest/gtest.h>
 
 #include "DspController.h"
@@ -85,29 +85,6 @@ TEST_F(SonavelDspKreloTest, AllModulesInOrderUntilTheFirstFailure) {
     EXPECT_TRUE(firmware.Requests().empty());
     ASSERT_EQ(dsp.SelectModule(1), S_OK);
     EXPECT_TRUE(dsp.SelectedIsVersion100());
-}
-
-TEST_F(SonavelDspKreloTest, AmdModulesTakeNoEnableRequest) {
-    sim::Dsp& firmware = Discover(L"{0.0.0.00000000}.{amd}", {.ppApi = false, .amdModules = {{.id = kAmdRow4}}});
-    ASSERT_EQ(dsp.SelectModule(0), S_OK);
-    ASSERT_NE(dsp.SelectedModule(), nullptr);
-    EXPECT_EQ(dsp.SelectedModule()->IsAmd, 1u);
-    EXPECT_EQ(dsp.SetModuleEnable(0), S_FALSE);
-    UINT32 enabled = 0;
-    EXPECT_EQ(dsp.GetModuleEnable(&enabled), S_OK);
-    EXPECT_EQ(enabled, 1u);
-    EXPECT_TRUE(firmware.Requests().empty());
-
-    const BYTE value[8] = {1, 2, 3, 4, 5, 6, 7, 8};
-    ASSERT_EQ(dsp.SetModuleParam(21, value, 8), S_OK);
-    const std::vector<sim::KsRequest> requests = firmware.Requests();
-    ASSERT_EQ(requests.size(), 1u);
-    EXPECT_EQ(requests[0].property, Bytes("bd fc 07 82 1a c8 1b 44 96 b5 4a 0c f0 86 65 ad | 00 00 00 00 | 02 00 00 00 |"
-                                          "15 c8 fc b5 49 1f 4e 4f b0 4c 05 f3 a3 83 ef ff | 02 00 00 00 | 15 00 00 00"));
-    EXPECT_EQ(requests[0].dataLength, 4096u);
-    std::vector<BYTE> large(4093, 1);
-    EXPECT_EQ(dsp.SetModuleParam(21, large.data(), 4093), E_INVALIDARG);
-    EXPECT_EQ(firmware.Requests().size(), 1u);
 }
 
 TEST_F(SonavelDspKreloTest, DeviceWithOnlyThePexModule) {
