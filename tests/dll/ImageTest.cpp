@@ -49,14 +49,12 @@ protected:
     const BYTE* base_ = nullptr;
 };
 
-TEST_F(ImageTest, IsA64BitDllForTheBuildMachine) {
+TEST_F(ImageTest, A64BitDllForTheBuildMachineWithExactlyTheFiveUndecoratedExports) {
     const IMAGE_NT_HEADERS& nt = Headers(module_);
     EXPECT_EQ(nt.FileHeader.Machine, kMachine) << std::hex << nt.FileHeader.Machine;
     EXPECT_EQ(nt.OptionalHeader.Magic, IMAGE_NT_OPTIONAL_HDR64_MAGIC) << std::hex << nt.OptionalHeader.Magic;
     EXPECT_NE(nt.FileHeader.Characteristics & IMAGE_FILE_DLL, 0) << std::hex << nt.FileHeader.Characteristics;
-}
 
-TEST_F(ImageTest, ExportsExactlyTheFiveUndecoratedNames) {
     const IMAGE_DATA_DIRECTORY& directory = Directory(module_, IMAGE_DIRECTORY_ENTRY_EXPORT);
     ASSERT_NE(directory.VirtualAddress, 0u);
     const auto* exports = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY*>(base_ + directory.VirtualAddress);
