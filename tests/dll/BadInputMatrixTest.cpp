@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstdio>
 #include <cstring>
@@ -34,14 +35,7 @@ constexpr BYTE kSentinel = 0xCD;
 
 enum class Handle { Null, Open, NeverOpened };
 constexpr Handle kHandles[] = {Handle::Null, Handle::Open, Handle::NeverOpened};
-const char* NameOf(Handle handle) {
-    switch (handle) {
-        case Handle::Null: return "null";
-        case Handle::Open: return "open";
-        case Handle::NeverOpened: return "never opened";
-    }
-    return "?";
-}
+const char* NameOf(Handle handle) { return std::array{"null", "open", "never opened"}[static_cast<int>(handle)]; }
 
 bool InCatalogue(INT32 id) { return ParameterCatalogue().contains(id); }
 bool OnDspRoute(INT32 id) { return LookupDspRoute(id).has_value(); }

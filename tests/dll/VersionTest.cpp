@@ -142,26 +142,14 @@ TEST_F(VersionTest, UnreadableWrapperValuesAreSkipped) {
     EXPECT_EQ(Version(1001), L"pex2.5-gaming");
 }
 
-TEST_F(VersionTest, SizeNegotiationAndFailures) {
-    Register({5, {L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"}});  // "pex2.5": L = 6
+// The negotiation itself is the bad-input matrix's to check; here, the failures.
+TEST_F(VersionTest, FailuresGiveTheEmptyText) {
+    Register({5, {L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"}});  // "pex2.5"
     wchar_t* handle = OpenSpeakers();
     wchar_t text[8];
-    std::fill(std::begin(text), std::end(text), L'#');
-    for (UINT32 small : {0u, 11u, 12u, 13u}) {  // up to 2 x L + 1: no room for the text and its terminator
-        UINT32 size = small;
-        EXPECT_EQ(dll.Get(handle, 1001, text, &size, 3), E_INVALIDARG) << small;
-        EXPECT_EQ(size, 14u) << small;
-        EXPECT_EQ(text[0], L'#');  // nothing copied
-    }
-    UINT32 size = 14;
-    EXPECT_EQ(dll.Get(handle, 1001, text, &size, 3), S_OK);
-    EXPECT_EQ(size, 12u);  // the text without its terminator
-    EXPECT_STREQ(text, L"pex2.5");
-    EXPECT_EQ(text[7], L'#');
-
     // A failing read of a key gives nothing for that key.
     platform.FailMethod("IPolicyConfigVistaClient::GetPropertyValue", E_ACCESSDENIED);
-    size = 1;  // the empty text still needs its terminator
+    UINT32 size = 1;  // the empty text still needs its terminator
     EXPECT_EQ(dll.Get(handle, 1001, text, &size, 1), E_INVALIDARG);
     EXPECT_EQ(size, 2u);
     size = 16;
