@@ -363,7 +363,8 @@ TEST_F(ExportsTest, StoredWordsAndRoundTripOfEachLayoutKind) {
     EXPECT_EQ(dll.Close(handle), S_OK);
 }
 
-TEST_F(ExportsTest, FilterConfiguration) {
+// Counted values above what their caller structure holds.
+TEST_F(ExportsTest, CountedValuesAboveCapacity) {
     wchar_t* handle = OpenSpeakers();
     // Five bytes: stored as the count and two words, zero-padded.
     std::vector<std::uint8_t> five = {5, 0, 0, 0, 0x11, 0x22, 0x33, 0x44, 0x55};
@@ -405,6 +406,17 @@ TEST_F(ExportsTest, FilterConfiguration) {
     ASSERT_EQ(dll.Set(handle, 2105, negative.data(), 4, 1), S_OK);
     EXPECT_EQ(negative, Bytes({0}));
     EXPECT_EQ(StoredWords(KreloTuningKey(5)), std::vector<std::int32_t>{0});
+
+    // A stored compressor tuning of more records than the 100-byte structure holds: the count, then E_OUTOFMEMORY.
+    std::vector<std::int32_t> records{5};
+    for (int record = 0; record < 5; ++record) records = Join({records, {6}, Iota(6, record)});
+    value.cal.cElems = static_cast<ULONG>(records.size());
+    value.cal.pElems = reinterpret_cast<LONG*>(records.data());
+    ASSERT_EQ(speakers.SetValue(KreloTuningKey(17), value), S_OK);
+    read.assign(100, 0xAA);
+    size = 100;
+    EXPECT_EQ(dll.Get(handle, 2116, read.data(), &size, 1), E_OUTOFMEMORY);
+    EXPECT_EQ(read, Bytes(Join({{5}, std::vector<std::int32_t>(24, 0)})));
     EXPECT_EQ(dll.Close(handle), S_OK);
 }
 
