@@ -1,5 +1,6 @@
 // The five exports on the property-store route, against the simulated platform,
-// with the DLL loaded fresh for every test.
+// with the DLL loaded fresh for every test: opening, the values and their logs,
+// caller structures stored and read back.
 #include <windows.h>
 #include <mmdeviceapi.h>
 #include <propvarutil.h>
@@ -241,9 +242,7 @@ TEST_F(ExportsTest, VariantsAreStoredAsGivenAndLoggedAsCountedValues) {
                         L"1, 0, 0, 0, 254"));
     PROPVARIANT stored;
     PropVariantInit(&stored);
-    ASSERT_EQ(speakers.GetValue({{0x5510C7AB, 0xDFC2, 0x40D0, {0xA9, 0x8B, 0x5F, 0x77, 0xF6, 0x97, 0x00, 0x5E}}, 5},
-                                &stored),
-              S_OK);
+    ASSERT_EQ(speakers.GetValue(KreloTuningKey(5), &stored), S_OK);
     ASSERT_EQ(stored.vt, VT_BLOB);
     ASSERT_EQ(stored.blob.cbSize, 5u);
     EXPECT_EQ(std::memcmp(stored.blob.pBlobData, bytes, 5), 0);
