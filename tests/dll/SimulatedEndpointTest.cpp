@@ -22,6 +22,17 @@ std::wstring KreloKeyText(const wchar_t* name, int pid) {
     return name + std::wstring(L", {5510C7AB-DFC2-40D0-A98B-5F77F697005E}, ") + std::to_wstring(pid);
 }
 
+PROPERTYKEY FxKey(DWORD pid) {
+    return {{0xD04E05A6, 0x594B, 0x4FB6, {0xA8, 0x0D, 0x01, 0xAF, 0x5E, 0xED, 0x7D, 0x1D}}, pid};
+}
+
+void RegisterEffect(sim::Endpoint& endpoint, DWORD pid, const wchar_t* classId) {
+    PROPVARIANT value;
+    value.vt = VT_LPWSTR;
+    value.pwszVal = const_cast<wchar_t*>(classId);
+    EXPECT_EQ(endpoint.SetFxValue(FxKey(pid), value), S_OK);
+}
+
 void StoreWords(sim::Endpoint& endpoint, const PROPERTYKEY& key, std::vector<std::int32_t> words) {
     PROPVARIANT value;
     value.vt = VT_VECTOR | VT_I4;

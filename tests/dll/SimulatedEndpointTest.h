@@ -51,6 +51,10 @@ struct ExportCall {
     std::wstring message = {};
 };
 
+// The effect's FX registration of pid (a class id as text).
+PROPERTYKEY FxKey(DWORD pid);
+void RegisterEffect(sim::Endpoint& endpoint, DWORD pid, const wchar_t* classId);
+
 // Puts words into the endpoint's store as a VT_I4 vector.
 void StoreWords(sim::Endpoint& endpoint, const PROPERTYKEY& key, std::vector<std::int32_t> words);
 

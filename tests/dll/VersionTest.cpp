@@ -11,10 +11,6 @@
 namespace kelix::test {
 namespace {
 
-PROPERTYKEY FxKey(DWORD pid) {
-    return {{0xD04E05A6, 0x594B, 0x4FB6, {0xA8, 0x0D, 0x01, 0xAF, 0x5E, 0xED, 0x7D, 0x1D}}, pid};
-}
-
 constexpr wchar_t kWrapperKey[] = L"SOFTWARE\\Sonavel\\Wrapper\\";
 constexpr wchar_t kMfxSlot[] = L"{0EBD8506-17BB-4AE7-AD76-E86F99A425E9}";  // APO_MFX, as Windows writes it
 constexpr wchar_t kEfxSlot[] = L"{0ebd8507-17bb-4ae7-ad76-e86f99a425e9}";  // APO_EFX
