@@ -18,9 +18,7 @@ const IMAGE_NT_HEADERS& Headers(HMODULE module) {
     return *reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
 }
 
-const IMAGE_DATA_DIRECTORY& Directory(HMODULE module, int index) {
-    return Headers(module).OptionalHeader.DataDirectory[index];
-}
+const IMAGE_DATA_DIRECTORY& Directory(HMODULE module, int index) { return Headers(module).OptionalHeader.DataDirectory[index]; }
 
 std::wstring ImageUnderTest() {
     wchar_t path[MAX_PATH];
@@ -42,9 +40,7 @@ protected:
         ASSERT_NE(module_, nullptr) << GetLastError();
         base_ = reinterpret_cast<const BYTE*>(module_);
     }
-    void TearDown() override {
-        if (module_ != nullptr) FreeLibrary(module_);
-    }
+    void TearDown() override { if (module_ != nullptr) FreeLibrary(module_); }
     HMODULE module_ = nullptr;
     const BYTE* base_ = nullptr;
 };
@@ -79,9 +75,7 @@ TEST_F(ImageTest, ImportsOnlySystemDlls) {
         const std::string name = reinterpret_cast<const char*>(base_ + import->Name);
         const std::wstring path = std::wstring(system) + L"\\" + std::wstring(name.begin(), name.end());
         EXPECT_NE(GetFileAttributesW(path.c_str()), INVALID_FILE_ATTRIBUTES) << name << " is not a system DLL";
-        EXPECT_EQ(name.find("libstdc++"), std::string::npos) << name;
-        EXPECT_EQ(name.find("libgcc"), std::string::npos) << name;
-        EXPECT_EQ(name.find("winpthread"), std::string::npos) << name;
+        for (const char* runtime : {"libstdc++", "libgcc", "winpthread"}) EXPECT_EQ(name.find(runtime), std::string::npos) << name;
     }
     EXPECT_GT(count, 0);
 }
