@@ -18,7 +18,7 @@ constexpr wchar_t kEfxSlot[] = L"{0ebd8507-17bb-4ae7-ad76-e86f99a425e9}";  // AP
 struct FxValue {
     DWORD pid;
     std::vector<std::wstring> classIds;
-    VARTYPE type = VT_LPWSTR;  // VT_LPWSTR or VT_BSTR, a vector when more than one
+    VARTYPE type = VT_LPWSTR;  // VT_LPWSTR or VT_BSTR; more than one: a VT_LPWSTR vector
 };
 
 class VersionTest : public SimulatedEndpointTest {
@@ -29,29 +29,15 @@ protected:
     }
 
     void Register(const FxValue& fx) {
-        PROPVARIANT value;
-        PropVariantInit(&value);
-        std::vector<BSTR> bstrs;
         std::vector<LPWSTR> texts;
-        for (const std::wstring& id : fx.classIds) {
-            bstrs.push_back(SysAllocString(id.c_str()));
-            texts.push_back(const_cast<LPWSTR>(id.c_str()));
-        }
-        if (fx.classIds.size() == 1) {
-            value.vt = fx.type;
-            if (fx.type == VT_BSTR) value.bstrVal = bstrs[0];
-            else value.pwszVal = texts[0];
-        } else if (fx.type == VT_BSTR) {
-            value.vt = VT_VECTOR | VT_BSTR;
-            value.cabstr.cElems = static_cast<ULONG>(bstrs.size());
-            value.cabstr.pElems = bstrs.data();
-        } else {
-            value.vt = VT_VECTOR | VT_LPWSTR;
-            value.calpwstr.cElems = static_cast<ULONG>(texts.size());
-            value.calpwstr.pElems = texts.data();
-        }
+        for (const std::wstring& id : fx.classIds) texts.push_back(const_cast<LPWSTR>(id.c_str()));
+        PROPVARIANT value;
+        value.vt = texts.size() > 1 ? VT_VECTOR | VT_LPWSTR : fx.type;
+        value.calpwstr = {static_cast<ULONG>(texts.size()), texts.data()};
+        if (value.vt == VT_LPWSTR) value.pwszVal = texts[0];
+        if (value.vt == VT_BSTR) value.bstrVal = SysAllocString(texts[0]);
         ASSERT_EQ(speakers.SetFxValue(FxKey(fx.pid), value), S_OK);
-        for (BSTR text : bstrs) SysFreeString(text);
+        if (value.vt == VT_BSTR) SysFreeString(value.bstrVal);
     }
 
     // The version text, or nothing when the query fails.
