@@ -57,17 +57,13 @@ std::vector<BYTE> Bytes(const std::string& hex) {
 
 std::vector<std::wstring> Messages(const std::wstring& function) {
     std::vector<std::wstring> messages;
-    for (const LogLine& line : Log().Lines()) {
-        if (line.function == function) messages.push_back(line.message);
-    }
+    for (const LogLine& line : Log().Lines()) if (line.function == function) messages.push_back(line.message);
     return messages;
 }
 
 testing::AssertionResult Logged(int level, const std::wstring& function, const std::wstring& message) {
     for (const LogLine& line : Log().Lines()) {
-        if (line.level == level && line.function == function && line.message == message) {
-            return testing::AssertionSuccess();
-        }
+        if (line.level == level && line.function == function && line.message == message) return testing::AssertionSuccess();
     }
     std::string text;
     for (const LogLine& line : Log().Lines()) text += "\n  " + std::string(line.raw.begin(), line.raw.end());

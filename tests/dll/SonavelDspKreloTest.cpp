@@ -35,12 +35,11 @@ TEST_F(SonavelDspKreloTest, EmptyListRefusesEverything) {
     UINT32 enabled = 0;
     BYTE reply[kModuleReplySize];
     const BYTE value[4] = {};
-    EXPECT_EQ(dsp.SelectModule(-1), E_FAIL);
-    EXPECT_EQ(dsp.SelectModule(0), E_FAIL);
-    EXPECT_EQ(dsp.SetModuleParam(20, value, 4), E_FAIL);
-    EXPECT_EQ(dsp.SetModuleEnable(1), E_FAIL);
-    EXPECT_EQ(dsp.GetModuleEnable(&enabled), E_FAIL);
-    EXPECT_EQ(dsp.GetModuleParam(reply, 20), E_FAIL);
+    int call = 0;  // in this order: select -1 and 0, set a parameter, set and get the enable, get a parameter
+    for (HRESULT hr : {dsp.SelectModule(-1), dsp.SelectModule(0), dsp.SetModuleParam(20, value, 4), dsp.SetModuleEnable(1),
+                       dsp.GetModuleEnable(&enabled), dsp.GetModuleParam(reply, 20)}) {
+        EXPECT_EQ(hr, E_FAIL) << "call " << call++;
+    }
     EXPECT_FALSE(dsp.SelectedIsVersion100());
 }
 
