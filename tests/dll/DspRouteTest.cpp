@@ -134,7 +134,8 @@ TEST_F(DspRouteTest, KreloBlobsAreReshaped) {
     const Case cases[] = {
         {2108, 26, Words({2, 11, 12, 13, 14}), Words({11, 12, 14}), L"Set krelo-regulator-thresholds: 11, 12, 14"},
         {2107, 23, Words({2, 5, 6}), Words({2, 5, 6})},  // the count stays: not a "1.0.0" module
-        {2105, 32, {3, 0, 0, 0, 9, 8, 7}, {3, 0, 0, 0, 9, 8, 7}, L"Set krelo-filter-coefficient-values: 3, 0, 0, 0, 9, 8, 7"},
+        {2105, 32, {3, 0, 0, 0, 9, 8, 7}, {3, 0, 0, 0, 9, 8, 7},
+         L"Set krelo-filter-coefficient-values: 3, 0, 0, 0, 9, 8, 7"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.id);
@@ -167,10 +168,14 @@ TEST_F(DspRouteTest, BypassIsTheModuleEnableAndTheDirectRequestItsWorkingWord) {
         Bytes8 data = {};
     };
     const Case cases[] = {
-        {[&] { return dll.Set(handle, 2002, &bypass, 4, 2); }, S_OK, StatusRequest(2, kKreloType, kKreloModuleBytes, 1), {0}},
-        {[&] { return dll.Get(handle, 2002, &state, &size, 2); }, S_OK, StatusRequest(1, kKreloType, kKreloModuleBytes, 0)},
-        {[&] { return dll.Set(handle, 2003, request, 8, 2); }, S_OK, Cat({direct, U32(kKreloType), kKreloModuleBytes}), Bytes8(8, 0)},
-        {[&] { return dll.Set(handle, 1003, request, 8, 3); }, S_OK, Cat({direct, U32(kPexType), kPexModuleBytes}), Bytes8(8, 0)},
+        {[&] { return dll.Set(handle, 2002, &bypass, 4, 2); }, S_OK, StatusRequest(2, kKreloType, kKreloModuleBytes, 1),
+         {0}},
+        {[&] { return dll.Get(handle, 2002, &state, &size, 2); }, S_OK,
+         StatusRequest(1, kKreloType, kKreloModuleBytes, 0)},
+        {[&] { return dll.Set(handle, 2003, request, 8, 2); }, S_OK, Cat({direct, U32(kKreloType), kKreloModuleBytes}),
+         Bytes8(8, 0)},
+        {[&] { return dll.Set(handle, 1003, request, 8, 3); }, S_OK, Cat({direct, U32(kPexType), kPexModuleBytes}),
+         Bytes8(8, 0)},
     };
     for (const Case& c : cases) {
         dsp->ClearRequests();
@@ -218,7 +223,8 @@ TEST_F(DspRouteTest, ReadsShapeTheReplyIntoTheCallersBuffer) {
     Expect({{[&] { return dll.Set(handle, 2104, &gain, 4, 2); }, S_OK},
             {[&] { return dll.Get(handle, 2104, &read, &size, 2); }, S_OK, 4, L"DspController::GetParameter",
              L"Get krelo-post-gain: 12"},
-            {[&] { size = 40; return dll.Get(handle, 2126, bands, &size, 2); }, E_INVALIDARG, 3, L"DspController::GetParameter",
+            {[&] { size = 40; return dll.Get(handle, 2126, bands, &size, 2); }, E_INVALIDARG, 3,
+             L"DspController::GetParameter",
              L"Get krelo-vis-bands failed. Input buffer[40] is too small. Please reallocate buffer[80.]"}});
     EXPECT_EQ(read, 12);
     EXPECT_EQ(size, 80u);

@@ -55,7 +55,8 @@ TEST_F(ExportsTest, OpenDefaultKeepsOnlyTheStoreAndCloseReleasesIt) {
     lines = log.Lines();
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines[0].level, 4);
-    EXPECT_EQ(MaskAddresses(lines[0].message), OnSpeakers(L"Property store[0xXXXXXXXXXXXXXXXX] for device[", L"] is closed"));
+    EXPECT_EQ(MaskAddresses(lines[0].message),
+              OnSpeakers(L"Property store[0xXXXXXXXXXXXXXXXX] for device[", L"] is closed"));
     EXPECT_TRUE(log.Has(3, kDsp, L"DspController::Close", OnSpeakers(L"DSP module for device[", L"] is not opened.")));
 }
 
@@ -67,7 +68,8 @@ TEST_F(ExportsTest, OpenTwiceSharesTheStoreUntilTheFirstClose) {
     EXPECT_NE(first, second);
     EXPECT_EQ(platform.Calls("IMMDeviceEnumerator::GetDevice"), 1);
     EXPECT_EQ(platform.References("IPropertyStore"), 1);
-    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::Open", OnSpeakers(L"Property store for device[", L"] is already opened.")));
+    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::Open",
+                        OnSpeakers(L"Property store for device[", L"] is already opened.")));
     const std::wstring notOpened = OnSpeakers(L"Property store for device[", L"] is not opened.");
     std::int32_t gain = 3;
     UINT32 size = 4;
@@ -92,7 +94,8 @@ TEST_F(ExportsTest, OpenFailuresPassThroughAndLeaveNothing) {
     const wchar_t* open = L"ApoController::Open";
     const wchar_t* byDefault = L"`anonymous-namespace'::GetDefaultDeviceId";
     const Case cases[] = {
-        {kSpeakers, "CoCreateInstance(MMDeviceEnumerator)", kE, kE, open, L"Failed to create device enumerator: " + Failure(kE)},
+        {kSpeakers, "CoCreateInstance(MMDeviceEnumerator)", kE, kE, open,
+         L"Failed to create device enumerator: " + Failure(kE)},
         {L"", "", S_OK, E_INVALIDARG, open, L"Failed to find device[]: " + Failure(E_INVALIDARG)},
         {L"{0.0.0.00000000}.{nowhere}", "", S_OK, kNotFound, open,
          L"Failed to find device[{0.0.0.00000000}.{nowhere}]: " + Failure(kNotFound)},
@@ -162,7 +165,8 @@ TEST_F(ExportsTest, ScalarWriteAndReadThroughTheStore) {
         UINT32 size = 4;
         const std::wstring logged = L"[" + c.name + L"]: " + std::to_wstring(c.value);
         Expect({{[&] { return dll.Set(handle, c.id, &value, 4, 1); }, S_OK, 4, kSetFn, L"Set property key " + logged},
-                {[&] { return dll.Get(handle, c.id, &read, &size, 1); }, S_OK, 4, kGetFn, L"Get property key " + logged}});
+                {[&] { return dll.Get(handle, c.id, &read, &size, 1); }, S_OK, 4, kGetFn,
+                 L"Get property key " + logged}});
         EXPECT_EQ(StoredI4(c.key), c.value);
         EXPECT_EQ(read, c.value);
         EXPECT_EQ(size, 4u);
@@ -187,7 +191,8 @@ TEST_F(ExportsTest, VariantsAreStoredAsGivenAndLoggedAsCountedValues) {
     text.vt = VT_LPWSTR;
     text.pwszVal = const_cast<wchar_t*>(L"text");
     const std::wstring set = L"Set property key [";
-    Expect({{[&] { return dll.SetVariant(handle, 1105, &unsignedValue, 1); }, S_OK, 4, kSetFn, set + kGainKey + L"]: -294967296"},
+    Expect({{[&] { return dll.SetVariant(handle, 1105, &unsignedValue, 1); }, S_OK, 4, kSetFn,
+             set + kGainKey + L"]: -294967296"},
             {[&] { return dll.SetVariant(handle, 1114, &blob, 1); }, S_OK, 4, kSetFn,
              set + PexKeyText(L"pex_ieq_bands", 13) + L"]: 1, -2"},
             {[&] { blob.blob.cbSize = 5; return dll.SetVariant(handle, 2105, &blob, 1); }, S_OK, 4, kSetFn,
@@ -248,7 +253,8 @@ TEST_F(ExportsTest, DspRouteWithoutModules) {
         log.Clear();
         Expect({{[&] { return dll.Set(handle, id, &value, 4, 2); }, E_INVALIDARG, 3, L"DspController::SetParameter",
                  L"DSP module does NOT support this parameter. ID: [" + std::to_wstring(id) + L"]"},
-                {[&] { size = 4; return dll.Get(handle, id, &value, &size, 2); }, E_FAIL, 3, L"DspController::SelectModule",
+                {[&] { size = 4; return dll.Get(handle, id, &value, &size, 2); }, E_FAIL, 3,
+                 L"DspController::SelectModule",
                  OnSpeakers(L"DSP module for device[", L"] is not opened.")}});
         EXPECT_TRUE(log.Has(4, kApo, L"ApoController::GetFormFactor", L"formFactor = [0]"));
     }

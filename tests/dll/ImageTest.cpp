@@ -18,7 +18,9 @@ const IMAGE_NT_HEADERS& Headers(HMODULE module) {
     return *reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
 }
 
-const IMAGE_DATA_DIRECTORY& Directory(HMODULE module, int index) { return Headers(module).OptionalHeader.DataDirectory[index]; }
+const IMAGE_DATA_DIRECTORY& Directory(HMODULE module, int index) {
+    return Headers(module).OptionalHeader.DataDirectory[index];
+}
 
 std::wstring ImageUnderTest() {
     wchar_t path[MAX_PATH];
@@ -75,7 +77,9 @@ TEST_F(ImageTest, ImportsOnlySystemDlls) {
         const std::string name = reinterpret_cast<const char*>(base_ + import->Name);
         const std::wstring path = std::wstring(system) + L"\\" + std::wstring(name.begin(), name.end());
         EXPECT_NE(GetFileAttributesW(path.c_str()), INVALID_FILE_ATTRIBUTES) << name << " is not a system DLL";
-        for (const char* runtime : {"libstdc++", "libgcc", "winpthread"}) EXPECT_EQ(name.find(runtime), std::string::npos) << name;
+        for (const char* runtime : {"libstdc++", "libgcc", "winpthread"}) {
+            EXPECT_EQ(name.find(runtime), std::string::npos) << name;
+        }
     }
     EXPECT_GT(count, 0);
 }

@@ -63,7 +63,9 @@ std::vector<std::wstring> Messages(const std::wstring& function) {
 
 testing::AssertionResult Logged(int level, const std::wstring& function, const std::wstring& message) {
     for (const LogLine& line : Log().Lines()) {
-        if (line.level == level && line.function == function && line.message == message) return testing::AssertionSuccess();
+        if (line.level == level && line.function == function && line.message == message) {
+            return testing::AssertionSuccess();
+        }
     }
     std::string text;
     for (const LogLine& line : Log().Lines()) text += "\n  " + std::string(line.raw.begin(), line.raw.end());

@@ -61,7 +61,9 @@ protected:
     // Warning lines of a function since the last Clear.
     static std::vector<std::wstring> Warnings(const std::wstring& function) {
         std::vector<std::wstring> warnings;
-        for (const LogLine& line : Log().Lines()) if (line.level == 3 && line.function == function) warnings.push_back(line.message);
+        for (const LogLine& line : Log().Lines()) {
+            if (line.level == 3 && line.function == function) warnings.push_back(line.message);
+        }
         return warnings;
     }
 
@@ -109,8 +111,9 @@ TEST_F(ModuleProbeTest, FirstKnownModuleOfTheList) {
     sim::Dsp& dsp = AddCase(5, {.modules = {kKrelo}});
     ComPtr<IKsControl> control = Control(5);
     ModuleDescriptor info{};
-    for (const auto& [request, text] : {std::pair{sim::DspRequest::ModuleListSize, L"Failed to retrieve modules list size: "},
-                                        std::pair{sim::DspRequest::ModuleList, L"Failed to read modules list: "}}) {
+    for (const auto& [request, text] : {
+             std::pair{sim::DspRequest::ModuleListSize, L"Failed to retrieve modules list size: "},
+             std::pair{sim::DspRequest::ModuleList, L"Failed to read modules list: "}}) {
         dsp.Fail(request, E_ABORT, 1);
         EXPECT_EQ(helper.LookForSonavelModuleInfo(control.Get(), 1, &info), E_ABORT);
         EXPECT_TRUE(Logged(3, kLookFor, Failure(text, E_ABORT)));

@@ -36,8 +36,8 @@ TEST_F(SonavelDspKreloTest, EmptyListRefusesEverything) {
     BYTE reply[kModuleReplySize];
     const BYTE value[4] = {};
     int call = 0;  // in this order: select -1 and 0, set a parameter, set and get the enable, get a parameter
-    for (HRESULT hr : {dsp.SelectModule(-1), dsp.SelectModule(0), dsp.SetModuleParam(20, value, 4), dsp.SetModuleEnable(1),
-                       dsp.GetModuleEnable(&enabled), dsp.GetModuleParam(reply, 20)}) {
+    for (HRESULT hr : {dsp.SelectModule(-1), dsp.SelectModule(0), dsp.SetModuleParam(20, value, 4),
+                       dsp.SetModuleEnable(1), dsp.GetModuleEnable(&enabled), dsp.GetModuleParam(reply, 20)}) {
         EXPECT_EQ(hr, E_FAIL) << "call " << call++;
     }
     EXPECT_FALSE(dsp.SelectedIsVersion100());
