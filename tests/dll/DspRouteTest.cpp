@@ -3,8 +3,9 @@
 // selection by family, and faults passed through.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
-#include <numeric>
+#include <functional>
 
 #include "SimulatedEndpointTest.h"
 #include "Words.h"
@@ -15,15 +16,10 @@ namespace {
 
 using Bytes8 = std::vector<BYTE>;
 
-// Module ids of the module list, and their bytes on the wire.
-constexpr GUID kPexModule = {0xD11B4F61, 0x42FA, 0x43BB, {0x99, 0x7C, 0x8D, 0x2B, 0x02, 0x6D, 0x11, 0xC8}};    // "2.10.0-lite"
-constexpr GUID kKreloModule = {0xCBDD3DB0, 0x85AE, 0x4466, {0xB1, 0x8D, 0x50, 0x4F, 0xD8, 0xE7, 0x08, 0x2B}};  // "1.4.2"
+// Module ids of other versions than those of the speakers' DSP ("2.10.0-lite", "1.4.2").
 constexpr GUID kKrelo100Module = {0x849F0D73, 0x1678, 0x4D57, {0x8C, 0x78, 0x61, 0xC5, 0x48, 0x25, 0x39, 0x93}};  // "1.0.0"
 constexpr GUID kKrelo131Module = {0x9DC26903, 0xA3A8, 0x4A30, {0x88, 0x39, 0xA7, 0x7B, 0x6F, 0x4E, 0x59, 0x64}};  // "1.3.1"
 constexpr GUID kAmdModule = {0xB5FCC815, 0x1F49, 0x4F4E, {0xB0, 0x4C, 0x05, 0xF3, 0xA3, 0x83, 0xEF, 0xFF}};     // AMD "1.4.1"
-const Bytes8 kPexModuleBytes = {0x61, 0x4f, 0x1b, 0xd1, 0xfa, 0x42, 0xbb, 0x43, 0x99, 0x7c, 0x8d, 0x2b, 0x02, 0x6d, 0x11, 0xc8};
-const Bytes8 kKreloModuleBytes = {0xb0, 0x3d, 0xdd, 0xcb, 0xae, 0x85, 0x66, 0x44, 0xb1, 0x8d, 0x50, 0x4f, 0xd8, 0xe7, 0x08, 0x2b};
-const Bytes8 kAmdModuleBytes = {0x15, 0xc8, 0xfc, 0xb5, 0x49, 0x1f, 0x4e, 0x4f, 0xb0, 0x4c, 0x05, 0xf3, 0xa3, 0x83, 0xef, 0xff};
 const Bytes8 kPpSet = {0x37, 0xce, 0xe9, 0xba, 0x99, 0xaa, 0xc7, 0x4b, 0x9b, 0xdf, 0x4c, 0xbf, 0x3d, 0x23, 0xe1, 0xb9};
 const Bytes8 kPpTag = {0x7e, 0x2f, 0x8e, 0xc1, 0x3d, 0x93, 0x65, 0x49, 0xb7, 0xd1, 0x1e, 0xef, 0x22, 0x8d, 0x2a, 0xf3};
 const Bytes8 kAmdSet = {0xbd, 0xfc, 0x07, 0x82, 0x1a, 0xc8, 0x1b, 0x44, 0x96, 0xb5, 0x4a, 0x0c, 0xf0, 0x86, 0x65, 0xad};
@@ -32,24 +28,21 @@ constexpr UINT32 kPin = 1;  // the DSP's offload pin
 constexpr UINT32 kPexType = 1;
 constexpr UINT32 kKreloType = 2;
 
-Bytes8 U32(std::uint32_t value) {
-    return {static_cast<BYTE>(value), static_cast<BYTE>(value >> 8), static_cast<BYTE>(value >> 16),
-            static_cast<BYTE>(value >> 24)};
+// A module id goes on the wire as the GUID lies in memory.
+Bytes8 GuidBytes(const GUID& id) {
+    Bytes8 bytes(16);
+    std::memcpy(bytes.data(), &id, 16);
+    return bytes;
 }
+const Bytes8 kPexModuleBytes = GuidBytes(kPexModuleId);
+const Bytes8 kKreloModuleBytes = GuidBytes(kKreloModuleId);
+Bytes8 U32(std::uint32_t value) { return Bytes({static_cast<std::int32_t>(value)}); }
+Bytes8 Words(std::initializer_list<std::int32_t> words) { return Bytes(words); }
 
 Bytes8 Cat(std::initializer_list<Bytes8> parts) {
     Bytes8 all;
     for (const Bytes8& part : parts) all.insert(all.end(), part.begin(), part.end());
     return all;
-}
-
-Bytes8 Words(std::initializer_list<std::int32_t> words) {
-    Bytes8 bytes;
-    for (std::int32_t word : words) {
-        const Bytes8 one = U32(static_cast<std::uint32_t>(word));
-        bytes.insert(bytes.end(), one.begin(), one.end());
-    }
-    return bytes;
 }
 
 // The 73-byte parameter request and the 69-byte status request of a module.
@@ -65,10 +58,7 @@ class DspRouteTest : public SimulatedEndpointTest {
 protected:
     void SetUp() override {
         SimulatedEndpointTest::SetUp();
-        DescribeEndpoint(speakers, L"{5E1F0A11-0000-4000-8000-00000000A001}", 1, L"Speakers");
-        dsp = &platform.AddDsp({.modules = {{.id = kPexModule, .type = kPexType, .name = "pex", .version = "2.10"},
-                                            {.id = kKreloModule, .type = kKreloType, .name = "krelo", .version = "1.4"}}});
-        platform.AttachDsp(speakers, *dsp);
+        dsp = &AttachDspWithBothFamilies(platform, speakers);
         handle = OpenSpeakers();
         dsp->ClearRequests();
     }
@@ -78,12 +68,12 @@ protected:
         EXPECT_EQ(platform.References("IKsControl"), 0);
     }
 
-    HRESULT SetBlob(std::int32_t id, Bytes8 bytes, UINT32 flags = 2) {
+    HRESULT SetBlob(std::int32_t id, Bytes8 bytes, UINT32 flags = 2, wchar_t* on = nullptr) {
         PROPVARIANT value;
         value.vt = VT_BLOB;
         value.blob.cbSize = static_cast<ULONG>(bytes.size());
         value.blob.pBlobData = bytes.data();
-        return dll.SetVariant(handle, id, &value, flags);
+        return dll.SetVariant(on != nullptr ? on : handle, id, &value, flags);
     }
     // The value bytes of a recorded parameter write (its buffer's length word and value).
     static Bytes8 SentValue(const sim::KsRequest& request) {
@@ -109,65 +99,54 @@ protected:
     wchar_t* handle = nullptr;
 };
 
+// Writes share one value buffer: after a long one, a PEX write goes out as the form factor,
+// then the value, each with zeros behind it, exactly as in a buffer of its own.
 TEST_F(DspRouteTest, PexWriteSendsFormFactorThenValue) {
+    ASSERT_EQ(SetBlob(2116, Words({2, 6, 1, 2, 3, 4, 5, 6, 6, 7, 8, 9, 10, 11, 12})), S_OK);
+    dsp->ClearRequests();
     std::int32_t gain = -6;
-    ASSERT_EQ(dll.Set(handle, 1105, &gain, 4, 3), S_OK);
+    Expect({{[&] { return dll.Set(handle, 1105, &gain, 4, 3); }, S_OK, 4, L"DspController::SetParameter",
+             L"Set pex_nelp-postgain: -6"}});
+    EXPECT_TRUE(log.Has(4, L"SonavelDspKrelo.cpp", L"CSonavelDspKrelo::SetFormFactor",
+                        L"Set pex_nelp-endpoint-form-facotr: 1"));
     EXPECT_EQ(StoredI4(PexTuningKey(4)), -6);  // the store first
     const std::vector<sim::KsRequest> requests = dsp->Requests();
     ASSERT_EQ(requests.size(), 2u);
-    EXPECT_EQ(requests[0].property, ParameterRequest(2, kPexType, kPexModuleBytes, 127, 1));
-    EXPECT_EQ(requests[1].property, ParameterRequest(2, kPexType, kPexModuleBytes, 122, 1));
-    for (const sim::KsRequest& request : requests) {
-        EXPECT_EQ(request.dataLength, 64004u);
-        EXPECT_EQ(std::count(request.data.begin() + 8, request.data.end(), 0), 64004 - 8);
+    const std::pair<std::uint32_t, Bytes8> sent[] = {{127, Words({4, 1})}, {122, Words({4, -6})}};  // form factor 1
+    for (size_t i = 0; i < 2; ++i) {
+        EXPECT_EQ(requests[i].property, ParameterRequest(2, kPexType, kPexModuleBytes, sent[i].first, 1));
+        EXPECT_EQ(requests[i].dataLength, 64004u);
+        EXPECT_EQ(Bytes8(requests[i].data.begin(), requests[i].data.begin() + 8), sent[i].second);
+        EXPECT_EQ(std::count(requests[i].data.begin() + 8, requests[i].data.end(), 0), 64004 - 8);
     }
-    EXPECT_EQ(Bytes8(requests[0].data.begin(), requests[0].data.begin() + 8), Cat({U32(4), U32(1)}));  // speakers
-    EXPECT_EQ(Bytes8(requests[1].data.begin(), requests[1].data.begin() + 8), Cat({U32(4), Words({-6})}));
-    EXPECT_TRUE(log.Has(4, kDsp, L"DspController::SetParameter", L"Set pex_nelp-postgain: -6"));
-    EXPECT_TRUE(log.Has(4, L"SonavelDspKrelo.cpp", L"CSonavelDspKrelo::SetFormFactor",
-                        L"Set pex_nelp-endpoint-form-facotr: 1"));
 }
 
-// Writes share one value buffer: a short value after a long one goes out with
-// zeros where the long one was, exactly as in a buffer of its own.
-TEST_F(DspRouteTest, ShortWriteAfterALongOneSendsZerosBehindIt) {
-    ASSERT_EQ(SetBlob(2116, Words({2, 6, 1, 2, 3, 4, 5, 6, 6, 7, 8, 9, 10, 11, 12})), S_OK);
-    std::int32_t gain = 3;
-    ASSERT_EQ(dll.Set(handle, 2104, &gain, 4, 2), S_OK);
-    const std::vector<sim::KsRequest> requests = dsp->Requests();
-    ASSERT_EQ(requests.size(), 2u);
-    const sim::KsRequest& shortWrite = requests[1];
-    ASSERT_EQ(shortWrite.data.size(), 64004u);
-    EXPECT_EQ(Bytes8(shortWrite.data.begin(), shortWrite.data.begin() + 8), Cat({U32(4), Words({3})}));
-    EXPECT_EQ(std::count(shortWrite.data.begin() + 8, shortWrite.data.end(), 0), 64004 - 8);
-}
-
+// KRELO blobs go out reshaped, without a form factor. Other value types, the integer vector
+// included, are refused before anything is sent: an array set through SetPexParam reaches the
+// store but not the DSP.
 TEST_F(DspRouteTest, KreloBlobsAreReshaped) {
     struct Case {
         std::int32_t id;
         std::uint32_t index;
-        Bytes8 blob;
-        Bytes8 sent;
+        Bytes8 blob, sent;
+        std::wstring line = {};
     };
     const Case cases[] = {
-        {2108, 26, Words({2, 11, 12, 13, 14}), Words({11, 12, 14})},
-        {2116, 36, Words({2, 6, 1, 2, 3, 4, 5, 6, 6, 7, 8, 9, 10, 11, 12}), Words({2, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12})},
-        {2109, 29, Words({20, 5, 6}), Words({5, 6})},
+        {2108, 26, Words({2, 11, 12, 13, 14}), Words({11, 12, 14}), L"Set krelo-regulator-thresholds: 11, 12, 14"},
         {2107, 23, Words({2, 5, 6}), Words({2, 5, 6})},  // the count stays: not a "1.0.0" module
-        {2105, 32, {3, 0, 0, 0, 9, 8, 7}, {3, 0, 0, 0, 9, 8, 7}},
+        {2105, 32, {3, 0, 0, 0, 9, 8, 7}, {3, 0, 0, 0, 9, 8, 7},
+         L"Set krelo-filter-coefficient-values: 3, 0, 0, 0, 9, 8, 7"},
     };
     for (const Case& c : cases) {
+        SCOPED_TRACE(c.id);
         dsp->ClearRequests();
-        ASSERT_EQ(SetBlob(c.id, c.blob), S_OK) << c.id;
+        ASSERT_EQ(SetBlob(c.id, c.blob), S_OK);
+        if (!c.line.empty()) { EXPECT_TRUE(log.Has(4, kDsp, L"DspController::SetParameter", c.line)); }
         const std::vector<sim::KsRequest> requests = dsp->Requests();
-        ASSERT_EQ(requests.size(), 1u) << c.id;  // no form factor for KRELO
-        EXPECT_EQ(requests[0].property, ParameterRequest(2, kKreloType, kKreloModuleBytes, c.index, 1)) << c.id;
-        EXPECT_EQ(SentValue(requests[0]), c.sent) << c.id;
+        ASSERT_EQ(requests.size(), 1u);
+        EXPECT_EQ(requests[0].property, ParameterRequest(2, kKreloType, kKreloModuleBytes, c.index, 1));
+        EXPECT_EQ(SentValue(requests[0]), c.sent);
     }
-    EXPECT_TRUE(log.Has(4, kDsp, L"DspController::SetParameter", L"Set krelo-regulator-thresholds: 11, 12, 14"));
-    EXPECT_TRUE(log.Has(4, kDsp, L"DspController::SetParameter", L"Set krelo-filter-coefficient-values: 3, 0, 0, 0, 9, 8, 7"));
-    // Other value types, the integer vector included, are refused before anything is sent:
-    // an array set through SetPexParam reaches the store but not the DSP.
     dsp->ClearRequests();
     std::vector<std::uint8_t> bands = Bytes(Join({{1}, Iota(40, 1)}));
     EXPECT_EQ(dll.Set(handle, 1114, bands.data(), 164, 3), E_INVALIDARG);
@@ -175,24 +154,39 @@ TEST_F(DspRouteTest, KreloBlobsAreReshaped) {
     EXPECT_TRUE(dsp->Requests().empty());
 }
 
-TEST_F(DspRouteTest, BypassIsTheModuleEnable) {
-    std::int32_t bypass = 1;
-    ASSERT_EQ(dll.Set(handle, 2002, &bypass, 4, 2), S_OK);
-    std::vector<sim::KsRequest> requests = dsp->Requests();
-    ASSERT_EQ(requests.size(), 1u);
-    EXPECT_EQ(requests[0].property, StatusRequest(2, kKreloType, kKreloModuleBytes, 1));
-    EXPECT_EQ(requests[0].data, Bytes8{0});  // bypass 1 disables
-    EXPECT_FALSE(dsp->Enabled(kKreloModule));
-
-    std::int32_t state = -1;
+// Bypass 1 disables the module, 0 enables it; the direct request carries the module's working
+// word whatever the caller's eight bytes hold.
+TEST_F(DspRouteTest, BypassIsTheModuleEnableAndTheDirectRequestItsWorkingWord) {
+    std::int32_t bypass = 1, state = -1;
     UINT32 size = 4;
-    dsp->ClearRequests();
-    ASSERT_EQ(dll.Get(handle, 2002, &state, &size, 2), S_OK);
+    BYTE request[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    const Bytes8 direct = Cat({kPpSet, U32(5), U32(2), U32(kPin), U32(0), kPpTag});
+    struct Case {
+        std::function<HRESULT()> call;
+        HRESULT hr;
+        Bytes8 property;  // of the one request sent (empty: not checked)
+        Bytes8 data = {};
+    };
+    const Case cases[] = {
+        {[&] { return dll.Set(handle, 2002, &bypass, 4, 2); }, S_OK, StatusRequest(2, kKreloType, kKreloModuleBytes, 1),
+         {0}},
+        {[&] { return dll.Get(handle, 2002, &state, &size, 2); }, S_OK,
+         StatusRequest(1, kKreloType, kKreloModuleBytes, 0)},
+        {[&] { return dll.Set(handle, 2003, request, 8, 2); }, S_OK, Cat({direct, U32(kKreloType), kKreloModuleBytes}),
+         Bytes8(8, 0)},
+        {[&] { return dll.Set(handle, 1003, request, 8, 3); }, S_OK, Cat({direct, U32(kPexType), kPexModuleBytes}),
+         Bytes8(8, 0)},
+    };
+    for (const Case& c : cases) {
+        dsp->ClearRequests();
+        EXPECT_EQ(c.call(), c.hr);
+        const std::vector<sim::KsRequest> requests = dsp->Requests();
+        ASSERT_EQ(requests.size(), 1u);
+        EXPECT_EQ(requests[0].property, c.property);
+        if (!c.data.empty()) { EXPECT_EQ(requests[0].data, c.data); }
+    }
+    EXPECT_FALSE(dsp->Enabled(kKreloModuleId));
     EXPECT_EQ(state, 1);
-    requests = dsp->Requests();
-    ASSERT_EQ(requests.size(), 1u);
-    EXPECT_EQ(requests[0].property, StatusRequest(1, kKreloType, kKreloModuleBytes, 0));
-
     bypass = 0;
     ASSERT_EQ(dll.Set(handle, 2002, &bypass, 4, 2), S_OK);
     ASSERT_EQ(dll.Get(handle, 2002, &state, &size, 2), S_OK);
@@ -200,18 +194,6 @@ TEST_F(DspRouteTest, BypassIsTheModuleEnable) {
     size = 3;
     EXPECT_EQ(dll.Get(handle, 2002, &state, &size, 2), E_INVALIDARG);
     EXPECT_EQ(size, 4u);
-}
-
-TEST_F(DspRouteTest, DirectRequestCarriesTheWorkingWord) {
-    BYTE request[8] = {1, 2, 3, 4, 5, 6, 7, 8};  // required, but not what is sent
-    ASSERT_EQ(dll.Set(handle, 2003, request, 8, 2), S_OK);
-    const std::vector<sim::KsRequest> requests = dsp->Requests();
-    ASSERT_EQ(requests.size(), 1u);
-    EXPECT_EQ(requests[0].property, Cat({kPpSet, U32(5), U32(2), U32(kPin), U32(0), kPpTag, U32(kKreloType), kKreloModuleBytes}));
-    EXPECT_EQ(requests[0].data, Bytes8(8, 0));
-    EXPECT_EQ(dll.Set(handle, 1003, request, 8, 3), S_OK);
-    EXPECT_EQ(dsp->Requests().back().property,
-              Cat({kPpSet, U32(5), U32(2), U32(kPin), U32(0), kPpTag, U32(kPexType), kPexModuleBytes}));
 }
 
 TEST_F(DspRouteTest, ReadsShapeTheReplyIntoTheCallersBuffer) {
@@ -222,49 +204,41 @@ TEST_F(DspRouteTest, ReadsShapeTheReplyIntoTheCallersBuffer) {
     };
     for (const Text& t : {Text{1001, L"2.10.0-lite"}, Text{2001, L"1.4.2"}, Text{1007, L"pex"}, Text{2005, L"krelo"},
                           Text{2004, L"{cbdd3db0-85ae-4466-b18d-504fd8e7082b}"}}) {
+        SCOPED_TRACE(t.id);
         UINT32 size = 2;
         wchar_t text[64] = {};
-        EXPECT_EQ(dll.Get(handle, t.id, text, &size, 2), E_INVALIDARG) << t.id;
-        EXPECT_EQ(size, (t.text.size() + 1) * 2) << t.id;
-        EXPECT_EQ(dll.Get(handle, t.id, text, &size, 2), S_OK) << t.id;
+        EXPECT_EQ(dll.Get(handle, t.id, text, &size, 2), E_INVALIDARG);
+        EXPECT_EQ(size, (t.text.size() + 1) * 2);
+        EXPECT_EQ(dll.Get(handle, t.id, text, &size, 2), S_OK);
         EXPECT_EQ(std::wstring(text), t.text);
     }
     UINT32 type = 0, size = 4;
     ASSERT_EQ(dll.Get(handle, 1008, &type, &size, 2), S_OK);
     EXPECT_EQ(type, kPexType);
 
-    // A scalar written and read back.
-    std::int32_t gain = 12;
-    ASSERT_EQ(dll.Set(handle, 2104, &gain, 4, 2), S_OK);
-    std::int32_t read = 0;
-    size = 4;
-    ASSERT_EQ(dll.Get(handle, 2104, &read, &size, 2), S_OK);
-    EXPECT_EQ(read, 12);
-    EXPECT_TRUE(log.Has(4, kDsp, L"DspController::GetParameter", L"Get krelo-post-gain: 12"));
-
-    // The information blocks by their fixed sizes; a fresh module answers zeros of that size.
+    // A scalar written and read back; the information blocks by their fixed sizes, a fresh module
+    // answering zeros of that size; their reads go with a trailing byte of 0.
+    std::int32_t gain = 12, read = 0;
     BYTE bands[80];
-    size = 40;
-    EXPECT_EQ(dll.Get(handle, 2126, bands, &size, 2), E_INVALIDARG);
+    Expect({{[&] { return dll.Set(handle, 2104, &gain, 4, 2); }, S_OK},
+            {[&] { return dll.Get(handle, 2104, &read, &size, 2); }, S_OK, 4, L"DspController::GetParameter",
+             L"Get krelo-post-gain: 12"},
+            {[&] { size = 40; return dll.Get(handle, 2126, bands, &size, 2); }, E_INVALIDARG, 3,
+             L"DspController::GetParameter",
+             L"Get krelo-vis-bands failed. Input buffer[40] is too small. Please reallocate buffer[80.]"}});
+    EXPECT_EQ(read, 12);
     EXPECT_EQ(size, 80u);
-    EXPECT_TRUE(log.Has(3, kDsp, L"DspController::GetParameter",
-                        L"Get krelo-vis-bands failed. Input buffer[40] is too small. Please reallocate buffer[80.]"));
     EXPECT_EQ(dll.Get(handle, 2126, bands, &size, 2), S_OK);
     EXPECT_EQ(bands[79], 0);
-    dsp->SetParameter(kKreloModule, 31, Bytes8(80, 7));
+    dsp->SetParameter(kKreloModuleId, 31, Bytes8(80, 7));
     EXPECT_EQ(dll.Get(handle, 2126, bands, &size, 2), S_OK);
     EXPECT_EQ(bands[79], 7);
-    size = 160;
-    std::vector<BYTE> info(720);
-    EXPECT_EQ(dll.Get(handle, 2125, info.data(), &size, 2), E_INVALIDARG);  // 720 from "1.4.1" on
-    EXPECT_EQ(size, 720u);
-    // The reads of the information blocks go with a trailing byte of 0.
-    EXPECT_EQ(dsp->Requests().back().property, ParameterRequest(1, kKreloType, kKreloModuleBytes, 30, 0));
-
+    EXPECT_EQ(dsp->Requests().back().property, ParameterRequest(1, kKreloType, kKreloModuleBytes, 31, 0));
 }
 
-// Every array a client writes as its documented blob reads back as the caller
-// structure holding the same values, into a buffer of exactly that structure.
+// Every array a client writes as its documented blob reads back as the caller structure holding
+// the same values, into a buffer of exactly that structure; one byte less is too small, and the
+// size needed comes back. A blob that names bytes it does not carry is refused before anything is sent.
 TEST_F(DspRouteTest, BlobsReadBackAsTheCallersStructure) {
     struct Case {
         std::int32_t id;
@@ -277,25 +251,21 @@ TEST_F(DspRouteTest, BlobsReadBackAsTheCallersStructure) {
         {2122, Iota(8, 1)},
     };
     for (const Case& c : cases) {
+        SCOPED_TRACE(c.id);
         std::vector<std::uint8_t> caller = Bytes(c.caller);
         if (c.id == 2105) caller.resize(9);  // the count and five bytes
         const auto blob = CallerToDspBlob(c.id, caller.data(), static_cast<std::uint32_t>(caller.size()));
-        ASSERT_TRUE(blob.has_value()) << c.id;
-        ASSERT_EQ(SetBlob(c.id, *blob), S_OK) << c.id;
+        ASSERT_TRUE(blob.has_value());
+        ASSERT_EQ(SetBlob(c.id, *blob), S_OK);
         std::vector<std::uint8_t> read(caller.size(), 0xAA);
         auto size = static_cast<UINT32>(read.size());
-        ASSERT_EQ(dll.Get(handle, c.id, read.data(), &size, 2), S_OK) << c.id;
-        EXPECT_EQ(size, caller.size()) << c.id;
-        EXPECT_EQ(read, caller) << c.id;
-        // One byte less is too small, and the size needed comes back.
+        ASSERT_EQ(dll.Get(handle, c.id, read.data(), &size, 2), S_OK);
+        EXPECT_EQ(size, caller.size());
+        EXPECT_EQ(read, caller);
         size = static_cast<UINT32>(caller.size() - 1);
-        EXPECT_EQ(dll.Get(handle, c.id, read.data(), &size, 2), E_INVALIDARG) << c.id;
-        EXPECT_EQ(size, caller.size()) << c.id;
+        EXPECT_EQ(dll.Get(handle, c.id, read.data(), &size, 2), E_INVALIDARG);
+        EXPECT_EQ(size, caller.size());
     }
-    EXPECT_FALSE(CallerToDspBlob(1105, nullptr, 4).has_value());  // scalars go as VT_I4
-    EXPECT_FALSE(CallerToDspBlob(1114, Bytes(Iota(40, 1)).data(), 160).has_value());
-
-    // A blob that names bytes it does not carry is refused before anything is sent.
     dsp->ClearRequests();
     PROPVARIANT missing;
     missing.vt = VT_BLOB;
@@ -305,45 +275,46 @@ TEST_F(DspRouteTest, BlobsReadBackAsTheCallersStructure) {
     EXPECT_TRUE(dsp->Requests().empty());
 }
 
+// The tuning information is 160 bytes below "1.4.1" (the headset's "1.3.1"), 720 from it on (the
+// speakers' "1.4.2").
 TEST_F(DspRouteTest, TuningInfoSizeFollowsTheModuleVersion) {
     wchar_t* headsetHandle = nullptr;
     OpenHeadsetWith({.modules = {{.id = kKrelo131Module, .name = "krelo", .version = "1.3"}}}, &headsetHandle);
     std::vector<BYTE> info(720, 0xAA);
-    UINT32 size = 160;
-    EXPECT_EQ(dll.Get(headsetHandle, 2125, info.data(), &size, 2), S_OK);  // "1.3.1": below "1.4.1"
-    EXPECT_EQ(size, 160u);
-    size = 159;
-    EXPECT_EQ(dll.Get(headsetHandle, 2125, info.data(), &size, 2), E_INVALIDARG);
-    EXPECT_EQ(size, 160u);
-    size = 720;
-    EXPECT_EQ(dll.Get(handle, 2125, info.data(), &size, 2), S_OK);  // the speakers' "1.4.2"
-    EXPECT_EQ(size, 720u);
+    const struct {
+        wchar_t* on;
+        UINT32 size;
+        HRESULT hr;
+        UINT32 after;
+    } reads[] = {{headsetHandle, 160, S_OK, 160}, {headsetHandle, 159, E_INVALIDARG, 160},
+                 {handle, 719, E_INVALIDARG, 720}, {handle, 720, S_OK, 720}};
+    for (const auto& r : reads) {
+        UINT32 size = r.size;
+        EXPECT_EQ(dll.Get(r.on, 2125, info.data(), &size, 2), r.hr) << r.size;
+        EXPECT_EQ(size, r.after) << r.size;
+    }
     EXPECT_EQ(dll.Close(headsetHandle), S_OK);
 }
 
-// A second endpoint with one module of another kind: "1.0.0" gains lose their
-// count on the way in; an AMD module takes its writes through the AMD set.
+// "1.0.0" gains lose their count on the way in; read back, the count is put in front again: the
+// caller needs L + 4 bytes.
 TEST_F(DspRouteTest, ModulesOfOtherKinds) {
     wchar_t* headsetHandle = nullptr;
     sim::Dsp& early =
         OpenHeadsetWith({.modules = {{.id = kKrelo100Module, .name = "krelo", .version = "1.0"}}}, &headsetHandle);
-    Bytes8 gains = Words({2, 5, 6});
-    PROPVARIANT value;
-    value.vt = VT_BLOB;
-    value.blob.cbSize = static_cast<ULONG>(gains.size());
-    value.blob.pBlobData = gains.data();
-    ASSERT_EQ(dll.SetVariant(headsetHandle, 2107, &value, 2), S_OK);
+    ASSERT_EQ(SetBlob(2107, Words({2, 5, 6}), 2, headsetHandle), S_OK);
     EXPECT_EQ(SentValue(early.Requests().back()), Words({5, 6}));
-    // Read back, the count is put in front again: the caller needs L + 4 bytes.
-    std::int32_t read[3] = {};
+    Bytes8 read(12);
     UINT32 size = 11;
-    EXPECT_EQ(dll.Get(headsetHandle, 2107, read, &size, 2), E_INVALIDARG);
+    EXPECT_EQ(dll.Get(headsetHandle, 2107, read.data(), &size, 2), E_INVALIDARG);
     EXPECT_EQ(size, 12u);
-    ASSERT_EQ(dll.Get(headsetHandle, 2107, read, &size, 2), S_OK);
-    EXPECT_EQ(Bytes8(reinterpret_cast<BYTE*>(read), reinterpret_cast<BYTE*>(read) + 12), Words({2, 5, 6}));
+    ASSERT_EQ(dll.Get(headsetHandle, 2107, read.data(), &size, 2), S_OK);
+    EXPECT_EQ(read, Words({2, 5, 6}));
     EXPECT_EQ(dll.Close(headsetHandle), S_OK);
 }
 
+// An AMD module takes no request and no enable (always enabled), and its writes go through the
+// AMD set; a value must fit the 4096-byte buffer behind its length word.
 TEST_F(DspRouteTest, AmdModuleThroughTheExports) {
     wchar_t* headsetHandle = nullptr;
     sim::Dsp& amd = OpenHeadsetWith({.ppApi = false, .amdModules = {{.id = kAmdModule}}}, &headsetHandle);
@@ -351,33 +322,37 @@ TEST_F(DspRouteTest, AmdModuleThroughTheExports) {
     EXPECT_EQ(dll.Set(headsetHandle, 2003, request, 8, 2), E_NOTIMPL);
     std::int32_t bypass = 1;
     EXPECT_EQ(dll.Set(headsetHandle, 2002, &bypass, 4, 2), S_FALSE);
-    EXPECT_TRUE(amd.Requests().empty());  // neither takes a request
-
-    std::int32_t gain = 7;
+    UINT32 size = 4;
+    EXPECT_EQ(dll.Get(headsetHandle, 2002, &bypass, &size, 2), S_OK);
+    EXPECT_EQ(bypass, 0);
+    EXPECT_TRUE(amd.Requests().empty());
+    for (UINT32 length : {4093u, 4092u}) {
+        Bytes8 filter = Cat({U32(length - 4), Bytes8(length - 4, 1)});
+        EXPECT_EQ(SetBlob(2105, filter, 2, headsetHandle), length == 4093 ? E_INVALIDARG : S_OK) << length;
+    }
+    amd.ClearRequests();
+    std::int32_t gain = 7, read = 0;
     ASSERT_EQ(dll.Set(headsetHandle, 2104, &gain, 4, 2), S_OK);
     const std::vector<sim::KsRequest> requests = amd.Requests();
     ASSERT_EQ(requests.size(), 1u);
-    EXPECT_EQ(requests[0].property, Cat({kAmdSet, U32(0), U32(2), kAmdModuleBytes, U32(2), U32(21)}));
+    EXPECT_EQ(requests[0].property, Cat({kAmdSet, U32(0), U32(2), GuidBytes(kAmdModule), U32(2), U32(21)}));
     EXPECT_EQ(requests[0].dataLength, 4096u);
     EXPECT_EQ(SentValue(requests[0]), Words({7}));
-    std::int32_t read = 0;
-    UINT32 size = 4;
     ASSERT_EQ(dll.Get(headsetHandle, 2104, &read, &size, 2), S_OK);
     EXPECT_EQ(read, 7);
     EXPECT_EQ(dll.Close(headsetHandle), S_OK);
 }
 
+// 1005 is index 160: past the PEX list; 2123 is served.
 TEST_F(DspRouteTest, FamiliesAndIdsTheDspDoesNotServe) {
     std::int32_t value = 1;
-    EXPECT_EQ(dll.Set(handle, 2999, &value, 4, 2), E_INVALIDARG);  // outside both families: the route table refuses
-    EXPECT_TRUE(log.Has(3, kDsp, L"DspController::SetParameter", L"DSP module does NOT support this parameter. ID: [2999]"));
-    EXPECT_EQ(dll.Set(handle, 1005, &value, 4, 2), E_INVALIDARG);  // index 160: past the PEX list
-    EXPECT_TRUE(log.Has(3, L"SonavelDspKrelo.cpp", L"IsValidParameter",
-                        L"Failed to set PP module parameter!: " + Failure(E_INVALIDARG)));
-    EXPECT_EQ(dll.Set(handle, 2123, &value, 4, 2), S_OK);
-    EXPECT_TRUE(dsp->Parameter(kKreloModule, 44).has_value());
+    Expect({{[&] { return dll.Set(handle, 1005, &value, 4, 2); }, E_INVALIDARG, 3, L"IsValidParameter",
+             L"Failed to set PP module parameter!: " + Failure(E_INVALIDARG)},
+            {[&] { return dll.Set(handle, 2123, &value, 4, 2); }, S_OK}});
+    EXPECT_TRUE(dsp->Parameter(kKreloModuleId, 44).has_value());
 }
 
+// The bypass read states its size before the module is asked; a parameter read leaves it.
 TEST_F(DspRouteTest, FaultsOfTheDspComeBackUnchanged) {
     struct Case {
         sim::DspRequest kind;
@@ -390,22 +365,17 @@ TEST_F(DspRouteTest, FaultsOfTheDspComeBackUnchanged) {
         {sim::DspRequest::ParameterSet, 2104, false, L"Set krelo-post-gain failed. " + Failure(fault)},
         {sim::DspRequest::ParameterGet, 2104, true, L"Get krelo-post-gain failed. " + Failure(fault)},
         {sim::DspRequest::ModuleEnableSet, 2002, false, L"Set krelo-bypass failed. " + Failure(fault)},
-        {sim::DspRequest::ModuleEnableGet, 2002, true,
-         L"Failed to get PP module parameter!: " + Failure(fault)},
+        {sim::DspRequest::ModuleEnableGet, 2002, true, L"Failed to get PP module parameter!: " + Failure(fault)},
     };
     for (const Case& c : cases) {
+        SCOPED_TRACE(c.id);
         dsp->Fail(c.kind, fault, 1);
         std::int32_t value[2] = {};
         UINT32 size = 8;
-        const HRESULT hr = c.read ? dll.Get(handle, c.id, value, &size, 2) : dll.Set(handle, c.id, value, 4, 2);
-        EXPECT_EQ(hr, fault) << c.id;
-        // The bypass read states its size before the module is asked; a parameter read leaves it.
-        if (c.read) {
-            EXPECT_EQ(size, c.id == 2002 ? 4u : 8u) << c.id;
-        }
-        bool logged = false;
-        for (const LogLine& line : log.Lines()) logged |= line.message == c.message;
-        EXPECT_TRUE(logged) << c.id;
+        EXPECT_EQ(c.read ? dll.Get(handle, c.id, value, &size, 2) : dll.Set(handle, c.id, value, 4, 2), fault);
+        if (c.read) { EXPECT_EQ(size, c.id == 2002 ? 4u : 8u); }
+        const std::vector<LogLine> lines = log.Lines();
+        EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const LogLine& l) { return l.message == c.message; }));
     }
     dsp->Fail(sim::DspRequest::ModuleRequest, fault, 1);
     BYTE request[8] = {};

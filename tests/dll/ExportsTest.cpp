@@ -1,20 +1,22 @@
 // The five exports on the property-store route, against the simulated platform,
-// with the DLL loaded fresh for every test.
+// with the DLL loaded fresh for every test: opening, the values and their logs,
+// caller structures stored and read back.
 #include <windows.h>
 #include <mmdeviceapi.h>
 #include <propvarutil.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
 #include "SimulatedEndpointTest.h"
+#include "Words.h"
 
 namespace kelix::test {
 namespace {
 
-constexpr PROPERTYKEY kFormFactorKey = {{0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 0};
 const PROPERTYKEY kPexPostGainKey = PexTuningKey(4);
 const PROPERTYKEY kKreloTargetPowerKey = KreloTuningKey(15);
 constexpr PROPERTYKEY kPexBypassKey = {{0x0C5E4949, 0x7A67, 0x4B9E, {0x90, 0x69, 0x1D, 0x62, 0x59, 0x68, 0x24, 0x36}}, 3201};
@@ -24,24 +26,27 @@ wchar_t* const kSentinelHandle = reinterpret_cast<wchar_t*>(0x5E47);
 
 using ExportsTest = SimulatedEndpointTest;
 
+constexpr wchar_t kSetFn[] = L"ApoController::SetParameter";
+constexpr wchar_t kGetFn[] = L"ApoController::GetParameter";
+const std::wstring kGainKey = PexKeyText(L"pex_postgain", 4);
+
+// The default is the console role's render endpoint.
 TEST_F(ExportsTest, OpenDefaultKeepsOnlyTheStoreAndCloseReleasesIt) {
+    platform.SetDefault(eRender, eMultimedia, kHeadset);
     wchar_t* handle = nullptr;
     ASSERT_EQ(dll.Open(&handle, nullptr), S_OK);
     ASSERT_NE(handle, nullptr);
     EXPECT_STREQ(handle, kSpeakers);
     EXPECT_EQ(platform.References("IPropertyStore"), 1);
     EXPECT_EQ(platform.TotalReferences(), 1);
-
     std::vector<LogLine> lines = log.Lines();
     ASSERT_GE(lines.size(), 4u);
     EXPECT_EQ(MaskAddresses(lines[0].raw).substr(lines[0].raw.find(L"] ")),
-              L"] ApoController::Open: Property store for device[" + std::wstring(kSpeakers) +
-                  L"] is [0xXXXXXXXXXXXXXXXX]");
+              OnSpeakers(L"] ApoController::Open: Property store for device[", L"] is [0xXXXXXXXXXXXXXXXX]"));
     EXPECT_EQ(lines[0].level, 4);
-    EXPECT_TRUE(log.Has(5, kDsp, L"DspController::Open", L"Enter"));
-    EXPECT_TRUE(log.Has(3, kDsp, L"DspController::Open",
-                        L"Could not find the dsp module for the device [" + std::wstring(kSpeakers) + L"]"));
-    EXPECT_TRUE(log.Has(5, kDsp, L"DspController::Open", L" Leave"));
+    const std::pair<int, std::wstring> dspLines[] = {
+        {5, L"Enter"}, {3, OnSpeakers(L"Could not find the dsp module for the device [", L"]")}, {5, L" Leave"}};
+    for (const auto& [level, message] : dspLines) EXPECT_TRUE(log.Has(level, kDsp, L"DspController::Open", message));
 
     log.Clear();
     EXPECT_EQ(dll.Close(handle), S_OK);
@@ -51,11 +56,11 @@ TEST_F(ExportsTest, OpenDefaultKeepsOnlyTheStoreAndCloseReleasesIt) {
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines[0].level, 4);
     EXPECT_EQ(MaskAddresses(lines[0].message),
-              L"Property store[0xXXXXXXXXXXXXXXXX] for device[" + std::wstring(kSpeakers) + L"] is closed");
-    EXPECT_TRUE(log.Has(3, kDsp, L"DspController::Close",
-                        L"DSP module for device[" + std::wstring(kSpeakers) + L"] is not opened."));
+              OnSpeakers(L"Property store[0xXXXXXXXXXXXXXXXX] for device[", L"] is closed"));
+    EXPECT_TRUE(log.Has(3, kDsp, L"DspController::Close", OnSpeakers(L"DSP module for device[", L"] is not opened.")));
 }
 
+// The second handle names the same per-endpoint state, which the first close removed.
 TEST_F(ExportsTest, OpenTwiceSharesTheStoreUntilTheFirstClose) {
     wchar_t* first = OpenSpeakers();
     wchar_t* second = OpenSpeakers();
@@ -64,117 +69,80 @@ TEST_F(ExportsTest, OpenTwiceSharesTheStoreUntilTheFirstClose) {
     EXPECT_EQ(platform.Calls("IMMDeviceEnumerator::GetDevice"), 1);
     EXPECT_EQ(platform.References("IPropertyStore"), 1);
     EXPECT_TRUE(log.Has(4, kApo, L"ApoController::Open",
-                        L"Property store for device[" + std::wstring(kSpeakers) + L"] is already opened."));
-
-    // The second handle names the same per-endpoint state, which the first close removed.
-    ASSERT_EQ(dll.Close(first), S_OK);
+                        OnSpeakers(L"Property store for device[", L"] is already opened.")));
+    const std::wstring notOpened = OnSpeakers(L"Property store for device[", L"] is not opened.");
     std::int32_t gain = 3;
-    EXPECT_EQ(dll.Set(second, 1105, &gain, 4, 1), E_FAIL);
-    EXPECT_TRUE(log.Has(2, kApo, L"ApoController::SetParameter",
-                        L"Property store for device[" + std::wstring(kSpeakers) + L"] is not opened."));
     UINT32 size = 4;
-    EXPECT_EQ(dll.Get(second, 1105, &gain, &size, 1), E_FAIL);
-    EXPECT_TRUE(log.Has(2, kApo, L"ApoController::GetParameter",
-                        L"Property store for device[" + std::wstring(kSpeakers) + L"] is not opened."));
-    EXPECT_EQ(dll.Close(second), S_OK);
-    EXPECT_TRUE(log.Has(3, kApo, L"ApoController::Close",
-                        L"Property store for device[" + std::wstring(kSpeakers) + L"] is not opened."));
+    Expect({{[&] { return dll.Close(first); }, S_OK},
+            {[&] { return dll.Set(second, 1105, &gain, 4, 1); }, E_FAIL, 2, kSetFn, notOpened},
+            {[&] { return dll.Get(second, 1105, &gain, &size, 1); }, E_FAIL, 2, kGetFn, notOpened},
+            {[&] { return dll.Close(second); }, S_OK, 3, L"ApoController::Close", notOpened}});
     EXPECT_EQ(platform.TotalReferences(), 0);
 }
 
+// Open of a named endpoint, and of the default one (null id), whose lookup failures go on with the
+// empty id: only a failing enumerator creation comes back as it is.
 TEST_F(ExportsTest, OpenFailuresPassThroughAndLeaveNothing) {
     struct Case {
-        const char* name;
         const wchar_t* deviceId;
         std::string method;
-        HRESULT hr;
-        int level;
+        HRESULT injected, hr;
+        const wchar_t* function;
         std::wstring message;
     };
-    const HRESULT kNotFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
+    const HRESULT kNotFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND), kE = REGDB_E_CLASSNOTREG;
+    const wchar_t* open = L"ApoController::Open";
+    const wchar_t* byDefault = L"`anonymous-namespace'::GetDefaultDeviceId";
     const Case cases[] = {
-        {"enumerator", kSpeakers, "CoCreateInstance(MMDeviceEnumerator)", REGDB_E_CLASSNOTREG, 2,
-         L"Failed to create device enumerator: " + Failure(REGDB_E_CLASSNOTREG)},
-        {"unknown device", L"{0.0.0.00000000}.{nowhere}", "", kNotFound, 2,
+        {kSpeakers, "CoCreateInstance(MMDeviceEnumerator)", kE, kE, open,
+         L"Failed to create device enumerator: " + Failure(kE)},
+        {L"", "", S_OK, E_INVALIDARG, open, L"Failed to find device[]: " + Failure(E_INVALIDARG)},
+        {L"{0.0.0.00000000}.{nowhere}", "", S_OK, kNotFound, open,
          L"Failed to find device[{0.0.0.00000000}.{nowhere}]: " + Failure(kNotFound)},
-        {"device lookup", kSpeakers, "IMMDeviceEnumerator::GetDevice", E_OUTOFMEMORY, 2,
-         L"Failed to find device[" + std::wstring(kSpeakers) + L"]: " + Failure(E_OUTOFMEMORY)},
-        {"no store", kSpeakers, "IMMDevice::OpenPropertyStore", E_ACCESSDENIED, 2,
+        {kSpeakers, "IMMDeviceEnumerator::GetDevice", E_OUTOFMEMORY, E_OUTOFMEMORY, open,
+         OnSpeakers(L"Failed to find device[", L"]: ") + Failure(E_OUTOFMEMORY)},
+        {kSpeakers, "IMMDevice::OpenPropertyStore", E_ACCESSDENIED, E_ACCESSDENIED, open,
          L"Failed to open property store in read only mode: " + Failure(E_ACCESSDENIED)},
+        {nullptr, "CoCreateInstance(MMDeviceEnumerator)", E_NOINTERFACE, E_NOINTERFACE, byDefault,
+         L"Create instance for MMDeviceEnumerator failed: " + Failure(E_NOINTERFACE)},
+        {nullptr, "IMMDeviceEnumerator::GetDefaultAudioEndpoint", kNotFound, E_INVALIDARG, byDefault,
+         L"Failed to get default device. " + Failure(kNotFound)},
+        {nullptr, "IMMDevice::GetId", E_OUTOFMEMORY, E_INVALIDARG, byDefault,
+         L"Failed to get device ID of default device. " + Failure(E_OUTOFMEMORY)},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(c.method + " " + Hex(c.injected));
         log.Clear();
         platform.ClearFailures();
-        if (!c.method.empty()) platform.FailMethod(c.method, c.hr);
+        if (!c.method.empty()) platform.FailMethod(c.method, c.injected);
         wchar_t* handle = kSentinelHandle;
         EXPECT_EQ(dll.Open(&handle, c.deviceId), c.hr) << Hex(c.hr);
         EXPECT_EQ(handle, kSentinelHandle);
-        EXPECT_TRUE(log.Has(c.level, kApo, L"ApoController::Open", c.message));
+        EXPECT_TRUE(log.Has(2, c.function == open ? kApo : kExports, c.function, c.message));
+        if (c.deviceId == nullptr && c.hr == E_INVALIDARG) {  // the empty id reached the property-store route
+            EXPECT_TRUE(log.Has(2, kApo, open, L"Failed to find device[]: " + Failure(E_INVALIDARG)));
+        }
         EXPECT_EQ(platform.TotalReferences(), 0);
     }
+    EXPECT_EQ(dll.Open(nullptr, kSpeakers), E_INVALIDARG);
+    EXPECT_EQ(dll.Open(nullptr, nullptr), E_INVALIDARG);
+    EXPECT_EQ(dll.Close(nullptr), E_INVALIDARG);
 }
 
 TEST_F(ExportsTest, ReadOnlyStoreOpensWithSFalseAndRefusesWrites) {
     speakers.SetAccess(sim::StoreAccess::ReadOnly);
     wchar_t* handle = nullptr;
-    ASSERT_EQ(dll.Open(&handle, kSpeakers), S_FALSE);
-    EXPECT_TRUE(log.Has(3, kApo, L"ApoController::Open",
-                        L"Failed to open property store in read write mode, try read only mode again: " +
-                            Failure(E_ACCESSDENIED)));
     std::int32_t gain = -6;
-    EXPECT_EQ(dll.Set(handle, 1105, &gain, 4, 1), STG_E_ACCESSDENIED);
-    EXPECT_TRUE(log.Has(3, kApo, L"ApoController::SetParameter",
-                        L"Set property key [pex_postgain, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 4] failed: " +
-                            Failure(STG_E_ACCESSDENIED)));
-    EXPECT_EQ(dll.Close(handle), S_OK);
+    Expect({{[&] { return dll.Open(&handle, kSpeakers); }, S_FALSE, 3, L"ApoController::Open",
+             L"Failed to open property store in read write mode, try read only mode again: " + Failure(E_ACCESSDENIED)},
+            {[&] { return dll.Set(handle, 1105, &gain, 4, 1); }, STG_E_ACCESSDENIED, 3, kSetFn,
+             L"Set property key [" + kGainKey + L"] failed: " + Failure(STG_E_ACCESSDENIED)},
+            {[&] { return dll.Close(handle); }, S_OK}});
     EXPECT_EQ(platform.TotalReferences(), 0);
-
     speakers.SetAccess(sim::StoreAccess::None);
     handle = kSentinelHandle;
     EXPECT_EQ(dll.Open(&handle, kSpeakers), E_ACCESSDENIED);
     EXPECT_EQ(handle, kSentinelHandle);
-}
-
-TEST_F(ExportsTest, DefaultEndpointFailuresGoOnWithTheEmptyId) {
-    struct Case {
-        std::string method;
-        HRESULT hr;
-        std::wstring message;
-    };
-    const HRESULT kNotFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
-    const Case cases[] = {
-        // The second creation, in ApoController::Open, fails the same way.
-        {"CoCreateInstance(MMDeviceEnumerator)", E_NOINTERFACE,
-         L"Create instance for MMDeviceEnumerator failed: " + Failure(E_NOINTERFACE)},
-        {"IMMDeviceEnumerator::GetDefaultAudioEndpoint", kNotFound,
-         L"Failed to get default device. " + Failure(kNotFound)},
-        {"IMMDevice::GetId", E_OUTOFMEMORY, L"Failed to get device ID of default device. " + Failure(E_OUTOFMEMORY)},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.method);
-        log.Clear();
-        platform.ClearFailures();
-        platform.FailMethod(c.method, c.hr);
-        wchar_t* handle = kSentinelHandle;
-        // Otherwise the store route's lookup of the empty id answers: it is no endpoint id.
-        const HRESULT expected = c.method.starts_with("CoCreateInstance") ? c.hr : E_INVALIDARG;
-        EXPECT_EQ(dll.Open(&handle, nullptr), expected) << Hex(expected);
-        EXPECT_EQ(handle, kSentinelHandle);
-        EXPECT_TRUE(log.Has(2, kExports, L"`anonymous-namespace'::GetDefaultDeviceId", c.message));
-        EXPECT_EQ(platform.TotalReferences(), 0);
-    }
-    // The empty id reached the property-store route.
-    EXPECT_TRUE(log.Has(2, kApo, L"ApoController::Open", L"Failed to find device[]: " + Failure(E_INVALIDARG)));
-}
-
-TEST_F(ExportsTest, DefaultFollowsTheConsoleRole) {
-    platform.SetDefault(eRender, eConsole, kHeadset);
-    platform.SetDefault(eRender, eMultimedia, kSpeakers);
-    wchar_t* handle = nullptr;
-    ASSERT_EQ(dll.Open(&handle, nullptr), S_OK);
-    EXPECT_STREQ(handle, kHeadset);
-    EXPECT_EQ(dll.Close(handle), S_OK);
 }
 
 TEST_F(ExportsTest, ScalarWriteAndReadThroughTheStore) {
@@ -182,34 +150,26 @@ TEST_F(ExportsTest, ScalarWriteAndReadThroughTheStore) {
     struct Case {
         std::int32_t id;
         PROPERTYKEY key;
-        const wchar_t* name;
-        const wchar_t* fmtid;
-        int pid;
+        std::wstring name;
         std::int32_t value;
     };
     const Case cases[] = {
-        {1105, kPexPostGainKey, L"pex_postgain", L"{F112024A-FE30-42A8-80AB-8DD825A06F78}", 4, -6},
-        {1002, kPexBypassKey, L"pex_bypass", L"{0C5E4949-7A67-4B9E-9069-1D6259682436}", 3201, 1},
-        {2121, kKreloTargetPowerKey, L"krelo_target_power_level", L"{5510C7AB-DFC2-40D0-A98B-5F77F697005E}", 15,
-         INT32_MIN},
-        {3002, kNsBypassKey, L"ns_bypass", L"{5B5E03CB-8070-420D-B794-8A28C89F6274}", 0, 2147483647},
+        {1105, kPexPostGainKey, kGainKey, -6},
+        {1002, kPexBypassKey, L"pex_bypass, {0C5E4949-7A67-4B9E-9069-1D6259682436}, 3201", 1},
+        {2121, kKreloTargetPowerKey, KreloKeyText(L"krelo_target_power_level", 15), INT32_MIN},
+        {3002, kNsBypassKey, L"ns_bypass, {5B5E03CB-8070-420D-B794-8A28C89F6274}, 0", 2147483647},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.id);
-        std::int32_t value = c.value;
-        ASSERT_EQ(dll.Set(handle, c.id, &value, 4, 1), S_OK);
-        EXPECT_EQ(StoredI4(c.key), c.value);
-        const std::wstring key = std::wstring(c.name) + L", " + c.fmtid + L", " + std::to_wstring(c.pid);
-        EXPECT_TRUE(log.Has(4, kApo, L"ApoController::SetParameter",
-                            L"Set property key [" + key + L"]: " + std::to_wstring(c.value)));
-
-        std::int32_t read = 0x5E5E5E5E;
+        std::int32_t value = c.value, read = 0x5E5E5E5E;
         UINT32 size = 4;
-        ASSERT_EQ(dll.Get(handle, c.id, &read, &size, 1), S_OK);
+        const std::wstring logged = L"[" + c.name + L"]: " + std::to_wstring(c.value);
+        Expect({{[&] { return dll.Set(handle, c.id, &value, 4, 1); }, S_OK, 4, kSetFn, L"Set property key " + logged},
+                {[&] { return dll.Get(handle, c.id, &read, &size, 1); }, S_OK, 4, kGetFn,
+                 L"Get property key " + logged}});
+        EXPECT_EQ(StoredI4(c.key), c.value);
         EXPECT_EQ(read, c.value);
         EXPECT_EQ(size, 4u);
-        EXPECT_TRUE(log.Has(4, kApo, L"ApoController::GetParameter",
-                            L"Get property key [" + key + L"]: " + std::to_wstring(c.value)));
     }
     EXPECT_EQ(platform.Calls("IPropertyStore::Commit"), 0);
     EXPECT_EQ(platform.References("IPropertyStore"), 1);
@@ -217,59 +177,46 @@ TEST_F(ExportsTest, ScalarWriteAndReadThroughTheStore) {
     EXPECT_EQ(platform.TotalReferences(), 0);
 }
 
+// A VT_UI4 above INT32_MAX prints as a negative number; a blob lists cbSize / 4 words, the filter
+// configuration its bytes; a value without counted data logs as NULL and is never read through.
 TEST_F(ExportsTest, VariantsAreStoredAsGivenAndLoggedAsCountedValues) {
     wchar_t* handle = OpenSpeakers();
-    PROPVARIANT unsignedValue;
+    PROPVARIANT unsignedValue, blob, text;
     unsignedValue.vt = VT_UI4;
     unsignedValue.ulVal = 4000000000u;
-    ASSERT_EQ(dll.SetVariant(handle, 1105, &unsignedValue, 1), S_OK);
-    // A VT_UI4 above INT32_MAX prints as a negative number.
-    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::SetParameter",
-                        L"Set property key [pex_postgain, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 4]: -294967296"));
-
-    // A blob lists cbSize / 4 words; the filter configuration lists its bytes.
     BYTE bytes[] = {1, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 9};
-    PROPVARIANT blob;
     blob.vt = VT_BLOB;
     blob.blob.cbSize = sizeof bytes;
     blob.blob.pBlobData = bytes;
-    ASSERT_EQ(dll.SetVariant(handle, 1114, &blob, 1), S_OK);
-    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::SetParameter",
-                        L"Set property key [pex_ieq_bands, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 13]: 1, -2"));
-    blob.blob.cbSize = 5;
-    ASSERT_EQ(dll.SetVariant(handle, 2105, &blob, 1), S_OK);
-    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::SetParameter",
-                        L"Set property key [krelo_filter_config, {5510C7AB-DFC2-40D0-A98B-5F77F697005E}, 5]: "
-                        L"1, 0, 0, 0, 254"));
+    text.vt = VT_LPWSTR;
+    text.pwszVal = const_cast<wchar_t*>(L"text");
+    const std::wstring set = L"Set property key [";
+    Expect({{[&] { return dll.SetVariant(handle, 1105, &unsignedValue, 1); }, S_OK, 4, kSetFn,
+             set + kGainKey + L"]: -294967296"},
+            {[&] { return dll.SetVariant(handle, 1114, &blob, 1); }, S_OK, 4, kSetFn,
+             set + PexKeyText(L"pex_ieq_bands", 13) + L"]: 1, -2"},
+            {[&] { blob.blob.cbSize = 5; return dll.SetVariant(handle, 2105, &blob, 1); }, S_OK, 4, kSetFn,
+             set + KreloKeyText(L"krelo_filter_config", 5) + L"]: 1, 0, 0, 0, 254"},
+            {[&] { return dll.SetVariant(handle, 1105, &text, 1); }, S_OK, 4, kSetFn, set + kGainKey + L"]: NULL"}});
     PROPVARIANT stored;
     PropVariantInit(&stored);
-    ASSERT_EQ(speakers.GetValue({{0x5510C7AB, 0xDFC2, 0x40D0, {0xA9, 0x8B, 0x5F, 0x77, 0xF6, 0x97, 0x00, 0x5E}}, 5},
-                                &stored),
-              S_OK);
+    ASSERT_EQ(speakers.GetValue(KreloTuningKey(5), &stored), S_OK);
     ASSERT_EQ(stored.vt, VT_BLOB);
     ASSERT_EQ(stored.blob.cbSize, 5u);
     EXPECT_EQ(std::memcmp(stored.blob.pBlobData, bytes, 5), 0);
     PropVariantClear(&stored);
-
-    // A value without counted data logs as NULL and is never read through.
-    PROPVARIANT text;
-    text.vt = VT_LPWSTR;
-    text.pwszVal = const_cast<wchar_t*>(L"text");
-    ASSERT_EQ(dll.SetVariant(handle, 1105, &text, 1), S_OK);
-    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::SetParameter",
-                        L"Set property key [pex_postgain, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 4]: NULL"));
     EXPECT_EQ(dll.Close(handle), S_OK);
 }
 
+// Absent: the store answers S_OK with VT_EMPTY, the export E_FAIL. Short: the caller's bytes are
+// zeroed first and the size needed comes back.
 TEST_F(ExportsTest, ReadsOfAbsentAndShortValues) {
     wchar_t* handle = OpenSpeakers();
     unsigned char buffer[8];
     std::memset(buffer, 0xAA, sizeof buffer);
     UINT32 size = 8;
-    // Absent: the store answers S_OK with VT_EMPTY, the export E_FAIL.
     EXPECT_EQ(dll.Get(handle, 1105, buffer, &size, 1), E_FAIL);
-    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::GetParameter",
-                        L"Get property key [pex_postgain, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 4]: NULL"));
+    EXPECT_TRUE(log.Has(4, kApo, kGetFn, L"Get property key [" + kGainKey + L"]: NULL"));
     EXPECT_EQ(size, 8u);
     EXPECT_EQ(buffer[0], 0xAA);
 
@@ -278,166 +225,134 @@ TEST_F(ExportsTest, ReadsOfAbsentAndShortValues) {
     size = 2;
     EXPECT_EQ(dll.Get(handle, 1105, buffer, &size, 1), E_INVALIDARG);
     EXPECT_EQ(size, 4u);
-    EXPECT_EQ(buffer[0], 0);  // the caller's two bytes are zeroed first
-    EXPECT_EQ(buffer[1], 0);
-    EXPECT_EQ(buffer[2], 0xAA);
+    EXPECT_EQ(std::vector<unsigned char>(buffer, buffer + 3), (std::vector<unsigned char>{0, 0, 0xAA}));
     size = 0;
     EXPECT_EQ(dll.Get(handle, 1105, nullptr, &size, 1), E_INVALIDARG);
     EXPECT_EQ(size, 4u);
 
     platform.FailMethod("IPropertyStore::GetValue", E_UNEXPECTED, 1);
     size = 4;
-    EXPECT_EQ(dll.Get(handle, 1105, buffer, &size, 1), E_UNEXPECTED);
-    EXPECT_TRUE(log.Has(3, kApo, L"ApoController::GetParameter",
-                        L"Get property key [pex_postgain, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 4] failed: " +
-                            Failure(E_UNEXPECTED)));
-    EXPECT_EQ(dll.Close(handle), S_OK);
+    Expect({{[&] { return dll.Get(handle, 1105, buffer, &size, 1); }, E_UNEXPECTED, 3, kGetFn,
+             L"Get property key [" + kGainKey + L"] failed: " + Failure(E_UNEXPECTED)},
+            {[&] { return dll.Close(handle); }, S_OK}});
 }
 
-TEST_F(ExportsTest, IdsWithoutARowAreRefusedByTheStore) {
-    wchar_t* handle = OpenSpeakers();
-    for (std::int32_t id : {1001, 1003 + 3, 2001, 1500, 0, -1}) {
-        std::int32_t value = 1;
-        if (id == 1001 || id == 2001) {
-            PROPVARIANT variant;
-            variant.vt = VT_I4;
-            variant.lVal = 1;
-            EXPECT_EQ(dll.SetVariant(handle, id, &variant, 1), E_FAIL) << id;
-        } else {
-            EXPECT_EQ(dll.Set(handle, id, &value, 4, 1), E_FAIL) << id;
-        }
-        EXPECT_TRUE(log.Has(2, kApo, L"ApoController::SetParameter",
-                            L"Parameter id[" + std::to_wstring(id) + L"] is not valid"));
-    }
-    EXPECT_EQ(platform.Calls("IPropertyStore::SetValue"), 0);
-    EXPECT_EQ(dll.Close(handle), S_OK);
-}
-
-TEST_F(ExportsTest, FlagsWithoutARouteDoNothing) {
-    wchar_t* handle = OpenSpeakers();
-    log.Clear();
-    const int storeCalls = platform.Calls("IPropertyStore::SetValue") + platform.Calls("IPropertyStore::GetValue");
-    std::int32_t value = 5;
-    UINT32 size = 4;
-    PROPVARIANT variant;
-    variant.vt = VT_I4;
-    variant.lVal = 5;
-    for (UINT32 flags : {0u, 4u, 0xFFFFFFFCu}) {
-        EXPECT_EQ(dll.Set(handle, 1105, &value, 4, flags), S_OK) << flags;
-        EXPECT_EQ(dll.SetVariant(handle, 1105, &variant, flags), S_OK) << flags;
-        EXPECT_EQ(dll.Get(handle, 1105, &value, &size, flags), S_OK) << flags;
-        EXPECT_EQ(dll.Set(handle, 1003, &value, 8, flags), E_INVALIDARG) << flags;  // needs the DSP bit
-        // The value is converted first: a size short of its layout is refused, and nothing is read.
-        EXPECT_EQ(dll.Set(handle, 1105, &value, 0, flags), E_INVALIDARG) << flags;
-    }
-    EXPECT_EQ(platform.Calls("IPropertyStore::SetValue") + platform.Calls("IPropertyStore::GetValue"), storeCalls);
-    EXPECT_TRUE(log.Lines().empty());
-    EXPECT_EQ(dll.Close(handle), S_OK);
-}
-
-TEST_F(ExportsTest, VersionQueryNegotiatesItsSize) {
-    wchar_t* handle = OpenSpeakers();
-    const int storeReads = platform.Calls("IPropertyStore::GetValue");
-    // No effect is detected on a simulated endpoint: the empty text, size 0.
-    for (std::int32_t id : {1001, 2001}) {
-        wchar_t text[4] = {L'x', L'x', L'x', L'x'};
-        UINT32 size = sizeof text;
-        EXPECT_EQ(dll.Get(handle, id, text, &size, 3), S_OK) << id;
-        EXPECT_EQ(size, 0u);
-        EXPECT_EQ(text[0], L'\0');  // the terminator is copied
-        EXPECT_EQ(text[1], L'x');
-        size = 10;
-        EXPECT_EQ(dll.Get(handle, id, nullptr, &size, 1), E_INVALIDARG) << id;
-        EXPECT_EQ(size, 2u);  // the terminator alone
-    }
-    EXPECT_EQ(platform.Calls("IPropertyStore::GetValue"), storeReads);  // not a parameter of the store
-    // With the DSP bit only it is no version query: the PEX family is not available.
-    UINT32 size = 64;
-    wchar_t text[32];
-    EXPECT_EQ(dll.Get(handle, 1001, text, &size, 2), E_INVALIDARG);
-    EXPECT_EQ(size, 64u);
-    EXPECT_EQ(dll.Close(handle), S_OK);
-}
-
+// Family ids are refused by the availability test, after the store write of flags 3; ids outside
+// both families pass it and reach the DSP controller.
 TEST_F(ExportsTest, DspRouteWithoutModules) {
     wchar_t* handle = OpenSpeakers();
-    const std::wstring notOpened = L"DSP module for device[" + std::wstring(kSpeakers) + L"] is not opened.";
     std::int32_t value = 9;
-    // Family ids: refused by the availability test, after the store write of flags 3.
+    UINT32 size = 4;
     EXPECT_EQ(dll.Set(handle, 1105, &value, 4, 3), E_INVALIDARG);
     EXPECT_EQ(StoredI4(kPexPostGainKey), 9);
     EXPECT_EQ(dll.Set(handle, 2121, &value, 4, 2), E_INVALIDARG);
-    UINT32 size = 4;
     EXPECT_EQ(dll.Get(handle, 1105, &value, &size, 3), E_INVALIDARG);
     EXPECT_EQ(value, 9);  // filled by the store before the DSP route refused
-
-    // Ids outside both families pass the availability test and reach the DSP controller.
     for (std::int32_t id : {999, 3000, 3002}) {
+        SCOPED_TRACE(id);
         log.Clear();
-        EXPECT_EQ(dll.Set(handle, id, &value, 4, 2), E_INVALIDARG) << id;
-        EXPECT_TRUE(log.Has(3, kDsp, L"DspController::SetParameter",
-                            L"DSP module does NOT support this parameter. ID: [" + std::to_wstring(id) + L"]"));
+        Expect({{[&] { return dll.Set(handle, id, &value, 4, 2); }, E_INVALIDARG, 3, L"DspController::SetParameter",
+                 L"DSP module does NOT support this parameter. ID: [" + std::to_wstring(id) + L"]"},
+                {[&] { size = 4; return dll.Get(handle, id, &value, &size, 2); }, E_FAIL, 3,
+                 L"DspController::SelectModule",
+                 OnSpeakers(L"DSP module for device[", L"] is not opened.")}});
         EXPECT_TRUE(log.Has(4, kApo, L"ApoController::GetFormFactor", L"formFactor = [0]"));
-        size = 4;
-        EXPECT_EQ(dll.Get(handle, id, &value, &size, 2), E_FAIL) << id;
-        EXPECT_TRUE(log.Has(3, kDsp, L"DspController::SelectModule", notOpened));
-    }
-
-    // The direct request checks its arguments, then finds no module for the device.
-    unsigned char request[8] = {};
-    struct Case {
-        std::int32_t id;
-        void* value;
-        UINT32 size;
-        UINT32 flags;
-        HRESULT hr;
-    };
-    const Case cases[] = {
-        {1003, request, 8, 1, E_INVALIDARG}, {1003, request, 4, 2, E_INVALIDARG}, {2003, nullptr, 8, 2, E_INVALIDARG},
-        {2003, request, 9, 3, E_INVALIDARG}, {1003, request, 8, 2, E_FAIL},       {2003, request, 8, 3, E_FAIL},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(dll.Set(handle, c.id, c.value, c.size, c.flags), c.hr)
-            << c.id << " size " << c.size << " flags " << c.flags;
     }
     EXPECT_EQ(dll.Close(handle), S_OK);
     EXPECT_EQ(platform.TotalReferences(), 0);
 }
 
-TEST_F(ExportsTest, FormFactorOfTheEndpointReachesTheDspRoute) {
-    PROPVARIANT formFactor;
-    formFactor.vt = VT_UI4;
-    formFactor.ulVal = 5;
-    ASSERT_EQ(speakers.SetValue(kFormFactorKey, formFactor), S_OK);
+// Caller structures on the store route: the words the store receives, written out by hand, and
+// the round trip, for one layout of each kind (the layouts of every id are the core's to test).
+TEST_F(ExportsTest, StoredWordsAndRoundTripOfEachLayoutKind) {
     wchar_t* handle = OpenSpeakers();
-    std::int32_t value = 1;
-    EXPECT_EQ(dll.Set(handle, 999, &value, 4, 2), E_INVALIDARG);
-    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::GetFormFactor", L"formFactor = [5]"));
-    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::GetFormFactor",
-                        L"Headset will be considered as headphone, formFactor changes to [3]"));
+    const auto b = [](int k) { return Iota(20, 1000 + 100 * k); };
+    struct Case {
+        std::int32_t id;
+        PROPERTYKEY key;
+        std::vector<std::int32_t> caller;
+        std::vector<std::int32_t> stored;
+        bool roundTrip;
+    };
+    const Case cases[] = {
+        {1114, PexTuningKey(13), Join({{3}, Iota(20, 1), Iota(20, 21)}),
+         Join({{3, 20}, Iota(20, 1), {20}, Iota(20, 21)}), true},
+        {1119, PexTuningKey(18), Join({{2}, Iota(20, 1), b(0), b(1), b(2), b(3), b(4), b(5), b(6), b(7), b(8), b(9)}),
+         Join({{2, 20}, Iota(20, 1), {20}, b(0), {20}, b(1), {20}, b(2), {20}, b(3), {20}, b(4), {20}, b(5), {20}, b(6),
+               {20}, b(7), {20}, b(8), {20}, b(9)}),
+         true},
+        {1161, PexTuningKey(64), Join({Iota(10, 1), Iota(32, 100)}), Join({Iota(10, 1), {32}, Iota(32, 100)}), false},
+        {2116, KreloTuningKey(17), Join({{2}, Iota(6, 1), Iota(6, 7)}), Join({{2, 6}, Iota(6, 1), {6}, Iota(6, 7)}), true},
+        {2122, KreloTuningKey(22), Iota(8, 80), Join({{8}, Iota(8, 80)}), true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.id);
+        std::vector<std::uint8_t> caller = Bytes(c.caller);
+        ASSERT_EQ(dll.Set(handle, c.id, caller.data(), static_cast<UINT32>(caller.size()), 1), S_OK);
+        EXPECT_EQ(StoredWords(c.key), c.stored);
+        if (!c.roundTrip) continue;
+
+        // The caller's size, with room enough: what the library asks for.
+        UINT32 size = 0;
+        EXPECT_EQ(dll.Get(handle, c.id, nullptr, &size, 1), E_INVALIDARG);
+        ASSERT_LE(size, 4096u);
+        std::vector<std::uint8_t> read(std::max<size_t>(size, caller.size()), 0xAA);
+        size = static_cast<UINT32>(read.size());
+        ASSERT_EQ(dll.Get(handle, c.id, read.data(), &size, 1), S_OK);
+        read.resize(caller.size());
+        EXPECT_EQ(read, caller);
+    }
     EXPECT_EQ(dll.Close(handle), S_OK);
 }
 
-TEST_F(ExportsTest, NullPointersAreRefusedAndChangeNothing) {
+// Counted values above what their caller structure holds.
+TEST_F(ExportsTest, CountedValuesAboveCapacity) {
     wchar_t* handle = OpenSpeakers();
-    const int storeCalls = platform.Calls("IPropertyStore::SetValue") + platform.Calls("IPropertyStore::GetValue");
-    std::int32_t value = 1;
-    UINT32 size = 4;
-    PROPVARIANT variant;
-    variant.vt = VT_I4;
-    variant.lVal = 1;
-    EXPECT_EQ(dll.Open(nullptr, kSpeakers), E_INVALIDARG);
-    EXPECT_EQ(dll.Open(nullptr, nullptr), E_INVALIDARG);
-    EXPECT_EQ(dll.Close(nullptr), E_INVALIDARG);
-    EXPECT_EQ(dll.Set(nullptr, 1105, &value, 4, 1), E_INVALIDARG);
-    EXPECT_EQ(dll.Set(handle, 1105, nullptr, 4, 1), E_INVALIDARG);
-    EXPECT_EQ(dll.SetVariant(nullptr, 1105, &variant, 1), E_INVALIDARG);
-    EXPECT_EQ(dll.SetVariant(handle, 1105, nullptr, 3), E_INVALIDARG);
-    EXPECT_EQ(dll.Get(nullptr, 1105, &value, &size, 1), E_INVALIDARG);
-    EXPECT_EQ(dll.Get(handle, 1105, &value, nullptr, 1), E_INVALIDARG);
-    EXPECT_EQ(dll.Get(handle, 1001, &value, nullptr, 1), E_INVALIDARG);
-    EXPECT_EQ(platform.Calls("IPropertyStore::SetValue") + platform.Calls("IPropertyStore::GetValue"), storeCalls);
-    EXPECT_EQ(platform.Calls("IMMDeviceEnumerator::GetDevice"), 1);
+    // Five bytes: stored as the count and two words, zero-padded.
+    std::vector<std::uint8_t> five = {5, 0, 0, 0, 0x11, 0x22, 0x33, 0x44, 0x55};
+    ASSERT_EQ(dll.Set(handle, 2105, five.data(), 9, 1), S_OK);
+    EXPECT_EQ(StoredWords(KreloTuningKey(5)), (std::vector<std::int32_t>{5, 0x44332211, 0x55}));
+    std::vector<std::uint8_t> read(12, 0xAA);
+    UINT32 size = 12;
+    ASSERT_EQ(dll.Get(handle, 2105, read.data(), &size, 1), S_OK);
+    EXPECT_EQ(read, (std::vector<std::uint8_t>{5, 0, 0, 0, 0x11, 0x22, 0x33, 0x44, 0x55, 0, 0, 0}));
+
+    // Above capacity: logged, the caller's count cleared, an empty configuration stored.
+    std::vector<std::uint8_t> large = Bytes({2045});
+    large.resize(4 + 2045, 0x77);
+    ASSERT_EQ(dll.Set(handle, 2105, large.data(), static_cast<UINT32>(large.size()), 1), S_OK);
+    EXPECT_EQ(StoredWords(KreloTuningKey(5)), std::vector<std::int32_t>{0});
+    EXPECT_EQ(large[0], 0);
+    EXPECT_TRUE(log.Has(2, kExports, L"`anonymous-namespace'::ConvertParameterToPropVariant",
+                        L"Filter config is too large to set, capacity = 2044 bytes, asked = 2045. Clear filter config "
+                        L"to null."));
+
+    // A stored configuration above capacity reads back cleared.
+    std::vector<std::int32_t> stored(600, 0x01010101);
+    stored[0] = 3000;
+    StoreWords(speakers, KreloTuningKey(5), stored);
+    std::vector<std::uint8_t> big(2400, 0xAA);
+    size = 2400;
+    EXPECT_EQ(dll.Get(handle, 2105, big.data(), &size, 1), S_OK);
+    EXPECT_EQ(std::count(big.begin(), big.end(), 0), 2400);
+    EXPECT_TRUE(log.Has(2, kExports, L"`anonymous-namespace'::CopyValueToOutputBuffer",
+                        L"Filter config is too large to get, capacity = 2044 bytes, asked = 3000. Clear filter config "
+                        L"to null."));
+
+    // The filter byte count is unsigned: a "negative" one is above capacity, cleared and stored empty.
+    std::vector<std::uint8_t> negative = Bytes({-1});
+    ASSERT_EQ(dll.Set(handle, 2105, negative.data(), 4, 1), S_OK);
+    EXPECT_EQ(negative, Bytes({0}));
+    EXPECT_EQ(StoredWords(KreloTuningKey(5)), std::vector<std::int32_t>{0});
+
+    // A stored compressor tuning of more records than the 100-byte structure holds: the count, then E_OUTOFMEMORY.
+    std::vector<std::int32_t> records{5};
+    for (int record = 0; record < 5; ++record) records = Join({records, {6}, Iota(6, record)});
+    StoreWords(speakers, KreloTuningKey(17), records);
+    read.assign(100, 0xAA);
+    size = 100;
+    EXPECT_EQ(dll.Get(handle, 2116, read.data(), &size, 1), E_OUTOFMEMORY);
+    EXPECT_EQ(read, Bytes(Join({{5}, std::vector<std::int32_t>(24, 0)})));
     EXPECT_EQ(dll.Close(handle), S_OK);
 }
 

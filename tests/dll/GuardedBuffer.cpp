@@ -25,9 +25,7 @@ GuardedBuffer::GuardedBuffer() {
     base_ = base;
 }
 
-GuardedBuffer::~GuardedBuffer() {
-    if (base_ != nullptr) VirtualFree(base_, 0, MEM_RELEASE);
-}
+GuardedBuffer::~GuardedBuffer() { if (base_ != nullptr) VirtualFree(base_, 0, MEM_RELEASE); }
 
 FaultNote::FaultNote(std::function<std::string()> describe)
     : describe_(std::move(describe)), handler_(AddVectoredExceptionHandler(1, ReportFault)) {

@@ -17,10 +17,6 @@ TEST(HeaderTest, CAndCppAgree) {
     EXPECT_EQ(KELIX_ROUTE_BOTH, KELIX_ROUTE_PROPERTY_STORE | KELIX_ROUTE_DSP);
 }
 
-}  // namespace
-
-namespace {
-
 // The header's typed structures are the caller structures the library and
 // pexctl use (the core's value model), byte for byte.
 TEST(HeaderTest, TypedStructuresMatchTheValueModel) {

@@ -42,21 +42,17 @@ protected:
         ASSERT_NE(module_, nullptr) << GetLastError();
         base_ = reinterpret_cast<const BYTE*>(module_);
     }
-    void TearDown() override {
-        if (module_ != nullptr) FreeLibrary(module_);
-    }
+    void TearDown() override { if (module_ != nullptr) FreeLibrary(module_); }
     HMODULE module_ = nullptr;
     const BYTE* base_ = nullptr;
 };
 
-TEST_F(ImageTest, IsA64BitDllForTheBuildMachine) {
+TEST_F(ImageTest, A64BitDllForTheBuildMachineWithExactlyTheFiveUndecoratedExports) {
     const IMAGE_NT_HEADERS& nt = Headers(module_);
     EXPECT_EQ(nt.FileHeader.Machine, kMachine) << std::hex << nt.FileHeader.Machine;
     EXPECT_EQ(nt.OptionalHeader.Magic, IMAGE_NT_OPTIONAL_HDR64_MAGIC) << std::hex << nt.OptionalHeader.Magic;
     EXPECT_NE(nt.FileHeader.Characteristics & IMAGE_FILE_DLL, 0) << std::hex << nt.FileHeader.Characteristics;
-}
 
-TEST_F(ImageTest, ExportsExactlyTheFiveUndecoratedNames) {
     const IMAGE_DATA_DIRECTORY& directory = Directory(module_, IMAGE_DIRECTORY_ENTRY_EXPORT);
     ASSERT_NE(directory.VirtualAddress, 0u);
     const auto* exports = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY*>(base_ + directory.VirtualAddress);
@@ -81,9 +77,9 @@ TEST_F(ImageTest, ImportsOnlySystemDlls) {
         const std::string name = reinterpret_cast<const char*>(base_ + import->Name);
         const std::wstring path = std::wstring(system) + L"\\" + std::wstring(name.begin(), name.end());
         EXPECT_NE(GetFileAttributesW(path.c_str()), INVALID_FILE_ATTRIBUTES) << name << " is not a system DLL";
-        EXPECT_EQ(name.find("libstdc++"), std::string::npos) << name;
-        EXPECT_EQ(name.find("libgcc"), std::string::npos) << name;
-        EXPECT_EQ(name.find("winpthread"), std::string::npos) << name;
+        for (const char* runtime : {"libstdc++", "libgcc", "winpthread"}) {
+            EXPECT_EQ(name.find(runtime), std::string::npos) << name;
+        }
     }
     EXPECT_GT(count, 0);
 }

@@ -57,9 +57,7 @@ std::vector<BYTE> Bytes(const std::string& hex) {
 
 std::vector<std::wstring> Messages(const std::wstring& function) {
     std::vector<std::wstring> messages;
-    for (const LogLine& line : Log().Lines()) {
-        if (line.function == function) messages.push_back(line.message);
-    }
+    for (const LogLine& line : Log().Lines()) if (line.function == function) messages.push_back(line.message);
     return messages;
 }
 

@@ -48,9 +48,7 @@ protected:
         ComPtr<IMMDevice> device;
         EXPECT_EQ(enumerator->GetDevice(ids.at(static_cast<size_t>(index)).c_str(), &device), S_OK);
         ComPtr<IKsControl> control;
-        if (device) {
-            EXPECT_EQ(device->Activate(__uuidof(IKsControl), CLSCTX_ALL, nullptr, &control), S_OK);
-        }
+        if (device) { EXPECT_EQ(device->Activate(__uuidof(IKsControl), CLSCTX_ALL, nullptr, &control), S_OK); }
         return control;
     }
 
@@ -113,12 +111,13 @@ TEST_F(ModuleProbeTest, FirstKnownModuleOfTheList) {
     sim::Dsp& dsp = AddCase(5, {.modules = {kKrelo}});
     ComPtr<IKsControl> control = Control(5);
     ModuleDescriptor info{};
-    dsp.Fail(sim::DspRequest::ModuleListSize, E_ABORT, 1);
-    EXPECT_EQ(helper.LookForSonavelModuleInfo(control.Get(), 1, &info), E_ABORT);
-    EXPECT_TRUE(Logged(3, kLookFor, Failure(L"Failed to retrieve modules list size: ", E_ABORT)));
-    dsp.Fail(sim::DspRequest::ModuleList, E_ABORT, 1);
-    EXPECT_EQ(helper.LookForSonavelModuleInfo(control.Get(), 1, &info), E_ABORT);
-    EXPECT_TRUE(Logged(3, kLookFor, Failure(L"Failed to read modules list: ", E_ABORT)));
+    for (const auto& [request, text] : {
+             std::pair{sim::DspRequest::ModuleListSize, L"Failed to retrieve modules list size: "},
+             std::pair{sim::DspRequest::ModuleList, L"Failed to read modules list: "}}) {
+        dsp.Fail(request, E_ABORT, 1);
+        EXPECT_EQ(helper.LookForSonavelModuleInfo(control.Get(), 1, &info), E_ABORT);
+        EXPECT_TRUE(Logged(3, kLookFor, Failure(text, E_ABORT)));
+    }
 }
 
 TEST_F(ModuleProbeTest, ModuleExistAsksTheInstantiationState) {

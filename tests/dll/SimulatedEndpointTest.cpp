@@ -10,6 +10,37 @@ std::wstring Failure(HRESULT hr) {
     return code + SystemText(hr);
 }
 
+std::wstring OnSpeakers(const wchar_t* before, const wchar_t* after) {
+    return before + std::wstring(kSpeakers) + after;
+}
+
+std::wstring PexKeyText(const wchar_t* name, int pid) {
+    return name + std::wstring(L", {F112024A-FE30-42A8-80AB-8DD825A06F78}, ") + std::to_wstring(pid);
+}
+
+std::wstring KreloKeyText(const wchar_t* name, int pid) {
+    return name + std::wstring(L", {5510C7AB-DFC2-40D0-A98B-5F77F697005E}, ") + std::to_wstring(pid);
+}
+
+PROPERTYKEY FxKey(DWORD pid) {
+    return {{0xD04E05A6, 0x594B, 0x4FB6, {0xA8, 0x0D, 0x01, 0xAF, 0x5E, 0xED, 0x7D, 0x1D}}, pid};
+}
+
+void RegisterEffect(sim::Endpoint& endpoint, DWORD pid, const wchar_t* classId) {
+    PROPVARIANT value;
+    value.vt = VT_LPWSTR;
+    value.pwszVal = const_cast<wchar_t*>(classId);
+    EXPECT_EQ(endpoint.SetFxValue(FxKey(pid), value), S_OK);
+}
+
+void StoreWords(sim::Endpoint& endpoint, const PROPERTYKEY& key, std::vector<std::int32_t> words) {
+    PROPVARIANT value;
+    value.vt = VT_VECTOR | VT_I4;
+    value.cal.cElems = static_cast<ULONG>(words.size());
+    value.cal.pElems = reinterpret_cast<LONG*>(words.data());
+    EXPECT_EQ(endpoint.SetValue(key, value), S_OK);
+}
+
 PROPERTYKEY PexTuningKey(DWORD pid) {
     return {{0xF112024A, 0xFE30, 0x42A8, {0x80, 0xAB, 0x8D, 0xD8, 0x25, 0xA0, 0x6F, 0x78}}, pid};
 }
@@ -54,6 +85,22 @@ wchar_t* SimulatedEndpointTest::OpenSpeakers() {
     wchar_t* handle = nullptr;
     EXPECT_EQ(dll.Open(&handle, kSpeakers), S_OK);
     return handle;
+}
+
+void SimulatedEndpointTest::Expect(const std::vector<ExportCall>& calls) {
+    for (size_t i = 0; i < calls.size(); ++i) {
+        const ExportCall& c = calls[i];
+        SCOPED_TRACE("call " + std::to_string(i));
+        const HRESULT hr = c.call();
+        EXPECT_EQ(hr, c.hr) << Hex(hr) << ", expected " << Hex(c.hr);
+        if (c.level == 0) continue;
+        const std::wstring function = c.function;
+        const wchar_t* component = function.starts_with(L"ApoController") ? kApo
+                                   : function.starts_with(L"DspController") ? kDsp
+                                   : function.starts_with(L"`anonymous") ? kExports
+                                                                         : L"SonavelDspKrelo.cpp";
+        EXPECT_TRUE(log.Has(c.level, component, function, c.message)) << c.level << " " << c.message;
+    }
 }
 
 std::int32_t SimulatedEndpointTest::StoredI4(const PROPERTYKEY& key) {

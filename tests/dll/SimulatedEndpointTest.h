@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,30 @@ std::wstring Failure(HRESULT hr);
 // Property keys written out by hand: the effect reads these exact keys.
 PROPERTYKEY PexTuningKey(DWORD pid);
 PROPERTYKEY KreloTuningKey(DWORD pid);
+
+// before + the speakers' id + after: the messages that name the device.
+std::wstring OnSpeakers(const wchar_t* before, const wchar_t* after);
+// "name, {fmtid}, pid": a tuning key of each family as the library's lines name it.
+std::wstring PexKeyText(const wchar_t* name, int pid);
+std::wstring KreloKeyText(const wchar_t* name, int pid);
+
+// One export call, the result it must give and the line it must log (level 0: none checked).
+// The component follows from the function: ApoController, DspController, the exports' own
+// helpers, or the DSP module access.
+struct ExportCall {
+    std::function<HRESULT()> call;
+    HRESULT hr;
+    int level = 0;
+    const wchar_t* function = nullptr;
+    std::wstring message = {};
+};
+
+// The effect's FX registration of pid (a class id as text).
+PROPERTYKEY FxKey(DWORD pid);
+void RegisterEffect(sim::Endpoint& endpoint, DWORD pid, const wchar_t* classId);
+
+// Puts words into the endpoint's store as a VT_I4 vector.
+void StoreWords(sim::Endpoint& endpoint, const PROPERTYKEY& key, std::vector<std::int32_t> words);
 
 using sim::DescribeEndpoint;
 
@@ -58,6 +83,8 @@ protected:
     void SetUp() override;
 
     wchar_t* OpenSpeakers();
+    // The calls in order, each traced by its position.
+    void Expect(const std::vector<ExportCall>& calls);
     // The endpoint store's value under key: a VT_I4, or the words of a VT_I4 vector.
     std::int32_t StoredI4(const PROPERTYKEY& key);
     std::vector<std::int32_t> StoredWords(const PROPERTYKEY& key);

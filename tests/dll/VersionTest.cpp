@@ -11,10 +11,6 @@
 namespace kelix::test {
 namespace {
 
-PROPERTYKEY FxKey(DWORD pid) {
-    return {{0xD04E05A6, 0x594B, 0x4FB6, {0xA8, 0x0D, 0x01, 0xAF, 0x5E, 0xED, 0x7D, 0x1D}}, pid};
-}
-
 constexpr wchar_t kWrapperKey[] = L"SOFTWARE\\Sonavel\\Wrapper\\";
 constexpr wchar_t kMfxSlot[] = L"{0EBD8506-17BB-4AE7-AD76-E86F99A425E9}";  // APO_MFX, as Windows writes it
 constexpr wchar_t kEfxSlot[] = L"{0ebd8507-17bb-4ae7-ad76-e86f99a425e9}";  // APO_EFX
@@ -22,7 +18,7 @@ constexpr wchar_t kEfxSlot[] = L"{0ebd8507-17bb-4ae7-ad76-e86f99a425e9}";  // AP
 struct FxValue {
     DWORD pid;
     std::vector<std::wstring> classIds;
-    VARTYPE type = VT_LPWSTR;  // VT_LPWSTR or VT_BSTR, a vector when more than one
+    VARTYPE type = VT_LPWSTR;  // VT_LPWSTR or VT_BSTR; more than one: a VT_LPWSTR vector
 };
 
 class VersionTest : public SimulatedEndpointTest {
@@ -33,29 +29,15 @@ protected:
     }
 
     void Register(const FxValue& fx) {
-        PROPVARIANT value;
-        PropVariantInit(&value);
-        std::vector<BSTR> bstrs;
         std::vector<LPWSTR> texts;
-        for (const std::wstring& id : fx.classIds) {
-            bstrs.push_back(SysAllocString(id.c_str()));
-            texts.push_back(const_cast<LPWSTR>(id.c_str()));
-        }
-        if (fx.classIds.size() == 1) {
-            value.vt = fx.type;
-            if (fx.type == VT_BSTR) value.bstrVal = bstrs[0];
-            else value.pwszVal = texts[0];
-        } else if (fx.type == VT_BSTR) {
-            value.vt = VT_VECTOR | VT_BSTR;
-            value.cabstr.cElems = static_cast<ULONG>(bstrs.size());
-            value.cabstr.pElems = bstrs.data();
-        } else {
-            value.vt = VT_VECTOR | VT_LPWSTR;
-            value.calpwstr.cElems = static_cast<ULONG>(texts.size());
-            value.calpwstr.pElems = texts.data();
-        }
+        for (const std::wstring& id : fx.classIds) texts.push_back(const_cast<LPWSTR>(id.c_str()));
+        PROPVARIANT value;
+        value.vt = texts.size() > 1 ? VT_VECTOR | VT_LPWSTR : fx.type;
+        value.calpwstr = {static_cast<ULONG>(texts.size()), texts.data()};
+        if (value.vt == VT_LPWSTR) value.pwszVal = texts[0];
+        if (value.vt == VT_BSTR) value.bstrVal = SysAllocString(texts[0]);
         ASSERT_EQ(speakers.SetFxValue(FxKey(fx.pid), value), S_OK);
-        for (BSTR text : bstrs) SysFreeString(text);
+        if (value.vt == VT_BSTR) SysFreeString(value.bstrVal);
     }
 
     // The version text, or nothing when the query fails.
@@ -142,26 +124,14 @@ TEST_F(VersionTest, UnreadableWrapperValuesAreSkipped) {
     EXPECT_EQ(Version(1001), L"pex2.5-gaming");
 }
 
-TEST_F(VersionTest, SizeNegotiationAndFailures) {
-    Register({5, {L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"}});  // "pex2.5": L = 6
+// The negotiation itself is the bad-input matrix's to check; here, the failures.
+TEST_F(VersionTest, FailuresGiveTheEmptyText) {
+    Register({5, {L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"}});  // "pex2.5"
     wchar_t* handle = OpenSpeakers();
     wchar_t text[8];
-    std::fill(std::begin(text), std::end(text), L'#');
-    for (UINT32 small : {0u, 11u, 12u, 13u}) {  // up to 2 x L + 1: no room for the text and its terminator
-        UINT32 size = small;
-        EXPECT_EQ(dll.Get(handle, 1001, text, &size, 3), E_INVALIDARG) << small;
-        EXPECT_EQ(size, 14u) << small;
-        EXPECT_EQ(text[0], L'#');  // nothing copied
-    }
-    UINT32 size = 14;
-    EXPECT_EQ(dll.Get(handle, 1001, text, &size, 3), S_OK);
-    EXPECT_EQ(size, 12u);  // the text without its terminator
-    EXPECT_STREQ(text, L"pex2.5");
-    EXPECT_EQ(text[7], L'#');
-
     // A failing read of a key gives nothing for that key.
     platform.FailMethod("IPolicyConfigVistaClient::GetPropertyValue", E_ACCESSDENIED);
-    size = 1;  // the empty text still needs its terminator
+    UINT32 size = 1;  // the empty text still needs its terminator
     EXPECT_EQ(dll.Get(handle, 1001, text, &size, 1), E_INVALIDARG);
     EXPECT_EQ(size, 2u);
     size = 16;
