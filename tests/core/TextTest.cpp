@@ -5,7 +5,6 @@
 #include "core/Guid.h"
 #include "core/HResultText.h"
 #include "core/ParameterCatalogue.h"
-#include "core/SourceName.h"
 #include "core/ValueText.h"
 
 namespace kelix {
@@ -77,13 +76,6 @@ TEST(HResultTextTest, TrimsOneLineEnd) {
     EXPECT_EQ(TrimSystemMessage(L"Bare\n"), L"Bare");
     EXPECT_EQ(TrimSystemMessage(L"None"), L"None");
     EXPECT_EQ(TrimSystemMessage(L""), L"");
-}
-
-TEST(SourceNameTest, BaseNameIsAfterTheLastBackslash) {
-    EXPECT_EQ(SourceBaseName(L"API\\Kelix3PexControl\\ApoController.cpp"), L"ApoController.cpp");
-    EXPECT_EQ(SourceBaseName(L"ApoController.cpp"), L"ApoController.cpp");
-    EXPECT_EQ(SourceBaseName(L"api/ApoController.cpp"), L"api/ApoController.cpp");
-    EXPECT_EQ(SourceBaseName(L"dir\\"), L"");
 }
 
 TEST(GuidTest, RegistryText) {
