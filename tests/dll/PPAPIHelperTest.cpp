@@ -135,8 +135,9 @@ TEST_F(PPAPIHelperTest, RequestsOnTheWire) {
     ASSERT_EQ(helper.PPInitialize(GUID_NULL), S_OK);
     ASSERT_EQ(helper.Modules().size(), 1u);
 
-    const std::string ppSet = "37 ce e9 ba 99 aa c7 4b 9b df 4c bf 3d 23 e1 b9";
-    const std::string engineSet = "dc 82 2f 3a 6f 88 aa 4b 9e b4 08 2b 90 25 c5 36";
+    // The records' bytes are the core's (PpApiRequestTest); here which request goes to which pin.
+    const auto record = [](const auto& bytes) { return std::vector<BYTE>(bytes.begin(), bytes.end()); };
+    const std::vector<BYTE> moduleList = record(PpModuleHeader(kPpModuleList, kKsPropertyGet, 1));
     struct Expected {
         const wchar_t* device;
         std::vector<BYTE> property;
@@ -146,18 +147,14 @@ TEST_F(PPAPIHelperTest, RequestsOnTheWire) {
     // The path ends at the topology filter (no audio engine), then at the wave filter's host
     // and offload pins; the candidate pins are the offload pin and the loopback pin.
     const Expected expected[] = {
-        {L"\\\\?\\sim#topology#1", Bytes(engineSet + "06 00 00 00 01 00 00 10 00 00 00 00 00 00 00 00"), 12,
+        {L"\\\\?\\sim#topology#1", record(AudioEngineDescriptorRequest(0)), 12,
          HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND)},
-        {L"\\\\?\\sim#wave#1", Bytes(engineSet + "06 00 00 00 01 00 00 10 00 00 00 00 00 00 00 00"), 12, S_OK},
-        {L"\\\\?\\sim#wave#1", Bytes(engineSet + "06 00 00 00 01 00 00 10 01 00 00 00 00 00 00 00"), 12, S_OK},
-        {L"\\\\?\\sim#wave#1", Bytes(ppSet + "00 00 00 00 01 00 00 00 01 00 00 00 00 00 00 00"), 5, S_OK},
-        {L"\\\\?\\sim#wave#1",
-         Bytes(ppSet + "01 00 00 00 01 00 00 00 01 00 00 00 00 00 00 00 7e 2f 8e c1 3d 93 65 49 b7 d1 1e ef 22 8d 2a f3"),
-         0, S_OK},
-        {L"\\\\?\\sim#wave#1",
-         Bytes(ppSet + "01 00 00 00 01 00 00 00 01 00 00 00 00 00 00 00 7e 2f 8e c1 3d 93 65 49 b7 d1 1e ef 22 8d 2a f3"),
-         156, S_OK},
-        {L"\\\\?\\sim#wave#1", Bytes(ppSet + "00 00 00 00 01 00 00 00 02 00 00 00 00 00 00 00"), 5, E_INVALIDARG},
+        {L"\\\\?\\sim#wave#1", record(AudioEngineDescriptorRequest(0)), 12, S_OK},
+        {L"\\\\?\\sim#wave#1", record(AudioEngineDescriptorRequest(1)), 12, S_OK},
+        {L"\\\\?\\sim#wave#1", record(PpShortHeader(kPpVersion, kKsPropertyGet, 1)), 5, S_OK},
+        {L"\\\\?\\sim#wave#1", moduleList, 0, S_OK},
+        {L"\\\\?\\sim#wave#1", moduleList, 156, S_OK},
+        {L"\\\\?\\sim#wave#1", record(PpShortHeader(kPpVersion, kKsPropertyGet, 2)), 5, E_INVALIDARG},
     };
     const std::vector<sim::KsRequest> requests = dsp.Requests();
     ASSERT_EQ(requests.size(), std::size(expected));
