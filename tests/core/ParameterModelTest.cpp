@@ -64,19 +64,24 @@ TEST(ParameterModelTest, NamesEveryCatalogueRowAndEveryDspIdOnce) {
 }
 
 // Every writable structure of the store route goes through the library's own
-// layouts and comes back field for field: the model and the layouts agree.
+// layouts and comes back field for field, and one byte less is refused: the model
+// and the layouts agree.
 TEST(ParameterModelTest, StructuresRoundTripThroughTheStoreLayouts) {
     int checked = 0;
     for (const ParameterDescription& parameter : ParameterModel()) {
         if (parameter.kind != ValueKind::Structure || !parameter.store || !parameter.Writable()) continue;
-        // The store's init info gives back as many tail bytes as its length word
-        // counts words: 32 bytes of the 128 written.
-        if (parameter.id == 1161) continue;
         const StructureValue value = SampleValue(parameter);
         const EncodedStructure encoded = EncodeStructure(parameter, value);
         ASSERT_TRUE(encoded.error.empty()) << encoded.error;
         std::vector<std::uint8_t> caller = encoded.bytes;
         const auto size = static_cast<std::uint32_t>(caller.size());
+        // One byte short is refused, reading nothing past it (an exact-size copy, for the sanitizer).
+        std::vector<std::uint8_t> shorter(caller.begin(), caller.end() - 1);
+        EXPECT_EQ(CallerToStored(parameter.id, shorter.data(), size - 1).status, LayoutStatus::InvalidArgument)
+            << parameter.name;
+        // The store's init info gives back as many tail bytes as its length word
+        // counts words: 32 bytes of the 128 written.
+        if (parameter.id == 1161) continue;
         EXPECT_EQ(StructureSize(parameter, caller.data(), size), size) << parameter.name;
 
         const StoredValue stored = CallerToStored(parameter.id, caller.data(), size);
