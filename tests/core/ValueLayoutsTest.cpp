@@ -29,6 +29,7 @@ TEST(CallerToStoredTest, CountedLayoutsRefuseCountsThatDoNotFit) {
         {2107, {-2, 5, 6}, 12, false},      {2107, {0x40000000}, 4, false},     {2116, {1, 1, 2, 3, 4, 5, 6}, 28, true},
         {2116, {1, 1, 2, 3, 4, 5, 6}, 27, false}, {2116, {-1}, 4, false},       {2105, {5, 0, 0}, 9, true},
         {2105, {5, 0, 0}, 8, false},        {2105, {0}, 3, false},
+        {1156, {7, 0}, 8, true},            {2107, {0}, 4, true},               {2116, {0}, 4, true},  // no items
         // The filter byte count is unsigned: a "negative" one is above capacity and cleared.
         {2105, {-5}, 4, true},
     };
