@@ -201,6 +201,7 @@ TEST(StoredToCallerTest, CopiesStayInsideTheStoredBytes) {
     };
     const Case cases[] = {
         {2107, {100, 1, 2}, 12, {100, 1, 2}},
+        {1123, {4, 20, 1, 2}, 324, Join({{4, 1, 2}, std::vector<std::int32_t>(78, 0)})},  // arrays past the end
         {2105, {400, 0x01020304}, 8, {400, 0x01020304}},
         {1161, Join({Iota(10, 1), {1000}, {77}}), 48, Join({Iota(10, 1), {77, 0}})},
         {1114, Join({{3, 20}, Iota(20, 1), {20}, {50}}), 100, Join({{3}, Iota(20, 1), {50}, {0, 0, 0}})},
