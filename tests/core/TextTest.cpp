@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "Words.h"
+
 #include <vector>
 
 #include "core/Guid.h"
@@ -10,15 +12,7 @@
 namespace kelix {
 namespace {
 
-std::vector<std::uint8_t> Words(std::initializer_list<std::int32_t> words) {
-    std::vector<std::uint8_t> bytes(words.size() * 4);
-    std::size_t offset = 0;
-    for (std::int32_t word : words) {
-        const auto value = static_cast<std::uint32_t>(word);
-        for (int i = 0; i < 4; ++i) bytes[offset++] = static_cast<std::uint8_t>(value >> (8 * i));
-    }
-    return bytes;
-}
+using test::Bytes;
 
 TEST(ValueTextTest, ListsAreDecimalJoinedByCommaBlank) {
     const std::int32_t words[] = {7, -1, 2147483647, INT32_MIN};
@@ -39,10 +33,10 @@ TEST(ValueTextTest, CountedValuesByParameter) {
         const wchar_t* text;
     };
     const Case cases[] = {
-        {1105, Words({5, -6}), 8, L"5, -6"},
-        {1105, Words({5, -6}), 7, L"5"},          // a remainder under four bytes is not shown
-        {1105, Words({5}), 3, L"NULL"},
-        {1114, Words({1, 2, 3}), 3 * 4 - 1, L"1, 2"},
+        {1105, Bytes({5, -6}), 8, L"5, -6"},
+        {1105, Bytes({5, -6}), 7, L"5"},          // a remainder under four bytes is not shown
+        {1105, Bytes({5}), 3, L"NULL"},
+        {1114, Bytes({1, 2, 3}), 3 * 4 - 1, L"1, 2"},
         {2105, {5, 0, 0, 0, 200}, 5, L"5, 0, 0, 0, 200"},  // the filter configuration is bytes
         {2105, {}, 0, L"NULL"},
     };
