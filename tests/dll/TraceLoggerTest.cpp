@@ -91,7 +91,10 @@ protected:
         recorded = Recorded{};
         SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", nullptr);
     }
-    void TearDown() override { SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", nullptr); }
+    void TearDown() override {
+        SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", nullptr);
+        SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", nullptr);
+    }
     static void Enable(TraceLogger& logger, ULONG isEnabled, UCHAR level, ULONGLONG keywords) {
         TraceLogger::EnableCallback(nullptr, isEnabled, level, keywords, 0, nullptr, &logger);
     }
@@ -232,15 +235,7 @@ TEST_F(TraceLoggerTest, HResultTextIsTheSystemText) {
     EXPECT_EQ(HResultText(static_cast<HRESULT>(0xDEADBEEF)), L"Unknown error 0xDEADBEEF");  // no system text
 }
 
-class LogTextSinkTest : public testing::Test {
-protected:
-    void TearDown() override {
-        SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", nullptr);
-        SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", nullptr);
-    }
-};
-
-TEST_F(LogTextSinkTest, LevelSettingAcceptsOneToFiveOnly) {
+TEST_F(TraceLoggerTest, TextSinkLevelSettingAcceptsOneToFiveOnly) {
     struct Case {
         const wchar_t* setting;
         UCHAR accepted;  // most verbose level written; 0 for none
@@ -257,7 +252,7 @@ TEST_F(LogTextSinkTest, LevelSettingAcceptsOneToFiveOnly) {
     }
 }
 
-TEST_F(LogTextSinkTest, WritesLevelAndLineToStandardErrorWithoutAFile) {
+TEST_F(TraceLoggerTest, TextSinkWritesLevelAndLineToStandardErrorWithoutAFile) {
     wchar_t directory[MAX_PATH], path[MAX_PATH];
     GetTempPathW(MAX_PATH, directory);
     GetTempFileNameW(directory, L"err", 0, path);
