@@ -25,18 +25,9 @@ struct Recorded {
     int deregisters = 0;
     GUID provider{};
     std::wstring sourceName;
-    struct Event {
-        UCHAR level;
-        ULONGLONG keyword;
-        std::wstring text;
-    };
+    struct Event { UCHAR level; ULONGLONG keyword; std::wstring text; };
     std::vector<Event> events;
-    struct Report {
-        WORD type, category;
-        DWORD id;
-        WORD strings;
-        std::wstring text;
-    };
+    struct Report { WORD type, category; DWORD id; WORD strings; std::wstring text; };
     std::vector<Report> reports;
 };
 Recorded recorded;
@@ -98,6 +89,27 @@ protected:
     static void Enable(TraceLogger& logger, ULONG isEnabled, UCHAR level, ULONGLONG keywords) {
         TraceLogger::EnableCallback(nullptr, isEnabled, level, keywords, 0, nullptr, &logger);
     }
+    static std::wstring TempPath(const wchar_t* prefix) {
+        wchar_t directory[MAX_PATH], path[MAX_PATH];
+        GetTempPathW(MAX_PATH, directory);
+        GetTempFileNameW(directory, prefix, 0, path);
+        return path;
+    }
+    // The file's bytes, read from its start; the file is closed and deleted.
+    static std::string TakeBytes(HANDLE file, const std::wstring& path) {
+        char bytes[256] = {};
+        DWORD read = 0;
+        SetFilePointer(file, 0, nullptr, FILE_BEGIN);
+        ReadFile(file, bytes, sizeof bytes - 1, &read, nullptr);
+        CloseHandle(file);
+        DeleteFileW(path.c_str());
+        return bytes;
+    }
+    static std::vector<std::wstring> EventTexts() {
+        std::vector<std::wstring> texts;
+        for (const Recorded::Event& event : recorded.events) texts.push_back(event.text);
+        return texts;
+    }
 };
 
 TEST_F(TraceLoggerTest, NothingIsWrittenWithoutAListener) {
@@ -153,12 +165,10 @@ TEST_F(TraceLoggerTest, ErrorsAlsoReachTheEventLogWithTheComponentTag) {
     logger.Write(kLevelCritical, kKeywordPexControl, L"a\\b\\c.cpp", 1, L"G", L"%s", L"");
 
     const std::wstring error = L"[ApoController.cpp:42] ApoController::Open: Failed to find device[dev]: [0x80070490]text";
-    ASSERT_EQ(recorded.events.size(), 3u);
-    EXPECT_EQ(recorded.events[0].text, error);
-    EXPECT_EQ(recorded.events[0].level, kLevelError);
-    EXPECT_EQ(recorded.events[0].keyword, kKeywordPexControl);
-    EXPECT_EQ(recorded.events[1].text, L"[ApoController.cpp:7] F: -3, narrow");  // no backslash: the whole path
-    EXPECT_EQ(recorded.events[2].text, L"[c.cpp:1] G: ");
+    // Without a backslash the whole path is the file name.
+    EXPECT_EQ(EventTexts(), (std::vector<std::wstring>{error, L"[ApoController.cpp:7] F: -3, narrow", L"[c.cpp:1] G: "}));
+    EXPECT_EQ(recorded.events.at(0).level, kLevelError);
+    EXPECT_EQ(recorded.events.at(0).keyword, kKeywordPexControl);
 
     ASSERT_EQ(recorded.reports.size(), 2u);
     EXPECT_EQ(recorded.reports[0].text, L"[PexControl]: " + error);
@@ -190,11 +200,9 @@ TEST_F(TraceLoggerTest, FailedRegistrationIsRetriedAndOpensNoEventSource) {
 // The text sink is a sink beside event tracing: what event tracing and the
 // event log receive is the same with it as without it.
 TEST_F(TraceLoggerTest, TextSinkLeavesEventTracingAsItIs) {
-    wchar_t directory[MAX_PATH], path[MAX_PATH];
-    GetTempPathW(MAX_PATH, directory);
-    GetTempFileNameW(directory, L"snk", 0, path);
+    const std::wstring path = TempPath(L"snk");
     SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", L"5");
-    SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", path);
+    SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", path.c_str());
     {
         TraceLogger logger(kFakeApi);
         EXPECT_TRUE(logger.IsEnabled(kLevelVerbose, kKeywordPexControl));  // the sink takes every line
@@ -205,19 +213,13 @@ TEST_F(TraceLoggerTest, TextSinkLeavesEventTracingAsItIs) {
         Enable(logger, 1, 4, kKeywordPexControl);
         logger.Write(kLevelError, kKeywordPexControl, L"x.cpp", 2, L"F", L"error");
         logger.Write(kLevelVerbose, kKeywordPexControl, L"x.cpp", 3, L"F", L"verbose");
-        ASSERT_EQ(recorded.events.size(), 1u);
-        EXPECT_EQ(recorded.events[0].text, L"[x.cpp:2] F: error");
+        EXPECT_EQ(EventTexts(), std::vector<std::wstring>{L"[x.cpp:2] F: error"});
         EXPECT_EQ(recorded.reports.size(), 1u);
     }
     SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", nullptr);
-    const HANDLE file = CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    char bytes[256] = {};
-    DWORD read = 0;
-    ReadFile(file, bytes, sizeof bytes - 1, &read, nullptr);
-    CloseHandle(file);
-    DeleteFileW(path);
-    EXPECT_STREQ(bytes, "2 [x.cpp:1] F: no listener\n2 [x.cpp:2] F: error\n5 [x.cpp:3] F: verbose\n");
+    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    EXPECT_EQ(TakeBytes(file, path), "2 [x.cpp:1] F: no listener\n2 [x.cpp:2] F: error\n5 [x.cpp:3] F: verbose\n");
 }
 
 TEST_F(TraceLoggerTest, MacroFormatsNothingWhileDisabled) {
@@ -253,10 +255,8 @@ TEST_F(TraceLoggerTest, TextSinkLevelSettingAcceptsOneToFiveOnly) {
 }
 
 TEST_F(TraceLoggerTest, TextSinkWritesLevelAndLineToStandardErrorWithoutAFile) {
-    wchar_t directory[MAX_PATH], path[MAX_PATH];
-    GetTempPathW(MAX_PATH, directory);
-    GetTempFileNameW(directory, L"err", 0, path);
-    const HANDLE file = CreateFileW(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+    const std::wstring path = TempPath(L"err");
+    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
                                     FILE_ATTRIBUTE_NORMAL, nullptr);
     ASSERT_NE(file, INVALID_HANDLE_VALUE);
     const HANDLE saved = GetStdHandle(STD_ERROR_HANDLE);
@@ -266,13 +266,7 @@ TEST_F(TraceLoggerTest, TextSinkWritesLevelAndLineToStandardErrorWithoutAFile) {
     sink.Configure();
     sink.Write(2, L"[A.cpp:1] F: caf\u00e9");
     SetStdHandle(STD_ERROR_HANDLE, saved);
-    char bytes[64] = {};
-    DWORD read = 0;
-    SetFilePointer(file, 0, nullptr, FILE_BEGIN);
-    ReadFile(file, bytes, sizeof bytes - 1, &read, nullptr);
-    CloseHandle(file);
-    DeleteFileW(path);
-    EXPECT_STREQ(bytes, "2 [A.cpp:1] F: caf\xc3\xa9\n");  // UTF-8
+    EXPECT_EQ(TakeBytes(file, path), "2 [A.cpp:1] F: caf\xc3\xa9\n");  // UTF-8
 }
 
 }  // namespace
