@@ -41,9 +41,10 @@ TEST(CallerToStoredTest, CountedLayoutsRefuseCountsThatDoNotFit) {
     for (const Case& c : cases) {
         std::vector<std::uint8_t> bytes = Bytes(c.caller);
         const StoredValue stored = CallerToStored(c.id, bytes.data(), c.size);
-        EXPECT_EQ(stored.status, c.valid ? LayoutStatus::Ok : LayoutStatus::InvalidArgument) << c.id << " size " << c.size;
-        if (!c.words.empty()) EXPECT_EQ(stored.words, c.words) << c.id << " size " << c.size;
-        if (c.id == 2105 && c.valid) EXPECT_EQ(stored.filterCleared.has_value(), c.caller[0] < 0) << c.size;
+        SCOPED_TRACE(testing::Message() << c.id << " size " << c.size);
+        EXPECT_EQ(stored.status, c.valid ? LayoutStatus::Ok : LayoutStatus::InvalidArgument);
+        if (!c.words.empty()) EXPECT_EQ(stored.words, c.words);
+        if (c.id == 2105 && c.valid) EXPECT_EQ(stored.filterCleared.has_value(), c.caller[0] < 0);
     }
     EXPECT_EQ(CallerToStored(1105, nullptr, 4).status, LayoutStatus::InvalidArgument);
     EXPECT_EQ(CallerToStored(1114, nullptr, 164).status, LayoutStatus::InvalidArgument);
