@@ -166,7 +166,8 @@ TEST_F(TraceLoggerTest, ErrorsAlsoReachTheEventLogWithTheComponentTag) {
 
     const std::wstring error = L"[ApoController.cpp:42] ApoController::Open: Failed to find device[dev]: [0x80070490]text";
     // Without a backslash the whole path is the file name.
-    EXPECT_EQ(EventTexts(), (std::vector<std::wstring>{error, L"[ApoController.cpp:7] F: -3, narrow", L"[c.cpp:1] G: "}));
+    EXPECT_EQ(EventTexts(),
+              (std::vector<std::wstring>{error, L"[ApoController.cpp:7] F: -3, narrow", L"[c.cpp:1] G: "}));
     EXPECT_EQ(recorded.events.at(0).level, kLevelError);
     EXPECT_EQ(recorded.events.at(0).keyword, kKeywordPexControl);
 
@@ -229,7 +230,7 @@ TEST_F(TraceLoggerTest, MacroFormatsNothingWhileDisabled) {
     EXPECT_EQ(evaluated, 0);
 }
 
-// The system's own text, trimmed, and the fallback where there is none (its forms: HResultTextTest).
+// The system's own text, trimmed, and the fallback where there is none (its forms: TextTest).
 TEST_F(TraceLoggerTest, HResultTextIsTheSystemText) {
     const std::wstring invalid = HResultText(E_INVALIDARG);
     EXPECT_EQ(invalid, test::SystemText(E_INVALIDARG));
