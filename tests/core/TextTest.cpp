@@ -1,35 +1,42 @@
 #include <gtest/gtest.h>
 
+#include "Words.h"
+
 #include <vector>
 
 #include "core/Guid.h"
 #include "core/HResultText.h"
 #include "core/ParameterCatalogue.h"
-#include "core/SourceName.h"
 #include "core/ValueText.h"
 
 namespace kelix {
 namespace {
 
-std::vector<std::uint8_t> Words(std::initializer_list<std::int32_t> words) {
-    std::vector<std::uint8_t> bytes(words.size() * 4);
-    std::size_t offset = 0;
-    for (std::int32_t word : words) {
-        const auto value = static_cast<std::uint32_t>(word);
-        for (int i = 0; i < 4; ++i) bytes[offset++] = static_cast<std::uint8_t>(value >> (8 * i));
-    }
-    return bytes;
-}
+using test::Bytes;
 
-TEST(ValueTextTest, ListsAreDecimalJoinedByCommaBlank) {
+// Each text made by one call, against the text it must be.
+TEST(TextTest, ListsTrimmedMessagesGuidsAndFallbackTexts) {
     const std::int32_t words[] = {7, -1, 2147483647, INT32_MIN};
-    EXPECT_EQ(Int32ListText(words, 4), L"7, -1, 2147483647, -2147483648");
-    EXPECT_EQ(Int32ListText(words, 1), L"7");
-    EXPECT_EQ(Int32ListText(words, 0), L"NULL");
-    EXPECT_EQ(Int32ListText(nullptr, 3), L"NULL");
     const std::uint8_t bytes[] = {0, 255, 16};
-    EXPECT_EQ(ByteListText(bytes, 3), L"0, 255, 16");
-    EXPECT_EQ(ByteListText(nullptr, 0), L"NULL");
+    const std::pair<std::wstring, const wchar_t*> cases[] = {
+        {Int32ListText(words, 4), L"7, -1, 2147483647, -2147483648"}, {Int32ListText(words, 1), L"7"},
+        {Int32ListText(words, 0), L"NULL"}, {Int32ListText(nullptr, 3), L"NULL"},
+        {ByteListText(bytes, 3), L"0, 255, 16"}, {ByteListText(nullptr, 0), L"NULL"},
+        {CountedValueText(1105, nullptr, 8), L"NULL"},
+        {TrimSystemMessage(L"Invalid parameter.\r\n"), L"Invalid parameter."},
+        {TrimSystemMessage(L"Two\r\n\r\n"), L"Two\r\n"}, {TrimSystemMessage(L"Bare\n"), L"Bare"},
+        {TrimSystemMessage(L"None"), L"None"}, {TrimSystemMessage(L""), L""},
+        {GuidText(kFmtidPexTuning), L"{F112024A-FE30-42A8-80AB-8DD825A06F78}"},
+        {GuidText(kFmtidKreloTuning), L"{5510C7AB-DFC2-40D0-A98B-5F77F697005E}"},
+        {GuidText(Guid{}), L"{00000000-0000-0000-0000-000000000000}"},
+        {FallbackHResultText(0x80040201), L"IDispatch error #1"}, {FallbackHResultText(0x1), L"Unknown error 0x1"},
+        {FallbackHResultText(0x8004FFFF), L"IDispatch error #65023"}, {FallbackHResultText(0x0), L"Unknown error 0x0"},
+        {FallbackHResultText(0x80040200), L"Unknown error 0x80040200"},  // low word minus 0x200 is zero
+        {FallbackHResultText(0x80050000), L"Unknown error 0x80050000"},
+        {FallbackHResultText(0x800401FF), L"Unknown error 0x800401FF"},
+        {FallbackHResultText(0xDEADBEEF), L"Unknown error 0xDEADBEEF"},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].first, cases[i].second) << "row " << i;
 }
 
 TEST(ValueTextTest, CountedValuesByParameter) {
@@ -40,56 +47,16 @@ TEST(ValueTextTest, CountedValuesByParameter) {
         const wchar_t* text;
     };
     const Case cases[] = {
-        {1105, Words({5, -6}), 8, L"5, -6"},
-        {1105, Words({5, -6}), 7, L"5"},          // a remainder under four bytes is not shown
-        {1105, Words({5}), 3, L"NULL"},
-        {1114, Words({1, 2, 3}), 3 * 4 - 1, L"1, 2"},
+        {1105, Bytes({5, -6}), 8, L"5, -6"},
+        {1105, Bytes({5, -6}), 7, L"5"},          // a remainder under four bytes is not shown
+        {1105, Bytes({5}), 3, L"NULL"},
+        {1114, Bytes({1, 2, 3}), 3 * 4 - 1, L"1, 2"},
         {2105, {5, 0, 0, 0, 200}, 5, L"5, 0, 0, 0, 200"},  // the filter configuration is bytes
         {2105, {}, 0, L"NULL"},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(CountedValueText(c.id, c.data.data(), c.size), c.text) << c.id << " size " << c.size;
     }
-    EXPECT_EQ(CountedValueText(1105, nullptr, 8), L"NULL");
-}
-
-TEST(HResultTextTest, FallbackTexts) {
-    struct Case {
-        std::uint32_t hr;
-        const wchar_t* text;
-    };
-    const Case cases[] = {
-        {0x80040201, L"IDispatch error #1"},
-        {0x80040200, L"Unknown error 0x80040200"},   // low word minus 0x200 is zero
-        {0x8004FFFF, L"IDispatch error #65023"},
-        {0x80050000, L"Unknown error 0x80050000"},
-        {0x800401FF, L"Unknown error 0x800401FF"},
-        {0x1, L"Unknown error 0x1"},
-        {0x0, L"Unknown error 0x0"},
-        {0xDEADBEEF, L"Unknown error 0xDEADBEEF"},
-    };
-    for (const Case& c : cases) EXPECT_EQ(FallbackHResultText(c.hr), c.text) << std::hex << c.hr;
-}
-
-TEST(HResultTextTest, TrimsOneLineEnd) {
-    EXPECT_EQ(TrimSystemMessage(L"Invalid parameter.\r\n"), L"Invalid parameter.");
-    EXPECT_EQ(TrimSystemMessage(L"Two\r\n\r\n"), L"Two\r\n");
-    EXPECT_EQ(TrimSystemMessage(L"Bare\n"), L"Bare");
-    EXPECT_EQ(TrimSystemMessage(L"None"), L"None");
-    EXPECT_EQ(TrimSystemMessage(L""), L"");
-}
-
-TEST(SourceNameTest, BaseNameIsAfterTheLastBackslash) {
-    EXPECT_EQ(SourceBaseName(L"API\\Kelix3PexControl\\ApoController.cpp"), L"ApoController.cpp");
-    EXPECT_EQ(SourceBaseName(L"ApoController.cpp"), L"ApoController.cpp");
-    EXPECT_EQ(SourceBaseName(L"api/ApoController.cpp"), L"api/ApoController.cpp");
-    EXPECT_EQ(SourceBaseName(L"dir\\"), L"");
-}
-
-TEST(GuidTest, RegistryText) {
-    EXPECT_EQ(GuidText(kFmtidPexTuning), L"{F112024A-FE30-42A8-80AB-8DD825A06F78}");
-    EXPECT_EQ(GuidText(kFmtidKreloTuning), L"{5510C7AB-DFC2-40D0-A98B-5F77F697005E}");
-    EXPECT_EQ(GuidText(Guid{}), L"{00000000-0000-0000-0000-000000000000}");
 }
 
 }  // namespace

@@ -15,37 +15,15 @@ using test::Bytes;
 using test::Iota;
 using test::Join;
 
-// Nothing beyond `size` is read: every layout refuses a caller structure
-// shorter than itself and accepts one of exactly its size or longer.
-TEST(CallerToStoredTest, ShortStructuresAreRefused) {
-    struct Case {
-        ParameterId id;
-        std::uint32_t layoutBytes;
-    };
-    const Case cases[] = {{1105, 4}, {2104, 4},   {1114, 164}, {1122, 164}, {1119, 884}, {1123, 324}, {1170, 324},
-                          {1161, 168}, {1162, 72}, {2108, 160}, {2109, 80},  {2122, 32}};
-    for (const Case& c : cases) {
-        std::vector<std::uint8_t> caller(c.layoutBytes + 4, 0x11);
-        const std::vector<std::uint8_t> before = caller;
-        for (std::uint32_t size : {1u, c.layoutBytes - 1}) {
-            EXPECT_EQ(CallerToStored(c.id, caller.data(), size).status, LayoutStatus::InvalidArgument)
-                << c.id << " size " << size;
-        }
-        EXPECT_EQ(caller, before) << c.id;
-        for (std::uint32_t size : {c.layoutBytes, c.layoutBytes + 4}) {
-            EXPECT_EQ(CallerToStored(c.id, caller.data(), size).status, LayoutStatus::Ok) << c.id << " size " << size;
-        }
-    }
-    std::vector<std::uint8_t> word = Bytes({7});
-    EXPECT_EQ(CallerToStored(1105, word.data(), 0).status, LayoutStatus::InvalidArgument);
-}
-
+// Each layout's exact size against one byte less: ParameterModelTest's round trip. `words`, when
+// given, are the stored words; the filter configuration's padding and the DRC metadata among them.
 TEST(CallerToStoredTest, CountedLayoutsRefuseCountsThatDoNotFit) {
     struct Case {
         ParameterId id;
         std::vector<std::int32_t> caller;
         std::uint32_t size;
         bool valid;
+        std::vector<std::int32_t> words = {};
     };
     const Case cases[] = {
         {1156, {7, 2, 10, 11}, 16, true},   {1156, {7, 3, 10, 11}, 16, false},  {1156, {7, -1}, 8, false},
@@ -53,16 +31,31 @@ TEST(CallerToStoredTest, CountedLayoutsRefuseCountsThatDoNotFit) {
         {2107, {-2, 5, 6}, 12, false},      {2107, {0x40000000}, 4, false},     {2116, {1, 1, 2, 3, 4, 5, 6}, 28, true},
         {2116, {1, 1, 2, 3, 4, 5, 6}, 27, false}, {2116, {-1}, 4, false},       {2105, {5, 0, 0}, 9, true},
         {2105, {5, 0, 0}, 8, false},        {2105, {0}, 3, false},
+        {1156, {7, 0}, 8, true},            {2107, {0}, 4, true},               {2116, {0}, 4, true},  // no items
         // The filter byte count is unsigned: a "negative" one is above capacity and cleared.
         {2105, {-5}, 4, true},
+        {2105, {5, 0x04030201, static_cast<std::int32_t>(0xEEEEEE05)}, 9, true, {5, 0x04030201, 0x05}},
+        {1162, Iota(18, 1), 72, true, Iota(18, 1)}, {1162, Iota(18, 1), 0, true, std::vector<std::int32_t>(18, 0)},
+        {1162, Iota(18, 1), 71, false},     {1105, {7}, 0, false},
     };
     for (const Case& c : cases) {
         std::vector<std::uint8_t> bytes = Bytes(c.caller);
         const StoredValue stored = CallerToStored(c.id, bytes.data(), c.size);
-        EXPECT_EQ(stored.status == LayoutStatus::Ok, c.valid) << c.id << " size " << c.size;
+        SCOPED_TRACE(testing::Message() << c.id << " size " << c.size);
+        EXPECT_EQ(stored.status, c.valid ? LayoutStatus::Ok : LayoutStatus::InvalidArgument);
+        if (!c.words.empty()) EXPECT_EQ(stored.words, c.words);
+        if (c.id == 2105 && c.valid) EXPECT_EQ(stored.filterCleared.has_value(), c.caller[0] < 0);
     }
     EXPECT_EQ(CallerToStored(1105, nullptr, 4).status, LayoutStatus::InvalidArgument);
     EXPECT_EQ(CallerToStored(1114, nullptr, 164).status, LayoutStatus::InvalidArgument);
+    EXPECT_EQ(CallerToStored(1162, nullptr, 0).words, std::vector<std::int32_t>(18, 0));
+    // Every id outside the layouts, the other KRELO ids among them, is a scalar from the first word.
+    for (ParameterId id : {1105, 2104, 2106, 2110, 2121, 3002, 999}) {
+        std::vector<std::uint8_t> word = Bytes({-42});
+        const StoredValue stored = CallerToStored(id, word.data(), 4);
+        EXPECT_TRUE(stored.scalar) << id;
+        EXPECT_EQ(stored.value, -42) << id;
+    }
 }
 
 // A client thread may change its count between the two steps: the words
@@ -103,31 +96,9 @@ TEST(CallerToStoredTest, FilterConfigurationCapacityAndPadding) {
     EXPECT_EQ(caller[0], 0);  // the caller's count is cleared
     EXPECT_EQ(caller[4], 0xEE);
 
-    std::vector<std::uint8_t> five = {5, 0, 0, 0, 1, 2, 3, 4, 5, 0xEE, 0xEE, 0xEE};
-    const StoredValue padded = CallerToStored(2105, five.data(), 9);
-    EXPECT_FALSE(padded.filterCleared);
-    EXPECT_EQ(padded.words, (std::vector<std::int32_t>{5, 0x04030201, 0x05}));
-
     std::vector<std::uint8_t> full = Bytes({2044});
     full.resize(4 + 2044, 1);
     EXPECT_EQ(CallerToStored(2105, full.data(), 2048).words.size(), 512u);
-}
-
-TEST(CallerToStoredTest, DrcMetadataAndScalars) {
-    const StoredValue zeros = CallerToStored(1162, nullptr, 0);
-    EXPECT_EQ(zeros.words, std::vector<std::int32_t>(18, 0));
-    std::vector<std::uint8_t> metadata = Bytes(Iota(18, 1));
-    EXPECT_EQ(CallerToStored(1162, metadata.data(), 0).words, std::vector<std::int32_t>(18, 0));
-    EXPECT_EQ(CallerToStored(1162, metadata.data(), 72).words, Iota(18, 1));
-    EXPECT_EQ(CallerToStored(1162, metadata.data(), 71).status, LayoutStatus::InvalidArgument);
-
-    // Every id outside the layouts, the other KRELO ids among them, is a scalar from the first word.
-    for (ParameterId id : {1105, 2104, 2106, 2110, 2121, 3002, 999}) {
-        std::vector<std::uint8_t> word = Bytes({-42});
-        const StoredValue stored = CallerToStored(id, word.data(), 4);
-        EXPECT_TRUE(stored.scalar) << id;
-        EXPECT_EQ(stored.value, -42) << id;
-    }
 }
 
 TEST(StoredToCallerTest, SizeNegotiation) {
@@ -222,6 +193,7 @@ TEST(StoredToCallerTest, CopiesStayInsideTheStoredBytes) {
     };
     const Case cases[] = {
         {2107, {100, 1, 2}, 12, {100, 1, 2}},
+        {1123, {4, 20, 1, 2}, 324, Join({{4, 1, 2}, std::vector<std::int32_t>(78, 0)})},  // arrays past the end
         {2105, {400, 0x01020304}, 8, {400, 0x01020304}},
         {1161, Join({Iota(10, 1), {1000}, {77}}), 48, Join({Iota(10, 1), {77, 0}})},
         {1114, Join({{3, 20}, Iota(20, 1), {20}, {50}}), 100, Join({{3}, Iota(20, 1), {50}, {0, 0, 0}})},

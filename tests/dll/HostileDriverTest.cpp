@@ -21,7 +21,7 @@ namespace kelix::test {
 namespace {
 
 constexpr UINT32 kSeed = 20261124;
-constexpr long kMutatedAnswers = 10000;
+constexpr long kMutatedAnswers = 3000;
 constexpr int kMaxSessions = 4000;    // bounds the run should the mutation rate change
 constexpr int kCallsPerSession = 24;
 constexpr UINT32 kLargestReply = 64004;

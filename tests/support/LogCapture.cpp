@@ -108,16 +108,6 @@ testing::AssertionResult LogCapture::Has(int level, const std::wstring& file, co
                                        << Narrow(function) << ": " << Narrow(message) << Dump(lines);
 }
 
-testing::AssertionResult LogCapture::HasNone(const std::wstring& fragment) const {
-    const std::vector<LogLine> lines = Lines();
-    for (const LogLine& line : lines) {
-        if (line.raw.find(fragment) != std::wstring::npos) {
-            return testing::AssertionFailure() << "unexpected " << Narrow(fragment) << Dump(lines);
-        }
-    }
-    return testing::AssertionSuccess();
-}
-
 std::wstring MaskAddresses(std::wstring text) {
     for (size_t at = text.find(L"[0x"); at != std::wstring::npos; at = text.find(L"[0x", at + 1)) {
         size_t digits = 0;

@@ -30,8 +30,6 @@ public:
     // number is checked by shape (a number, or none in a Leave line).
     testing::AssertionResult Has(int level, const std::wstring& file, const std::wstring& function,
                                  const std::wstring& message) const;
-    // No line whose message contains `fragment`.
-    testing::AssertionResult HasNone(const std::wstring& fragment) const;
 
 private:
     std::wstring path_;

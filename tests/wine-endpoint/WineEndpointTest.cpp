@@ -1,6 +1,7 @@
 // The DLL against Wine's own Core Audio endpoint (an ALSA null device): the
 // property-store route on a real, registry-backed store that accepts only
-// VT_UI4, VT_BLOB and VT_LPWSTR.
+// VT_UI4, VT_BLOB and VT_LPWSTR, and the topology walk on an endpoint that has
+// no device topology.
 #include <windows.h>
 #include <mmdeviceapi.h>
 #include <wrl/client.h>
@@ -14,6 +15,7 @@
 #include "DllUnderTest.h"
 #include "WineEndpoint.h"
 #include "LogCapture.h"
+#include "PPAPIHelper.h"
 #include "Words.h"
 #include "core/ParameterCatalogue.h"
 
@@ -21,6 +23,12 @@ using Microsoft::WRL::ComPtr;
 
 namespace kelix::test {
 namespace {
+
+std::wstring Failure(const std::wstring& message, HRESULT hr) {
+    wchar_t code[16];
+    _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(hr));
+    return message + code + SystemText(hr);
+}
 
 PROPERTYKEY ToPropertyKey(const PropertyKey& key) {
     PROPERTYKEY out;
@@ -95,16 +103,14 @@ TEST_F(WineEndpointTest, StoreRefusalOfVtI4PassesThroughUnchanged) {
     ASSERT_EQ(dll.Open(&handle, deviceId.c_str()), S_OK);
     INT32 gain = -6;
     EXPECT_EQ(dll.Set(handle, KELIX_PEX_POSTGAIN, &gain, sizeof gain, KELIX_ROUTE_PROPERTY_STORE), E_INVALIDARG);
-    wchar_t code[16];
-    _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(E_INVALIDARG));
     EXPECT_TRUE(log.Has(3, L"ApoController.cpp", L"ApoController::SetParameter",
-                        L"Set property key [pex_postgain, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 4] failed: " +
-                            std::wstring(code) + SystemText(E_INVALIDARG)));
+                        Failure(L"Set property key [pex_postgain, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 4] failed: ",
+                                E_INVALIDARG)));
     EXPECT_EQ(dll.Close(handle), S_OK);
 }
 
 // Blobs put into the store by another writer (as the effect's tuning tools do)
-// read back in the caller layouts.
+// read back in the caller layouts (each layout's conversion: StoredToCallerTest).
 TEST_F(WineEndpointTest, BlobsReadBackInCallerLayouts) {
     struct Case {
         ParameterId id;
@@ -114,9 +120,6 @@ TEST_F(WineEndpointTest, BlobsReadBackInCallerLayouts) {
     const Case cases[] = {
         {1114, Bytes(Join({{3, 20}, Iota(20, 1), {20}, Iota(20, 21)})), Bytes(Join({{3}, Iota(40, 1)}))},
         {2105, {5, 0, 0, 0, 1, 2, 3, 4, 5, 0, 0, 0}, {5, 0, 0, 0, 1, 2, 3, 4, 5, 0, 0, 0}},
-        {2116, Bytes(Join({{2, 6}, Iota(6, 10), {6}, Iota(6, 20)})),
-         Bytes(Join({{2}, Iota(6, 10), Iota(6, 20), std::vector<std::int32_t>(12, 0)}))},
-        {1162, Bytes(Iota(18, -9)), Bytes(Iota(18, -9))},
     };
     ComPtr<IPropertyStore> store;
     ASSERT_EQ(device->OpenPropertyStore(STGM_READWRITE, &store), S_OK);
@@ -141,6 +144,25 @@ TEST_F(WineEndpointTest, BlobsReadBackInCallerLayouts) {
     EXPECT_EQ(size, 0u);
     EXPECT_EQ(version[0], L'\0');
     EXPECT_EQ(dll.Close(handle), S_OK);
+}
+
+// Wine's endpoint has no device topology (Activate answers E_NOINTERFACE): the walk ends
+// there, cleanly and without a module.
+TEST_F(WineEndpointTest, TopologyWalkEndsWithoutAModuleAtTheMissingTopology) {
+    ComPtr<IMMDeviceCollection> devices;
+    ASSERT_EQ(enumerator->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &devices), S_OK);
+    UINT count = 0;
+    ASSERT_EQ(devices->GetCount(&count), S_OK);
+    CPPAPIHelper helper;
+    EXPECT_EQ(helper.PPInitialize(GUID_NULL), E_NOINTERFACE);
+    EXPECT_TRUE(helper.Modules().empty());
+    EXPECT_TRUE(log.Has(4, L"PPAPIHelper.cpp", L"CPPAPIHelper::PPInitialize", L"Devices count: " + std::to_wstring(count)));
+    EXPECT_TRUE(log.Has(3, L"PPAPIHelper.cpp", L"CPPAPIHelper::PPInitialize",
+                        Failure(L"Device activation failed! ", E_NOINTERFACE)));
+
+    EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), 0, 0), E_NOINTERFACE);
+    EXPECT_TRUE(log.Has(3, L"PPAPIHelper.cpp", L"CPPAPIHelper::SonavelModuleExist",
+                        Failure(L"Failed to active device IDeviceTopology: ", E_NOINTERFACE)));
 }
 
 }  // namespace
