@@ -250,8 +250,7 @@ TEST(PexctlTest, HelpVersionAndParameterReference) {
 }
 
 // Wine's own audio, as ctest sets up its ALSA configuration: no device and
-// so no endpoint at all, or the null device and one endpoint whose store
-// takes only VT_UI4 values.
+// so no endpoint at all (the null device's one endpoint: SnapshotCommandsTest).
 TEST(PexctlWineTest, NoEndpoint) {
     const Outcome missing = Pexctl({"get", "pex_postgain"});
     EXPECT_EQ(missing.exitCode, 1u) << missing.err;
@@ -263,21 +262,6 @@ TEST(PexctlWineTest, NoEndpoint) {
     const Outcome empty = Pexctl({"--json", "list"});
     EXPECT_EQ(empty.exitCode, 0u);
     EXPECT_EQ(Parse({"--json", "list"}, empty).value("endpoints", Json::array()).size(), 0u) << empty.out;
-}
-
-TEST(PexctlWineTest, WineEndpoint) {
-    const Outcome listed = Pexctl({"--json", "list"});
-    ASSERT_EQ(Parse({"--json", "list"}, listed).value("endpoints", Json::array()).size(), 1u) << listed.out;
-    const Outcome refused = Pexctl({"set", "krelo_peak_level", "7"});
-    EXPECT_EQ(refused.exitCode, 1u);
-    EXPECT_NE(refused.err.find("(the store refused the value's type; some stores take only --type ui4)"),
-              std::string::npos)
-        << refused.err;
-    const Outcome written = Pexctl({"--type", "ui4", "set", "krelo_peak_level", "7"});
-    EXPECT_EQ(written.exitCode, 0u) << written.err;
-    const Outcome read = Pexctl({"--json", "get", "krelo_peak_level"});
-    EXPECT_EQ(read.exitCode, 0u) << read.err;
-    EXPECT_EQ(Parse({"get"}, read).value("store", 0), 7);
 }
 
 }  // namespace

@@ -292,10 +292,17 @@ TEST(PexctlTest, CapturedMachinesAnswerAsTheOriginals) {
     EXPECT_EQ(endpoints[0].at("store"), "readonly");
 }
 
-// Wine's own endpoint stores scalars only as VT_UI4.
+// Wine's null device: one endpoint, whose store takes scalars only as VT_UI4 and says so.
 TEST(PexctlWineTest, WineEndpointSnapshotRoundTrip) {
     // Earlier programs of the prefix left values of every kind in Wine's store.
     ASSERT_NO_FATAL_FAILURE(ClearCatalogueValuesOfTheDefaultEndpoint());
+    const Outcome listed = Pexctl({"--json", "list"});
+    ASSERT_EQ(Parse({"--json", "list"}, listed).value("endpoints", Json::array()).size(), 1u) << listed.out;
+    const Outcome refused = Pexctl({"set", "krelo_peak_level", "7"});
+    EXPECT_EQ(refused.exitCode, 1u);
+    EXPECT_NE(refused.err.find("(the store refused the value's type; some stores take only --type ui4)"),
+              std::string::npos)
+        << refused.err;
     const TemporaryFile snapshot("wine-snapshot.json");
     const auto run = [](std::vector<std::string> args, DWORD exitCode = 0) {
         args.insert(args.begin(), {"--json", "--type", "ui4"});
