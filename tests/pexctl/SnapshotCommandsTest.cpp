@@ -138,9 +138,9 @@ TEST(PexctlTest, SnapshotRoundTripOnBothRoutes) {
     EXPECT_EQ(OnMachine(machine, {"apply", "--dry-run", snapshot.Path()}).at("writes"), Json::array());
 }
 
-// A family that is not on an endpoint's DSP is skipped, said once, and no failure: on every
-// shipped machine save, report, dump and diff of its own snapshot succeed; apply of a snapshot
-// with that family's DSP values leaves them out.
+// A family that is not on an endpoint's DSP is skipped, said once, and no failure: save and
+// report succeed (dump below, diff of a machine's own snapshot in the round trip); apply of a
+// snapshot with that family's DSP values leaves them out.
 TEST(PexctlTest, MissingFamiliesAreSkippedNotFailed) {
     const struct {
         const char* profile;
@@ -161,8 +161,6 @@ TEST(PexctlTest, MissingFamiliesAreSkippedNotFailed) {
         const TemporaryFile snapshot("skipped-snapshot.json"), page("skipped.html");
         EXPECT_EQ(families(OnMachine(machine, {"save", snapshot.Path()})), c.skipped);
         EXPECT_EQ(families(OnMachine(machine, {"report", page.Path()})), c.skipped);
-        EXPECT_EQ(families(OnMachine(machine, {"--route", "both", "dump"})), c.skipped);
-        EXPECT_EQ(OnMachine(machine, {"diff", snapshot.Path()}).at("same"), true);
     }
     // Said once per family in text, on standard error.
     const TemporaryFile machine("skipped.json", ShippedProfile("headset-without-dsp.json"));
