@@ -26,11 +26,8 @@ TEST(PexctlTest, BadInputsSayWhatIsWrong) {
         DWORD exitCode;
         std::string message;
     };
-    const std::string bands = R"({"count": 2, "a": [1, 2], "b": []})";
     const Case cases[] = {
         {{"get", "1500"}, 2, "unknown parameter \"1500\"; `pexctl params` lists them"},
-        {{"set", "pex_postgain", "4294967295"}, 2, "\"4294967295\" is out of range -2147483648..2147483647"},
-        {{"set", "pex_postgain", "1e3"}, 2, "\"1e3\" is not a number"},
         {{"--type", "ui4", "set", "pex_postgain", "-1"}, 2, "\"-1\" is out of range 0..4294967295"},
         {{"--trace", "0", "list"}, 2, "--trace"},
         {{"--route", "sideways", "list"}, 2, "--route"},
@@ -40,7 +37,6 @@ TEST(PexctlTest, BadInputsSayWhatIsWrong) {
         {{}, 2, "A subcommand is required"},
         {{"set", "krelo_filter_config", "3000"}, 2, "krelo_filter_config is a structure: give a JSON object with the fields size, data"},
         {{"set", "krelo_filter_config", R"({"size": 3000, "data": []})"}, 2, "\"size\" says 3000 but \"data\" has 0"},
-        {{"set", "pex_ieq_bands", bands}, 2, "\"a\" has 2 values, it takes 20"},
         {{"set", "pex_ieq_bands", "{\"count\": "}, 2, "the value is not valid JSON"},
         {{"set", "pex_ieq_bands", "@Z:/nonexistent/bands.json"}, 2, "cannot read the value file \"Z:/nonexistent/bands.json\""},
         {{"--type", "ui4", "set", "pex_ieq_bands", "{}"}, 2, "--type applies to scalar values"},
