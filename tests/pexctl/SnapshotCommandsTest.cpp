@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -67,36 +68,30 @@ TEST(PexctlTest, ProfileKeepsTheMachineBetweenRuns) {
     OnMachine(machine, {"--no-save", "set", "pex_postgain", "9"});
     EXPECT_EQ(OnMachine(machine, {"get", "pex_postgain"}).value("store", 0), -4);
 
-    // A profile that does not read is refused whole, and left as it is.
-    const struct {
-        std::string profile;
-        std::string message;
-    } cases[] = {
-        {R"({"format": 1, "endpoints": [{"id": "a", "guid": "x", "friendlyName": "A"}]})",
-         "does not read: profile.endpoints[0].guid: not a GUID in braces"},
-        {"", "cannot read the machine profile"},
-    };
-    for (const auto& c : cases) {
-        const TemporaryFile bad("bad-machine.json", c.profile);
-        const std::vector<std::string> args = {"--simulate=" + bad.Path(), "set", "pex_postgain", "1"};
-        const Outcome run = Pexctl(args);
-        EXPECT_EQ(run.exitCode, 2u) << Describe(args, run);
-        EXPECT_NE(run.err.find(c.message), std::string::npos) << Describe(args, run);
-        EXPECT_EQ(bad.Content(), c.profile);
-    }
-    const Outcome alone = Pexctl({"--no-save", "list"});
-    EXPECT_EQ(alone.exitCode, 2u);
-    EXPECT_NE(alone.err.find("--no-save applies to --simulate=PROFILE.json"), std::string::npos) << alone.err;
-
-    // A device removed while a command runs: its store answers AUDCLNT_E_DEVICE_INVALIDATED.
+    // Refused runs: a profile that does not read (refused whole and left as it is), --no-save without
+    // a profile, a device removed while a command runs (its store answers AUDCLNT_E_DEVICE_INVALIDATED).
     Json removing = Json::parse(shipped);
     removing["failures"] = Json::array({{{"method", "IPropertyStore::SetValue"}, {"hresult", "0x88890004"}}});
-    const TemporaryFile gone("removed-machine.json", removing.dump());
-    const std::vector<std::string> args = {"--simulate=" + gone.Path(), "--no-save", "set", "pex_postgain", "1"};
-    const Outcome removed = Pexctl(args);
-    EXPECT_EQ(removed.exitCode, 1u) << Describe(args, removed);
-    EXPECT_NE(removed.err.find("0x88890004 "), std::string::npos) << Describe(args, removed);
-    EXPECT_NE(removed.err.find("(the device was removed)"), std::string::npos) << Describe(args, removed);
+    const struct {
+        std::optional<std::string> profile;
+        DWORD exitCode;
+        std::vector<std::string> texts;
+    } cases[] = {
+        {R"({"format": 1, "endpoints": [{"id": "a", "guid": "x", "friendlyName": "A"}]})", 2,
+         {"does not read: profile.endpoints[0].guid: not a GUID in braces"}},
+        {"", 2, {"cannot read the machine profile"}},
+        {std::nullopt, 2, {"--no-save applies to --simulate=PROFILE.json"}},
+        {removing.dump(), 1, {"0x88890004 ", "(the device was removed)"}},
+    };
+    for (const auto& c : cases) {
+        const TemporaryFile profile("refused-machine.json", c.profile.value_or(""));
+        std::vector<std::string> args = {"--no-save", "set", "pex_postgain", "1"};
+        if (c.profile) args.insert(args.begin(), "--simulate=" + profile.Path());
+        const Outcome run = Pexctl(args);
+        EXPECT_EQ(run.exitCode, c.exitCode) << Describe(args, run);
+        for (const std::string& text : c.texts) EXPECT_NE(run.err.find(text), std::string::npos) << Describe(args, run);
+        EXPECT_EQ(profile.Content(), c.profile.value_or("")) << Describe(args, run);
+    }
 }
 
 // save, change, diff, apply, diff: nothing left to apply, on both routes.
