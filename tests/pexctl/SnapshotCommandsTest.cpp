@@ -285,7 +285,7 @@ TEST(PexctlTest, CapturedMachinesAnswerAsTheOriginals) {
     EXPECT_EQ(endpoints[0].at("store"), "readonly");
 }
 
-// Wine's null device: one endpoint, whose store takes scalars only as VT_UI4 and says so.
+// Wine's null device: one endpoint, whose store takes scalars only as VT_UI4 and says so; its capture.
 TEST(PexctlWineTest, WineEndpointSnapshotRoundTrip) {
     // Earlier programs of the prefix left values of every kind in Wine's store.
     ASSERT_NO_FATAL_FAILURE(ClearCatalogueValuesOfTheDefaultEndpoint());
@@ -314,13 +314,7 @@ TEST(PexctlWineTest, WineEndpointSnapshotRoundTrip) {
     EXPECT_EQ(applied["writes"][0].at("result"), "written");
     EXPECT_EQ(run({"diff", snapshot.Path()}).at("differences"), Json::array());
     EXPECT_EQ(run({"get", "pex_postgain"}).value("store", 0), 3);
-}
-
-// Wine's own endpoint captured: the simulated copy answers as Wine does.
-TEST(PexctlWineTest, WineEndpointCaptured) {
-    ASSERT_NO_FATAL_FAILURE(ClearCatalogueValuesOfTheDefaultEndpoint());
-    const Outcome written = Pexctl({"--type", "ui4", "set", "pex_postgain", "5"});
-    ASSERT_EQ(written.exitCode, 0u) << written.err;
+    // Captured, the simulated copy answers as Wine does.
     const TemporaryFile captured("wine-captured.json");
     const Outcome capture = Pexctl({"capture", captured.Path()});
     ASSERT_EQ(capture.exitCode, 0u) << capture.err;
