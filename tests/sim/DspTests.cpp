@@ -28,7 +28,6 @@ kelix::Guid Wire(const GUID& guid) {
 }
 
 const kelix::PpModuleAddress kAddress{kPin, 2, Wire(kModule)};
-constexpr PROPERTYKEY kAnyKey = {{0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 4};
 
 class SimDsp : public SimFixture {
 protected:
@@ -59,50 +58,9 @@ protected:
         return std::vector<BYTE>(record.begin(), record.end());
     }
 
-    static std::vector<BYTE> ValueBuffer(size_t size, std::vector<BYTE> value) {
-        return *kelix::ParameterValueBuffer(size, value);
-    }
-
     sim::Dsp* dsp = nullptr;
     ComPtr<IKsControl> control;
 };
-
-TEST_F(SimDsp, AnswersFromWhatWasWritten) {
-    std::vector<BYTE> value = ValueBuffer(kelix::kPpParameterBufferSize, {1, 2, 3, 4, 5});
-    EXPECT_HR(S_OK, Send(Bytes(kelix::PpModuleParameterRequest(kelix::kKsPropertySet, kAddress, 127, 1)), &value));
-    EXPECT_EQ(dsp->Parameter(kModule, 127), (std::vector<BYTE>{1, 2, 3, 4, 5}));
-    const auto get = Bytes(kelix::PpModuleParameterRequest(kelix::kKsPropertyGet, kAddress, 127, 0));
-    std::vector<BYTE> reply(kelix::kPpParameterBufferSize, 0xEE);
-    ULONG returned = 0;
-    EXPECT_HR(S_OK, Send(get, &reply, &returned));
-    EXPECT_EQ(std::vector<BYTE>(reply.begin(), reply.begin() + 10), (std::vector<BYTE>{5, 0, 0, 0, 1, 2, 3, 4, 5, 0xEE}));
-    EXPECT_EQ(returned, 9u);
-    // A reply length set by the test: the stored bytes, then zeros.
-    dsp->SetParameterReplyLength(kModule, 127, 720);
-    EXPECT_HR(S_OK, Send(get, &reply, &returned));
-    EXPECT_EQ(kelix::ReadU32(reply, 0), 720u);
-    EXPECT_EQ(reply[8], 5);
-    EXPECT_EQ(reply[9], 0);
-    EXPECT_EQ(returned, 724u);
-
-    std::vector<BYTE> flag{0};
-    EXPECT_HR(S_OK, Send(Bytes(kelix::PpModuleEnableRequest(kelix::kKsPropertySet, kAddress, 1)), &flag));
-    EXPECT_FALSE(dsp->Enabled(kModule));
-    std::vector<BYTE> amdValue = ValueBuffer(kelix::kAmdParameterBufferSize, {9, 9});
-    EXPECT_HR(S_OK, Send(Bytes(kelix::AmdParameterRequest(kelix::kKsPropertySet, Wire(kAmdRow), 2, 45)), &amdValue));
-    EXPECT_EQ(dsp->Parameter(kAmdRow, 45), (std::vector<BYTE>{9, 9}));
-
-    // Every request is on record as sent.
-    const std::vector<sim::KsRequest> requests = dsp->Requests();
-    ASSERT_EQ(requests.size(), 5u);
-    EXPECT_EQ(requests[0].device, kRender);
-    EXPECT_EQ(requests[0].Id(), 3u);
-    EXPECT_EQ(requests[0].Flags(), 2u);
-    EXPECT_EQ(requests[0].Word(68), 127u);
-    EXPECT_EQ(requests[0].data, ValueBuffer(kelix::kPpParameterBufferSize, {1, 2, 3, 4, 5}));
-    EXPECT_EQ(requests[1].property, get);
-    EXPECT_EQ(requests[1].dataLength, kelix::kPpParameterBufferSize);
-}
 
 TEST_F(SimDsp, RefusesMalformedRequests) {
     const auto version = Bytes(kelix::PpShortHeader(kelix::kPpVersion, kelix::kKsPropertyGet, kPin));
@@ -160,45 +118,6 @@ TEST_F(SimDsp, RefusesMalformedRequests) {
     EXPECT_HR(E_POINTER, control->KsProperty(nullptr, 32, nullptr, 0, &returned));
     EXPECT_FALSE(dsp->Parameter(kModule, 20).has_value());
     EXPECT_EQ(dsp->Requests().size(), std::size(cases) + 3);
-}
-
-// A removed endpoint's objects answer as a removed device's for good; the endpoint leaves the
-// enumeration and comes back where it was; a plugged one comes ahead of the one named.
-TEST_F(SimDsp, RemovedEndpointsObjectsAreDeadAndPluggedOnesComeFirst) {
-    sim::Endpoint& render = *platform.Find(kRender);
-    ComPtr<IPropertyStore> store;
-    ASSERT_HR(S_OK, Device(kRender)->OpenPropertyStore(STGM_READ, &store));
-    const auto version = Bytes(kelix::PpShortHeader(kelix::kPpVersion, kelix::kKsPropertyGet, kPin));
-    std::vector<BYTE> reply(5);
-    const auto activeRenders = [&] {
-        ComPtr<IMMDeviceCollection> devices;
-        EXPECT_HR(S_OK, Enumerator()->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &devices));
-        UINT count = 0;
-        devices->GetCount(&count);
-        std::vector<std::wstring> ids;
-        for (UINT i = 0; i < count; ++i) {
-            ComPtr<IMMDevice> device;
-            devices->Item(i, &device);
-            ids.push_back(IdOf(device.Get()));
-        }
-        return ids;
-    };
-    PROPVARIANT value;
-    PropVariantInit(&value);
-    render.Remove();
-    EXPECT_HR(sim::kDeviceInvalidated, store->GetValue(kAnyKey, &value));
-    EXPECT_HR(sim::kDriverDeviceRemoved, Send(version, &reply));
-    EXPECT_EQ(activeRenders(), std::vector<std::wstring>{kRenderSecond});
-    render.Restore();
-    platform.PlugEndpoint({L"plugged"}, kRender);
-    EXPECT_EQ(activeRenders(), (std::vector<std::wstring>{L"plugged", kRender, kRenderSecond}));
-    EXPECT_HR(sim::kDeviceInvalidated, store->GetValue(kAnyKey, &value));  // dead for good
-    EXPECT_HR(sim::kDriverDeviceRemoved, Send(version, &reply));
-    ASSERT_HR(S_OK, Device(kRender)->OpenPropertyStore(STGM_READ, store.ReleaseAndGetAddressOf()));
-    EXPECT_HR(S_OK, store->GetValue(kAnyKey, &value));
-    ASSERT_HR(S_OK, Device(kRender)->Activate(__uuidof(IKsControl), CLSCTX_ALL, nullptr, &control));
-    EXPECT_HR(S_OK, Send(version, &reply));
-    PropVariantClear(&value);
 }
 
 // Mutated answers follow the seed: the same seed gives the same answers, and the module-list size
