@@ -37,10 +37,13 @@ export class Writer {
     this.numbered = 0;
     this.last = new Map();  // "name|route" -> number of the last write handed over, until it is answered
     this.worker = new Worker('./writer.js', { type: 'module' });
+    // An answer is superseded when a newer write of its parameter and route was handed
+    // over after it, whether or not the worker has seen that one yet.
     this.worker.onmessage = ({ data: answer }) => {
       const key = answer.name + '|' + answer.route;
-      if (this.last.get(key) === answer.number) this.last.delete(key);
-      done(answer);
+      const superseded = this.last.get(key) !== answer.number;
+      if (!superseded) this.last.delete(key);
+      done({ ...answer, superseded });
     };
   }
 

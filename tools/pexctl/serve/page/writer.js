@@ -5,7 +5,7 @@
 //
 // Per parameter and route at most one write is in flight; newer values wait
 // and only the newest is sent next. Each answer goes back to the page with
-// the times on the page's clock.
+// the times on the page's clock; the page knows which answers are superseded.
 import { call } from './api.js';
 
 const slots = new Map();
@@ -19,8 +19,7 @@ async function pump(slot) {
     const answer = await call('PUT', `param/${encodeURIComponent(job.name)}?route=${job.route}`, { value: job.value });
     const finished = performance.now();
     const shift = performance.timeOrigin - job.origin;
-    postMessage({ ...job, ...answer, started: started + shift, finished: finished + shift,
-                  superseded: slot.next !== null });
+    postMessage({ ...job, ...answer, started: started + shift, finished: finished + shift });
   }
   slot.running = false;
 }
