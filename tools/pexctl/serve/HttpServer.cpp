@@ -53,10 +53,8 @@ private:
     // A client that asks before sending its body (curl does for larger bodies)
     // is told to go on; then the body is read.
     void OnHeader(beast::error_code ec) {
-        if (ec || !beast::iequals(parser_->get()[http::field::expect], "100-continue")) {
-            if (ec) return OnRead(ec);
-            return ReadBody();
-        }
+        if (ec) return OnRead(ec);
+        if (!beast::iequals(parser_->get()[http::field::expect], "100-continue")) return ReadBody();
         static const http::response<http::empty_body> kContinue{http::status::continue_, 11};
         http::async_write(stream_, kContinue, [self = shared_from_this()](beast::error_code written, std::size_t) {
             if (written) return self->Close();
