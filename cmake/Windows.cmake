@@ -22,6 +22,9 @@ add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX)
 if(MINGW)
   # Programs and the DLL need nothing but system DLLs.
   add_link_options(-static -static-libgcc -static-libstdc++)
+  # libstdc++'s checked containers: an index past a container's end stops the process at the
+  # fault instead of reading a neighbour's memory and passing it on as a module or a value.
+  add_compile_definitions(_GLIBCXX_ASSERTIONS)
 endif()
 
 # The DLL, the programs and the tests side by side, so that a test loads the DLL it was built with.
