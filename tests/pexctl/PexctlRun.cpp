@@ -96,6 +96,22 @@ bool HasError(const Json& document, const std::string& text) {
     return false;
 }
 
+std::string Leaves(const Json& document) {
+    std::string text;
+    const Json leaves = document.flatten();
+    for (const auto& [pointer, value] : leaves.items()) {
+        text += pointer + "=" + (value.is_string() ? value.get<std::string>() : value.dump()) + "\n";
+    }
+    return text;
+}
+
+TemporaryFile::TemporaryFile(const std::string& name, const std::string& content)
+    : path_(Directory() + Widen(std::to_string(GetCurrentProcessId()) + "-" + name)) {
+    if (!content.empty()) std::ofstream(path_.c_str(), std::ios::binary) << content;
+}
+
+TemporaryFile::~TemporaryFile() { DeleteFileW(path_.c_str()); }
+
 std::string Narrow(const std::wstring& wide) {
     const int length = WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), nullptr, 0, nullptr, nullptr);
     std::string narrow(static_cast<size_t>(length), '\0');
