@@ -89,13 +89,6 @@ Json Parse(const std::vector<std::string>& args, const Outcome& run) {
     }
 }
 
-bool HasError(const Json& document, const std::string& text) {
-    for (const Json& error : document.value("errors", Json::array())) {
-        if (error.value("message", "").find(text) != std::string::npos) return true;
-    }
-    return false;
-}
-
 std::string Leaves(const Json& document) {
     std::string text;
     const Json leaves = document.flatten();

@@ -32,8 +32,6 @@ std::string Describe(const std::vector<std::string>& args, const Outcome& run);
 std::vector<std::string> Simulated(std::vector<std::string> args);  // --simulate first
 // The document on stdout; a test failure that names the run when it is no JSON.
 Json Parse(const std::vector<std::string>& args, const Outcome& run);
-// Whether one of the document's error objects says `text`.
-bool HasError(const Json& document, const std::string& text);
 // The document's leaves, a "/json/pointer=value\n" line each in key order, strings as they are:
 // what a run answered, found by text whatever the nesting.
 std::string Leaves(const Json& document);
