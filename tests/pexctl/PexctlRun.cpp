@@ -89,12 +89,21 @@ Json Parse(const std::vector<std::string>& args, const Outcome& run) {
     }
 }
 
-bool HasError(const Json& document, const std::string& text) {
-    for (const Json& error : document.value("errors", Json::array())) {
-        if (error.value("message", "").find(text) != std::string::npos) return true;
+std::string Leaves(const Json& document) {
+    std::string text;
+    const Json leaves = document.flatten();
+    for (const auto& [pointer, value] : leaves.items()) {
+        text += pointer + "=" + (value.is_string() ? value.get<std::string>() : value.dump()) + "\n";
     }
-    return false;
+    return text;
 }
+
+TemporaryFile::TemporaryFile(const std::string& name, const std::string& content)
+    : path_(Directory() + Widen(std::to_string(GetCurrentProcessId()) + "-" + name)) {
+    if (!content.empty()) std::ofstream(path_.c_str(), std::ios::binary) << content;
+}
+
+TemporaryFile::~TemporaryFile() { DeleteFileW(path_.c_str()); }
 
 std::string Narrow(const std::wstring& wide) {
     const int length = WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()), nullptr, 0, nullptr, nullptr);

@@ -32,7 +32,22 @@ std::string Describe(const std::vector<std::string>& args, const Outcome& run);
 std::vector<std::string> Simulated(std::vector<std::string> args);  // --simulate first
 // The document on stdout; a test failure that names the run when it is no JSON.
 Json Parse(const std::vector<std::string>& args, const Outcome& run);
-// Whether one of the document's error objects says `text`.
-bool HasError(const Json& document, const std::string& text);
+// The document's leaves, a "/json/pointer=value\n" line each in key order, strings as they are:
+// what a run answered, found by text whatever the nesting.
+std::string Leaves(const Json& document);
+
+// A file beside the test program, removed when the test ends.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(const std::string& name, const std::string& content = "");
+    ~TemporaryFile();
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    std::string Path() const { return Narrow(path_); }
+    std::string Content() const { return ReadAll(path_); }
+
+private:
+    std::wstring path_;
+};
 
 }  // namespace pexctl_test

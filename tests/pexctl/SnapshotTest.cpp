@@ -1,5 +1,5 @@
-// Snapshot documents: what is refused (and how the error names the entry),
-// what survives a round trip through the file, and what Compare reports.
+// Snapshot documents: what is refused (and how the error names the entry) and
+// what Compare reports; the round trip through the file: SnapshotCommandsTest.
 #include <gtest/gtest.h>
 
 #include "Snapshot.h"
@@ -60,30 +60,6 @@ TEST(SnapshotTest, RefusedDocumentsNameTheEntryAndKeepNothing) {
         EXPECT_NE(reading.error.find(c.error), std::string::npos) << c.document << "\n -> " << reading.error;
         EXPECT_TRUE(reading.snapshot.entries.empty()) << c.document;
     }
-}
-
-TEST(SnapshotTest, SavedDocumentReadsBackWithWritableBytes) {
-    Snapshot snapshot;
-    snapshot.endpoint = {"{0.0.0.00000000}.{e}", "Line \"Out\" Ger\xC3\xA4t", 2, "pex2.10", "krelo1.4"};
-    snapshot.routes = {Route::Store, Route::Dsp};
-    snapshot.entries = {{kelix::FindParameter("pex_postgain"), Route::Store, -6, {}},
-                        {kelix::FindParameter("pex_ieq_bands"), Route::Dsp, Bands(100), {}},
-                        {kelix::FindParameter("pex_version"), Route::Store, "pex2.10", {}},
-                        {kelix::FindParameter("krelo_peak_level"), Route::Store, 4294967295u, {}}};
-    const SnapshotReading reading = SnapshotFromJson(SnapshotToJson(snapshot).dump(2));
-    ASSERT_EQ(reading.error, "");
-    const Snapshot& back = reading.snapshot;
-    EXPECT_EQ(back.endpoint.name, snapshot.endpoint.name);
-    EXPECT_EQ(back.endpoint.formFactor, 2u);
-    EXPECT_EQ(back.endpoint.kreloVersion, "krelo1.4");
-    ASSERT_EQ(back.entries.size(), 4u);
-    EXPECT_EQ(back.entries[0].bytes, (std::vector<std::uint8_t>{0xFA, 0xFF, 0xFF, 0xFF}));
-    EXPECT_EQ(back.entries[1].bytes.size(), 164u);
-    EXPECT_EQ(back.entries[1].value, Bands(100));
-    EXPECT_TRUE(back.entries[2].bytes.empty()) << "a text is never written";
-    // A scalar saved as UI4 is the same word as the INT32 the endpoint shows.
-    EXPECT_EQ(back.entries[3].value, -1);
-    EXPECT_EQ(back.entries[3].bytes, (std::vector<std::uint8_t>{0xFF, 0xFF, 0xFF, 0xFF}));
 }
 
 TEST(SnapshotTest, CompareReportsChangedMissingAndExtraValues) {

@@ -11,6 +11,7 @@
 #include <wrl/client.h>
 
 #include <cstring>
+#include <tuple>
 
 #include "SimTestSupport.h"
 #include "sim/MachineProfile.h"
@@ -18,7 +19,6 @@
 
 namespace sim {
 namespace {
-
 
 std::string ReadFile(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
@@ -160,16 +160,13 @@ TEST(MachineProfileTest, EndpointDescriptionAsWindowsKeepsIt) {
         WAVEFORMATEXTENSIBLE format;
         std::memcpy(&format, value.blob.pBlobData, sizeof format);
         PropVariantClear(&value);
-        EXPECT_EQ(format.Format.wFormatTag, WAVE_FORMAT_EXTENSIBLE);
-        EXPECT_EQ(format.Format.cbSize, 22);
-        EXPECT_EQ(format.Format.nSamplesPerSec, c.rate);
-        EXPECT_EQ(format.Format.nChannels, c.channels);
-        EXPECT_EQ(format.Format.wBitsPerSample, c.bits);
-        EXPECT_EQ(format.Format.nBlockAlign, c.channels * c.bits / 8);
-        EXPECT_EQ(format.Format.nAvgBytesPerSec, c.rate * c.channels * c.bits / 8);
-        EXPECT_EQ(format.Samples.wValidBitsPerSample, c.bits);
-        EXPECT_EQ(format.dwChannelMask, c.channelMask);
-        EXPECT_EQ(format.SubFormat.Data1, c.isFloat ? DWORD{WAVE_FORMAT_IEEE_FLOAT} : DWORD{WAVE_FORMAT_PCM});
+        // What the profile asked for, and what the fields of a format say of each other.
+        const WAVEFORMATEX& f = format.Format;
+        EXPECT_EQ(std::tuple(f.nSamplesPerSec, f.nChannels, f.wBitsPerSample, format.dwChannelMask, format.SubFormat.Data1),
+                  std::tuple(c.rate, c.channels, c.bits, c.channelMask, c.isFloat ? DWORD{WAVE_FORMAT_IEEE_FLOAT} : DWORD{WAVE_FORMAT_PCM}));
+        EXPECT_EQ(std::tuple(f.wFormatTag, f.cbSize, f.nBlockAlign, f.nAvgBytesPerSec, format.Samples.wValidBitsPerSample),
+                  std::tuple(WORD{WAVE_FORMAT_EXTENSIBLE}, WORD{22}, WORD(c.channels * c.bits / 8), c.rate * c.channels * c.bits / 8,
+                             c.bits));
         EXPECT_EQ(format.SubFormat.Data4[7], 0x71);
         // The described values stand in fields of their own, not among the saved values.
         EXPECT_NE(profile.Save().find("\"values\": []"), std::string::npos) << profile.Save();

@@ -1,8 +1,3 @@
-#include <cstring>
-#include <cwchar>
-#include <string>
-#include <vector>
-
 #include "SimTestSupport.h"
 
 namespace simtest {
@@ -12,25 +7,6 @@ using SimPropertyStore = SimFixture;
 
 constexpr GUID kFmtid = {0x6d1e2f3a, 0x41c7, 0x4b8e, {0x9a, 0x52, 0x0c, 0x3f, 0x7e, 0x21, 0x88, 0x14}};
 constexpr PROPERTYKEY Key(DWORD pid) { return PROPERTYKEY{kFmtid, pid}; }
-
-// The bytes a value holds, for the types the tests write.
-std::string Payload(const PROPVARIANT& v) {
-    const auto bytes = [](const void* data, size_t size) {
-        return size == 0 ? std::string() : std::string(static_cast<const char*>(data), size);
-    };
-    switch (v.vt) {
-        case VT_I4: case VT_UI4: return bytes(&v.lVal, sizeof v.lVal);
-        case VT_VECTOR | VT_I4: return bytes(v.cal.pElems, v.cal.cElems * sizeof(LONG));
-        case VT_BLOB: return bytes(v.blob.pBlobData, v.blob.cbSize);
-        case VT_LPWSTR: return bytes(v.pwszVal, std::wcslen(v.pwszVal) * sizeof(wchar_t));
-        default: return {};
-    }
-}
-
-::testing::AssertionResult SameValue(const PROPVARIANT& expected, const PROPVARIANT& actual) {
-    if (expected.vt == actual.vt && Payload(expected) == Payload(actual)) return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << "vt " << actual.vt << " differs from the value written (vt " << expected.vt << ")";
-}
 
 TEST_F(SimPropertyStore, OpenModesFollowTheEndpointsAccess) {
     struct Case {
@@ -69,71 +45,6 @@ TEST_F(SimPropertyStore, OpenModesFollowTheEndpointsAccess) {
         store->Release();
     }
 }
-
-// One value of each type the product writes, over the given buffers (4 words, 5 bytes, 9 chars).
-std::vector<PROPVARIANT> TypedValues(LONG* words, BYTE* bytes, wchar_t* text) {
-    std::vector<PROPVARIANT> values(6);
-    values[0].vt = VT_I4, values[0].lVal = -123456;
-    values[1].vt = VT_UI4, values[1].ulVal = 0xFFFFFFFEu;
-    values[2].vt = VT_VECTOR | VT_I4, values[2].cal.cElems = 4, values[2].cal.pElems = words;
-    values[3].vt = VT_BLOB, values[3].blob.cbSize = 5, values[3].blob.pBlobData = bytes;
-    values[4].vt = VT_VECTOR | VT_I4;  // no elements
-    values[5].vt = VT_LPWSTR, values[5].pwszVal = text;
-    return values;
-}
-
-TEST_F(SimPropertyStore, ValuesRoundTripAndPersistAcrossStores) {
-    LONG words[] = {-1, 0, 0x7FFFFFFF, 42};
-    BYTE bytes[] = {0x00, 0xFF, 0x10, 0x80, 0x7F};
-    wchar_t text[] = L"Speakers";
-    const std::vector<PROPVARIANT> values = TypedValues(words, bytes, text);
-    {
-        LONG callerWords[std::size(words)];
-        BYTE callerBytes[std::size(bytes)];
-        wchar_t callerText[std::size(text)];
-        std::memcpy(callerWords, words, sizeof words);
-        std::memcpy(callerBytes, bytes, sizeof bytes);
-        std::memcpy(callerText, text, sizeof text);
-        const std::vector<PROPVARIANT> written = TypedValues(callerWords, callerBytes, callerText);
-        ComPtr<IPropertyStore> writer;
-        ASSERT_HR(S_OK, Device(kRender)->OpenPropertyStore(STGM_READWRITE, &writer));
-        for (DWORD i = 0; i < written.size(); ++i) ASSERT_HR(S_OK, writer->SetValue(Key(i), written[i]));
-        ASSERT_HR(S_OK, writer->Commit());
-        // The store keeps copies: the caller's buffers are gone after this.
-        std::memset(callerWords, 0x55, sizeof callerWords);
-        std::memset(callerBytes, 0x55, sizeof callerBytes);
-        std::memset(callerText, 0x55, sizeof callerText);
-    }
-    EXPECT_EQ(1, platform.Calls("IPropertyStore::Commit"));
-
-    ComPtr<IPropertyStore> reader;
-    ASSERT_HR(S_OK, Device(kRender)->OpenPropertyStore(STGM_READ, &reader));
-    DWORD count = 0;
-    ASSERT_HR(S_OK, reader->GetCount(&count));
-    ASSERT_EQ(values.size(), count);
-    for (DWORD i = 0; i < count; ++i) {
-        SCOPED_TRACE(testing::Message() << "vt " << values[i].vt);
-        PROPERTYKEY key{};
-        ASSERT_HR(S_OK, reader->GetAt(i, &key));
-        EXPECT_TRUE(IsEqualGUID(kFmtid, key.fmtid) && key.pid == i) << "GetAt keeps the order of writes";
-        PROPVARIANT value;
-        value.vt = VT_ILLEGAL;
-        ASSERT_HR(S_OK, reader->GetValue(key, &value));
-        EXPECT_TRUE(SameValue(values[i], value)) << "through a later store";
-        PropVariantClear(&value);
-        ASSERT_HR(S_OK, platform.Find(kRender)->GetValue(key, &value));
-        EXPECT_TRUE(SameValue(values[i], value)) << "through the endpoint";
-        PropVariantClear(&value);
-    }
-    PROPERTYKEY beyond = Key(0xBAAD);
-    EXPECT_HR(E_INVALIDARG, reader->GetAt(count, &beyond));
-    EXPECT_EQ(DWORD{0xBAAD}, beyond.pid);
-    PROPVARIANT absent;
-    absent.vt = VT_ILLEGAL;
-    EXPECT_HR(S_OK, reader->GetValue(Key(count), &absent));
-    EXPECT_EQ(VT_EMPTY, absent.vt) << "a key the store does not hold";
-}
-
 
 }  // namespace
 }  // namespace simtest
