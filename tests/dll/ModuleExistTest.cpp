@@ -11,9 +11,11 @@
 #include <string>
 #include <vector>
 
+#include "DllUnderTest.h"
 #include "KsScenario.h"
 #include "PPAPIHelper.h"
 #include "core/ModuleList.h"
+#include "core/PpApiRequests.h"
 #include "sim/Platform.h"
 
 using Microsoft::WRL::ComPtr;
@@ -107,10 +109,18 @@ TEST_F(ModuleProbeTest, FirstKnownModuleOfTheList) {
         EXPECT_EQ(DescriptorText(info.name), "krelo");
         EXPECT_EQ(DescriptorText(info.version), "1.4.2");  // the library's text, not the firmware's
     }
-    // The colon forms of the list failures.
+    // The colon forms of the list failures; null arguments, before anything is asked.
     sim::Dsp& dsp = AddCase(5, {.modules = {kKrelo}});
     ComPtr<IKsControl> control = Control(5);
     ModuleDescriptor info{};
+    ModuleEntry entry;
+    for (const HRESULT hr : {helper.LookForSonavelModuleInfo(nullptr, 1, &info),
+                             helper.LookForSonavelModuleInfo(control.Get(), 1, nullptr),
+                             helper.LookForPPModuleConnectorId_AMD(nullptr, &entry),
+                             helper.LookForPPModuleConnectorId_AMD(control.Get(), nullptr)}) {
+        EXPECT_EQ(hr, E_POINTER) << Hex(hr);
+    }
+    EXPECT_TRUE(dsp.Requests().empty());
     for (const auto& [request, text] : {
              std::pair{sim::DspRequest::ModuleListSize, L"Failed to retrieve modules list size: "},
              std::pair{sim::DspRequest::ModuleList, L"Failed to read modules list: "}}) {
@@ -156,10 +166,10 @@ TEST_F(ModuleProbeTest, ModuleExistAsksTheInstantiationState) {
         EXPECT_EQ(amd, c.amdRequests);
         if (i == 0) {
             // The pin is the low word of connector 0's local id; the module as the list names it.
-            EXPECT_EQ(requests.back().property,
-                      Bytes("37 ce e9 ba 99 aa c7 4b 9b df 4c bf 3d 23 e1 b9 06 00 00 00 01 00 00 00 01 00 00 00 "
-                            "00 00 00 00 7e 2f 8e c1 3d 93 65 49 b7 d1 1e ef 22 8d 2a f3 02 00 00 00 "
-                            "b0 3d dd cb ae 85 66 44 b1 8d 50 4f d8 e7 08 2b"));
+            PpModuleAddress module{1, 2, {}};
+            std::memcpy(&module.moduleId, &kModule142, sizeof module.moduleId);
+            const auto record = PpModuleRequest(6, 1, module);
+            EXPECT_EQ(requests.back().property, std::vector<BYTE>(record.begin(), record.end()));
             EXPECT_EQ(requests.back().dataLength, 1u);
         }
     }
