@@ -6,10 +6,13 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
+#include <optional>
 
+#include "Kelix3PexControl.h"
 #include "SimulatedEndpointTest.h"
 #include "Words.h"
 #include "core/DspBlobLayouts.h"
+#include "core/ParameterCatalogue.h"
 #include "core/PpApiRequests.h"
 
 namespace kelix::test {
@@ -227,35 +230,59 @@ TEST_F(DspRouteTest, ReadsShapeTheReplyIntoTheCallersBuffer) {
     EXPECT_EQ(bands[79], 7);
 }
 
-// Every array a client writes as its documented blob reads back as the caller structure holding
-// the same values, into a buffer of exactly that structure; one byte less is too small, and the
-// size needed comes back. A blob that names bytes it does not carry is refused before anything is sent.
-TEST_F(DspRouteTest, BlobsReadBackAsTheCallersStructure) {
-    struct Case {
+// Every array a client writes, of the size the public header gives, reads back as the caller
+// structure holding the same values through each route that takes it. The store receives the
+// words of the structure's DSP blob (every array behind its length word), of the blob size the
+// header gives; on the DSP route the client writes that blob, and a read into one byte less
+// than the structure is too small and gives the size needed.
+TEST_F(DspRouteTest, ArraysReadBackAsTheCallersStructure) {
+    const struct {
         std::int32_t id;
-        std::vector<std::int32_t> caller;
+        size_t size, blob = 0;
+        std::optional<PROPERTYKEY> key = {};
+    } cases[] = {
+        {KELIX_PEX_IEQ_BANDS, sizeof(KelixPexBands), sizeof(KelixDspPexBands), PexTuningKey(13)},
+        {KELIX_PEX_AUDIO_OPTIMIZER_BANDS, sizeof(KelixPexAudioOptimizerBands)},
+        {KELIX_PEX_REGULATOR_TUNING, sizeof(KelixPexRegulatorTuning), sizeof(KelixDspPexRegulatorTuning)},
+        {KELIX_PEX_PARTIAL_OUTPUT_MODE, KELIX_PARTIAL_OUTPUT_MODE_SIZE(1)},
+        {KELIX_PEX_DRC_METADATA, sizeof(KelixPexDrcMetadata)},
+        {KELIX_KRELO_FILTER_CONFIG, KELIX_FILTER_CONFIG_SIZE(2)},
+        {KELIX_KRELO_AUDIO_OPTIMIZER_GAINS, KELIX_AUDIO_OPTIMIZER_GAINS_SIZE(2)},
+        {KELIX_KRELO_REGULATOR_THRESHOLDS, sizeof(KelixKreloRegulatorThresholds), sizeof(KelixDspKreloRegulatorThresholds)},
+        {KELIX_KRELO_REGULATOR_ISOLATED_BANDS, sizeof(KelixKreloRegulatorIsolatedBands),
+         sizeof(KelixDspKreloRegulatorIsolatedBands)},
+        {KELIX_KRELO_MB_COMPRESSOR_TUNING, KELIX_MB_COMPRESSOR_TUNING_SIZE(2), 4 + 2 * sizeof(KelixDspKreloMbCompressorRecord),
+         KreloTuningKey(17)},
+        {KELIX_KRELO_REGULATOR_STRESS_AMOUNT, sizeof(KelixKreloRegulatorStressAmount),
+         sizeof(KelixDspKreloRegulatorStressAmount), KreloTuningKey(22)},
     };
-    const Case cases[] = {
-        {1114, Join({{2}, Iota(40, 1)})},  {1123, Join({{3}, Iota(80, 1)})}, {1141, {7, 3, 10, 11, 12}},
-        {1162, Iota(18, 1)},               {2105, {5, 0x04030201, 0x05}},    {2107, {2, -5, -6}},
-        {2108, Iota(40, 1)},               {2109, Iota(20, 1)},              {2116, Join({{2}, Iota(12, 1)})},
-        {2122, Iota(8, 1)},
-    };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.id);
-        std::vector<std::uint8_t> caller = Bytes(c.caller);
-        if (c.id == 2105) caller.resize(9);  // the count and five bytes
+        std::vector<std::uint8_t> caller = Bytes(Join({{2}, Iota((c.size + 3) / 4 - 1, 1)}));  // counts of 2 first
+        caller.resize(c.size);
         const auto blob = CallerToDspBlob(c.id, caller.data(), static_cast<std::uint32_t>(caller.size()));
-        ASSERT_TRUE(blob.has_value());
-        ASSERT_EQ(SetBlob(c.id, *blob), S_OK);
-        std::vector<std::uint8_t> read(caller.size(), 0xAA);
-        auto size = static_cast<UINT32>(read.size());
-        ASSERT_EQ(dll.Get(handle, c.id, read.data(), &size, 2), S_OK);
-        EXPECT_EQ(size, caller.size());
-        EXPECT_EQ(read, caller);
-        size = static_cast<UINT32>(caller.size() - 1);
-        EXPECT_EQ(dll.Get(handle, c.id, read.data(), &size, 2), E_INVALIDARG);
-        EXPECT_EQ(size, caller.size());
+        EXPECT_EQ(blob.has_value(), TakesDspBlob(c.id));
+        if (c.blob != 0) { EXPECT_EQ(blob.value_or(Bytes8{}).size(), c.blob); }
+        for (const UINT32 route : {1u, 2u}) {
+            if (route == 1 ? !ParameterCatalogue().contains(c.id) : !blob) continue;
+            SCOPED_TRACE(route == 1 ? "store" : "DSP");
+            ASSERT_EQ(route == 1 ? dll.Set(handle, c.id, caller.data(), static_cast<UINT32>(caller.size()), 1)
+                                 : SetBlob(c.id, *blob),
+                      S_OK);
+            if (route == 1 && c.key) { EXPECT_EQ(Bytes(StoredWords(*c.key)), *blob); }
+            UINT32 size = 0;
+            EXPECT_EQ(dll.Get(handle, c.id, nullptr, &size, route), E_INVALIDARG);
+            ASSERT_LE(size, 4096u);
+            std::vector<std::uint8_t> read(std::max<size_t>(size, caller.size()), 0xAA);
+            size = static_cast<UINT32>(read.size());
+            ASSERT_EQ(dll.Get(handle, c.id, read.data(), &size, route), S_OK);
+            EXPECT_TRUE(route == 1 || size == caller.size()) << size;
+            read.resize(caller.size());
+            EXPECT_EQ(read, caller);
+            size = static_cast<UINT32>(caller.size() - 1);
+            EXPECT_EQ(dll.Get(handle, c.id, read.data(), &size, route), E_INVALIDARG);
+            EXPECT_GE(size, caller.size());
+        }
     }
 }
 

@@ -11,10 +11,8 @@
 #include <cstring>
 #include <string>
 
-#include "Kelix3PexControl.h"
 #include "SimulatedEndpointTest.h"
 #include "Words.h"
-#include "core/DspBlobLayouts.h"
 
 namespace kelix::test {
 namespace {
@@ -284,45 +282,6 @@ TEST_F(ExportsTest, DspRouteWithoutModules) {
     }
     EXPECT_EQ(dll.Close(handle), S_OK);
     EXPECT_EQ(platform.TotalReferences(), 0);
-}
-
-// Caller structures on the store route, of the sizes the public header gives. The store
-// receives the words of the structure's DSP blob (every array behind its length word, of the
-// blob size the header gives), and a read asks for room and gives the caller's bytes back.
-TEST_F(ExportsTest, StoredWordsAndRoundTripOfEachLayoutKind) {
-    wchar_t* handle = OpenSpeakers();
-    const struct {
-        std::int32_t id;
-        size_t caller, blob;
-        PROPERTYKEY key;
-    } cases[] = {
-        {KELIX_PEX_IEQ_BANDS, sizeof(KelixPexBands), sizeof(KelixDspPexBands), PexTuningKey(13)},
-        {KELIX_PEX_AUDIO_OPTIMIZER_BANDS, sizeof(KelixPexAudioOptimizerBands), 0, PexTuningKey(18)},
-        {KELIX_KRELO_MB_COMPRESSOR_TUNING, KELIX_MB_COMPRESSOR_TUNING_SIZE(2), 4 + 2 * sizeof(KelixDspKreloMbCompressorRecord),
-         KreloTuningKey(17)},
-        {KELIX_KRELO_REGULATOR_STRESS_AMOUNT, sizeof(KelixKreloRegulatorStressAmount),
-         sizeof(KelixDspKreloRegulatorStressAmount), KreloTuningKey(22)},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.id);
-        std::vector<std::uint8_t> caller = Bytes(Join({{2}, Iota(c.caller / 4 - 1, 1)}));  // a count of 2 first
-        ASSERT_EQ(dll.Set(handle, c.id, caller.data(), static_cast<UINT32>(caller.size()), 1), S_OK);
-        if (c.blob != 0) {
-            const auto blob = CallerToDspBlob(c.id, caller.data(), static_cast<std::uint32_t>(caller.size()));
-            ASSERT_TRUE(blob.has_value());
-            EXPECT_EQ(blob->size(), c.blob);
-            EXPECT_EQ(Bytes(StoredWords(c.key)), *blob);
-        }
-        UINT32 size = 0;
-        EXPECT_EQ(dll.Get(handle, c.id, nullptr, &size, 1), E_INVALIDARG);
-        ASSERT_LE(size, 4096u);
-        std::vector<std::uint8_t> read(std::max<size_t>(size, caller.size()), 0xAA);
-        size = static_cast<UINT32>(read.size());
-        ASSERT_EQ(dll.Get(handle, c.id, read.data(), &size, 1), S_OK);
-        read.resize(caller.size());
-        EXPECT_EQ(read, caller);
-    }
-    EXPECT_EQ(dll.Close(handle), S_OK);
 }
 
 // Counted values above what their caller structure holds.
