@@ -12,6 +12,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -178,119 +179,110 @@ protected:
     FaultNote note{[this] { return current; }};
 };
 
-TEST_F(BadInputMatrixTest, SetPexParam) {
+// One write of a value to an id: the call, given handle and flags, and what makes the value
+// acceptable. The caller's bytes (initial, at bytes) are put in place before the call and must
+// be there unchanged after it.
+struct Write {
+    std::string what;
+    std::function<HRESULT(wchar_t*, UINT32)> call;
+    bool refused = false;   // refused whatever the route: a null value
+    bool direct = false;    // a direct request: eight bytes for the DSP route only
+    bool usable = true;     // a value the routes take
+    bool dspTakes = false;  // of a type and size the DSP route takes
+    BYTE* bytes = nullptr;
+    std::vector<BYTE> initial = {};
+};
+
+// The documented result: a null handle or value give E_INVALIDARG; a direct request S_OK on an
+// open handle and E_FAIL on another when it is eight bytes for the DSP route, E_INVALIDARG
+// otherwise; no route S_OK (or E_INVALIDARG for a value no route takes); a value no route takes
+// E_INVALIDARG; the DSP route S_OK or E_INVALIDARG on an open handle for an id it serves and a
+// value it takes, E_INVALIDARG otherwise; the store route S_OK on an open handle for a
+// catalogue id, E_FAIL otherwise.
+Results Documented(Handle handle, INT32 id, UINT32 flags, const Write& w) {
+    const bool store = (flags & 1) != 0, toDsp = (flags & 2) != 0, open = handle == Handle::Open;
+    if (handle == Handle::Null || w.refused) return {E_INVALIDARG};
+    if (w.direct) return {w.usable && toDsp ? (open ? S_OK : E_FAIL) : E_INVALIDARG};
+    if (!store && !toDsp) return w.usable ? Results{S_OK} : Results{S_OK, E_INVALIDARG};
+    if (!w.usable) return {E_INVALIDARG};
+    if (toDsp) return open && OnDspRoute(id) && w.dspTakes ? Results{S_OK, E_INVALIDARG} : Results{E_INVALIDARG};
+    return {open && InCatalogue(id) ? S_OK : E_FAIL};
+}
+
+// Every write of the matrix is checked against the documented result, its caller's bytes, the
+// store writes it may make (one, when the store route took the value) and the DSP requests.
+TEST_F(BadInputMatrixTest, Writes) {
     for (INT32 id : MatrixIds()) {
         const std::vector<BYTE> structure = Structure(id);
         const auto need = static_cast<UINT32>(structure.size());
-        for (Handle handle : kHandles) {
-            for (UINT32 flags : kFlags) {
-                for (UINT32 size : SizesAround(need)) {
-                    for (bool withValue : {false, true}) {
-                        BYTE* value = withValue ? memory.End(size) : nullptr;
-                        if (value != nullptr) {
-                            std::memset(value, 0x5A, size);
-                            std::memcpy(value, structure.data(), std::min(size, need));
-                        }
-                        const std::vector<BYTE> before(value, value + (value != nullptr ? size : 0));
-                        std::ostringstream what;
-                        what << "SetPexParam(" << NameOf(handle) << ", " << id << ", " << (withValue ? "value" : "null")
-                             << ", " << size << ", 0x" << std::hex << flags << ")";
-                        current = what.str();
-                        Mark();
-                        const HRESULT hr = dll.Set(HandleOf(handle), id, value, size, flags);
-
-                        const bool store = (flags & 1) != 0, toDsp = (flags & 2) != 0;
-                        const bool direct = IsDirectRequestId(id);
-                        const bool honest = direct ? size == 8 && value != nullptr && toDsp
-                                                   : (value != nullptr && size >= need) ||
-                                                         (id == 1162 && (value == nullptr || size == 0));
-                        Results expected;
-                        if (handle == Handle::Null) expected = {E_INVALIDARG};
-                        else if (direct) expected = !honest ? Results{E_INVALIDARG}
-                                                    : handle == Handle::Open ? Results{S_OK} : Results{E_FAIL};
-                        else if (!honest) expected = store || toDsp ? Results{E_INVALIDARG} : Results{S_OK, E_INVALIDARG};
-                        else if (!store && !toDsp) expected = {S_OK};
-                        else if (toDsp) expected = handle == Handle::Open && OnDspRoute(id) && need == 4
-                                                       ? Results{S_OK, E_INVALIDARG} : Results{E_INVALIDARG};
-                        else expected = handle == Handle::Open && InCatalogue(id) ? Results{S_OK} : Results{E_FAIL};
-                        EXPECT_TRUE(expected.contains(hr)) << current << " gave " << Hex(hr) << ", documented " << Text(expected);
-                        EXPECT_TRUE(value == nullptr || std::equal(before.begin(), before.end(), value))
-                            << current << ": caller's bytes changed";
-                        const bool written = handle == Handle::Open && !direct && honest && store && InCatalogue(id);
-                        AfterCall(current, written ? 1 : 0, handle != Handle::Null && honest && toDsp);
-                    }
-                }
-                dsp->ClearRequests();
-            }
-        }
-    }
-    EXPECT_GE(calls, 10000);
-}
-
-TEST_F(BadInputMatrixTest, SetPexVariantParam) {
-    // The values: a null pointer, types the DSP route refuses, a word, and blobs at the edges
-    // of the caller structure and of a module's 64000-byte value, their bytes against the guard.
-    enum class Kind { NullPointer, Empty, Text, Vector, Word, Blob, NullBlobData };
-    for (INT32 id : MatrixIds()) {
-        const std::vector<BYTE> structure = Structure(id);
-        struct Value {
-            Kind kind;
-            UINT32 size;
+        const auto filled = [&](UINT32 size, BYTE rest) {
+            std::vector<BYTE> bytes(size, rest);
+            std::memcpy(bytes.data(), structure.data(), std::min(size, need));
+            return bytes;
         };
-        std::vector<Value> values = {{Kind::NullPointer, 0}, {Kind::Empty, 0}, {Kind::Text, 0}, {Kind::Vector, 0},
-                                     {Kind::Word, 0}, {Kind::NullBlobData, 0}, {Kind::NullBlobData, 4}};
-        for (UINT32 size : SizesAround(static_cast<UINT32>(structure.size()))) values.push_back({Kind::Blob, size});
-        for (UINT32 size : {64000u, 64001u}) values.push_back({Kind::Blob, size});
+        std::vector<Write> writes;
+        // SetPexParam: sizes around the caller structure, with and without a value; honest callers.
+        for (UINT32 size : SizesAround(need)) {
+            for (BYTE* value : {(BYTE*)nullptr, memory.End(size)}) {
+                const bool direct = IsDirectRequestId(id);
+                const bool honest = direct ? size == 8 && value != nullptr
+                                           : (value != nullptr && size >= need) ||
+                                                 (id == 1162 && (value == nullptr || size == 0));
+                writes.push_back({"SetPexParam(" + std::string(value ? "value" : "null") + ", " + std::to_string(size),
+                                  [this, id, value, size](wchar_t* h, UINT32 flags) { return dll.Set(h, id, value, size, flags); },
+                                  false, direct, honest, need == 4, value, value ? filled(size, 0x5A) : std::vector<BYTE>{}});
+            }
+        }
+        // SetPexVariantParam: a null pointer, types the DSP route refuses, a word, and blobs at
+        // the edges of the caller structure and of a module's 64000-byte value.
+        const auto variant = [this, id](PROPVARIANT v) {
+            return [this, id, v](wchar_t* h, UINT32 flags) { return dll.SetVariant(h, id, &v, flags); };
+        };
+        static LONG words[3] = {1, 2, 3};
+        static wchar_t text[] = L"12";
+        PROPVARIANT v{};
+        writes.push_back({"variant null", [this, id](wchar_t* h, UINT32 flags) { return dll.SetVariant(h, id, nullptr, flags); }, true});
+        writes.push_back({"variant empty", variant(v)});
+        v.vt = VT_LPWSTR, v.pwszVal = text;
+        writes.push_back({"variant text", variant(v)});
+        v.vt = VT_VECTOR | VT_I4, v.cal.cElems = 3, v.cal.pElems = words;
+        writes.push_back({"variant vector", variant(v)});
+        v.vt = VT_I4, v.lVal = 1;
+        writes.push_back({"variant word", variant(v), false, false, true, true});
+        for (UINT32 size : {0u, 4u}) {
+            v.vt = VT_BLOB, v.blob.cbSize = size, v.blob.pBlobData = nullptr;
+            writes.push_back({"blob of " + std::to_string(size) + " without data", variant(v), false, false, true, size == 0});
+        }
+        std::vector<UINT32> sizes = SizesAround(need);
+        sizes.insert(sizes.end(), {64000u, 64001u});
+        for (UINT32 size : sizes) {
+            v.vt = VT_BLOB, v.blob.cbSize = size, v.blob.pBlobData = memory.End(size);
+            writes.push_back({"blob of " + std::to_string(size), variant(v), false, false, true, true, memory.End(size),
+                              filled(size, 0)});
+        }
+
         for (Handle handle : kHandles) {
             for (UINT32 flags : kFlags) {
-                for (const Value& v : values) {
-                    PROPVARIANT variant;
-                    PropVariantInit(&variant);
-                    LONG words[3] = {1, 2, 3};
-                    wchar_t text[] = L"12";
-                    switch (v.kind) {
-                        case Kind::NullPointer:
-                        case Kind::Empty: break;
-                        case Kind::Text: variant.vt = VT_LPWSTR; variant.pwszVal = text; break;
-                        case Kind::Vector: variant.vt = VT_VECTOR | VT_I4; variant.cal.cElems = 3; variant.cal.pElems = words; break;
-                        case Kind::Word: variant.vt = VT_I4; variant.lVal = 1; break;
-                        case Kind::NullBlobData: variant.vt = VT_BLOB; variant.blob.cbSize = v.size; break;
-                        case Kind::Blob: {
-                            BYTE* bytes = memory.End(v.size);
-                            std::memset(bytes, 0, v.size);
-                            std::memcpy(bytes, structure.data(), std::min<size_t>(v.size, structure.size()));
-                            variant.vt = VT_BLOB;
-                            variant.blob.cbSize = v.size;
-                            variant.blob.pBlobData = bytes;
-                            break;
-                        }
-                    }
+                for (const Write& w : writes) {
                     std::ostringstream what;
-                    what << "SetPexVariantParam(" << NameOf(handle) << ", " << id << ", vt " << variant.vt << " kind "
-                         << static_cast<int>(v.kind) << " size " << v.size << ", 0x" << std::hex << flags << ")";
+                    what << NameOf(handle) << ", " << id << ", " << w.what << ", flags 0x" << std::hex << flags;
                     current = what.str();
+                    if (w.bytes != nullptr) std::memcpy(w.bytes, w.initial.data(), w.initial.size());
                     Mark();
-                    const HRESULT hr =
-                        dll.SetVariant(HandleOf(handle), id, v.kind == Kind::NullPointer ? nullptr : &variant, flags);
-
-                    const bool store = (flags & 1) != 0, toDsp = (flags & 2) != 0;
-                    const bool dspTakes = v.kind == Kind::Word || v.kind == Kind::Blob ||
-                                          (v.kind == Kind::NullBlobData && v.size == 0);
-                    Results expected;
-                    if (handle == Handle::Null || v.kind == Kind::NullPointer) expected = {E_INVALIDARG};
-                    else if (!store && !toDsp) expected = {S_OK};
-                    else if (toDsp) expected = handle == Handle::Open && OnDspRoute(id) && dspTakes
-                                                   ? Results{S_OK, E_INVALIDARG} : Results{E_INVALIDARG};
-                    else expected = handle == Handle::Open && InCatalogue(id) ? Results{S_OK} : Results{E_FAIL};
+                    const HRESULT hr = w.call(HandleOf(handle), flags);
+                    const Results expected = Documented(handle, id, flags, w);
                     EXPECT_TRUE(expected.contains(hr)) << current << " gave " << Hex(hr) << ", documented " << Text(expected);
-                    const bool written = handle == Handle::Open && v.kind != Kind::NullPointer && store && InCatalogue(id);
-                    AfterCall(current, written ? 1 : 0, handle != Handle::Null && v.kind != Kind::NullPointer && toDsp);
+                    EXPECT_TRUE(w.bytes == nullptr || std::equal(w.initial.begin(), w.initial.end(), w.bytes))
+                        << current << ": caller's bytes changed";
+                    const bool taken = handle != Handle::Null && !w.refused && w.usable;
+                    const bool written = taken && handle == Handle::Open && !w.direct && (flags & 1) && InCatalogue(id);
+                    AfterCall(current, written ? 1 : 0, taken && (flags & 2));
                 }
                 dsp->ClearRequests();
             }
         }
     }
-    EXPECT_GE(calls, 10000);
+    EXPECT_GE(calls, 20000);
 }
 
 TEST_F(BadInputMatrixTest, GetPexParam) {

@@ -2,8 +2,6 @@
 
 #include <propsys.h>
 
-#include <cctype>
-
 #include "DllUnderTest.h"
 #include "sim/EndpointProperties.h"
 
@@ -40,19 +38,6 @@ std::wstring Failure(const std::wstring& message, HRESULT hr) {
     wchar_t code[16];
     _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(hr));
     return message + code + SystemText(hr);
-}
-
-std::vector<BYTE> Bytes(const std::string& hex) {
-    std::vector<BYTE> bytes;
-    std::string digits;
-    for (char c : hex) {
-        if (std::isxdigit(static_cast<unsigned char>(c))) digits.push_back(c);
-        if (digits.size() == 2) {
-            bytes.push_back(static_cast<BYTE>(std::stoul(digits, nullptr, 16)));
-            digits.clear();
-        }
-    }
-    return bytes;
 }
 
 std::vector<std::wstring> Messages(const std::wstring& function) {

@@ -52,9 +52,6 @@ sim::Dsp& AttachDsp(sim::Platform& platform, sim::Endpoint& endpoint, sim::DspCo
 // A failure line as the library writes it: message, "[0x%.8x]" and the system text of hr.
 std::wstring Failure(const std::wstring& message, HRESULT hr);
 
-// Bytes written out by hand: "37 ce e9 ba | 00 ..." (anything but hex digits separates).
-std::vector<BYTE> Bytes(const std::string& hex);
-
 // The messages of the captured lines of a function, in order.
 std::vector<std::wstring> Messages(const std::wstring& function);
 // Whether a line of that level, function and message was captured (any number of times).

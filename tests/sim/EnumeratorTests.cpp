@@ -2,7 +2,6 @@
 #include <devicetopology.h>
 
 #include <functional>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -105,52 +104,6 @@ TEST_F(SimEnumerator, RefusalsAnswerAsWindowsWithNullOut) {
     EXPECT_HR(S_OK, enumerator->RegisterEndpointNotificationCallback(client));
     EXPECT_HR(S_OK, Enumerator()->UnregisterEndpointNotificationCallback(client));
     EXPECT_HR(kNotFound, enumerator->UnregisterEndpointNotificationCallback(client)) << "removed already";
-}
-
-TEST_F(SimEnumerator, DefaultEndpointPerFlowAndRole) {
-    const std::wstring none;  // expect 0x80070490
-    constexpr DWORD active = DEVICE_STATE_ACTIVE, unplugged = DEVICE_STATE_UNPLUGGED;
-    struct Case {
-        const char* name;
-        DWORD captureState;
-        std::vector<std::tuple<EDataFlow, ERole, std::wstring>> chosen;
-        EDataFlow flow;
-        ERole role;
-        std::wstring expected;
-    };
-    const Case cases[] = {
-        {"first active render serves communications", active, {}, eRender, eCommunications, kRender},
-        {"first active capture", active, {}, eCapture, eMultimedia, kCapture},
-        {"no active capture", unplugged, {}, eCapture, eMultimedia, none},
-        {"chosen for its role only", active, {{eRender, eCommunications, kRenderSecond}}, eRender, eCommunications, kRenderSecond},
-        {"other roles keep the automatic choice", active, {{eRender, eCommunications, kRenderSecond}}, eRender, eConsole, kRender},
-        {"chosen endpoint disabled", active, {{eRender, eConsole, kRenderDisabled}}, eRender, eConsole, none},
-        {"chosen endpoint of the other flow", active, {{eRender, eConsole, kCapture}}, eRender, eConsole, none},
-        {"empty id restores automatic", active, {{eRender, eConsole, kRenderSecond}, {eRender, eConsole, L""}}, eRender, eConsole, kRender},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        sim::Platform local;
-        local.AddEndpoint({kRenderDisabled, eRender, DEVICE_STATE_DISABLED});
-        local.AddEndpoint({kRender, eRender});
-        local.AddEndpoint({kRenderSecond, eRender});
-        local.AddEndpoint({kCapture, eCapture, c.captureState});
-        for (const auto& [flow, role, id] : c.chosen) local.SetDefault(flow, role, id);
-        ComPtr<IMMDeviceEnumerator> enumerator;
-        ASSERT_HR(S_OK, local.CreateClassFactory()->CreateInstance(nullptr, IID_PPV_ARGS(&enumerator)));
-        IMMDevice* device = SentinelPointer<IMMDevice>();
-        const HRESULT hr = enumerator->GetDefaultAudioEndpoint(c.flow, c.role, &device);
-        if (c.expected.empty()) {
-            EXPECT_HR(kNotFound, hr);
-            EXPECT_EQ(nullptr, device);
-        } else {
-            ASSERT_HR(S_OK, hr);
-            EXPECT_EQ(c.expected, IdOf(device));
-            device->Release();
-        }
-        enumerator.Reset();
-        EXPECT_EQ(0, local.TotalReferences());
-    }
 }
 
 }  // namespace
