@@ -34,7 +34,7 @@ try:
                                                      f'circle[data-index="{i % 20}"]')
         ActionChains(driver, duration=0).click_and_hold(point).move_by_offset(0, -20 if i % 2 else 20).release().perform()
         time.sleep(0.1)
-    rows = driver.execute_script("return [...document.querySelectorAll('#log tbody tr')]"
+    rows = driver.execute_script("return [...document.querySelectorAll('#log tbody tr[data-latency]')]"
                                  ".map((row) => [Number(row.dataset.latency), Number(row.dataset.server), Number(row.dataset.request)])")
 finally:
     driver.quit()

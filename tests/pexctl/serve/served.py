@@ -7,6 +7,7 @@ import os
 import re
 import shutil
 import socket
+import struct
 import subprocess
 import sys
 
@@ -118,6 +119,17 @@ class Served:
                 answer += chunk
             return answer
 
+    def socket(self):
+        """A WebSocket opened on /api/socket as the page opens it: (connection, the handshake's answer)."""
+        connection = socket.create_connection(("127.0.0.1", self.port), timeout=30)
+        connection.sendall(f"GET /api/socket HTTP/1.1\r\nHost: {self.host}\r\nCookie: {self.cookie}\r\n"
+                           f"Origin: http://{self.host}\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                           f"Sec-WebSocket-Key: {WS_KEY}\r\nSec-WebSocket-Version: 13\r\n\r\n".encode())
+        answer = b""
+        while b"\r\n\r\n" not in answer and (chunk := connection.recv(1)):
+            answer += chunk
+        return connection, answer.decode()
+
     def stop(self):
         """POST /api/shutdown; the exit code."""
         status, _ = self.api("POST", "shutdown", {})
@@ -128,6 +140,31 @@ class Served:
 
     def pexctl_json(self, *args):
         return pexctl_json(self.runner, self.pexctl, self.profile, *args)
+
+
+WS_KEY = "dGhlIHNhbXBsZSBub25jZQ=="  # any 16 bytes in base64
+
+
+def ws_send(connection, data, opcode=1):
+    """One frame, masked as a client's: text (opcode 1) or binary (2)."""
+    data = data.encode() if isinstance(data, str) else data
+    size = bytes([0x80 | len(data)]) if len(data) < 126 else b"\xfe" + struct.pack(">H", len(data)) \
+        if len(data) < 65536 else b"\xff" + struct.pack(">Q", len(data))
+    mask = b"\x01\x02\x03\x04"
+    connection.sendall(bytes([0x80 | opcode]) + size + mask + bytes(b ^ mask[i % 4] for i, b in enumerate(data)))
+
+
+def ws_receive(connection):
+    """The document of the server's next text frame."""
+    def exactly(count):
+        data = b""
+        while len(data) < count:
+            data += connection.recv(count - len(data)) or sys.exit("FAIL: the WebSocket closed")
+        return data
+    head = exactly(2)
+    size = head[1] & 0x7F
+    size = struct.unpack(">H", exactly(2))[0] if size == 126 else struct.unpack(">Q", exactly(8))[0] if size == 127 else size
+    return json.loads(exactly(size))
 
 
 def pexctl_json(runner, pexctl, profile, *args):
