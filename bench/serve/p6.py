@@ -36,9 +36,12 @@ try:
         time.sleep(0.1)
     rows = driver.execute_script("return [...document.querySelectorAll('#log tbody tr[data-latency]')]"
                                  ".map((row) => [Number(row.dataset.latency), Number(row.dataset.server), Number(row.dataset.request)])")
+    notes = driver.execute_script("return [...document.querySelectorAll('#log tbody tr:not([data-latency])')].map((row) => row.textContent)")
 finally:
     driver.quit()
 server.stop()
+if notes:
+    sys.exit(f"the page did not write over its WebSocket: {notes}")
 
 latencies = sorted(row[0] for row in rows)
 server_median = statistics.median(row[1] for row in rows)
