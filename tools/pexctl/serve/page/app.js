@@ -69,7 +69,7 @@ function written(job) {
     problem || 'written and read back (' + (job.document.written || []).join(', ') + ')', latency.toFixed(1) + ' ms']);
   row.dataset.latency = latency.toFixed(2);
   row.dataset.parameter = job.name;
-  row.dataset.request = (job.finished - job.started).toFixed(2);  // the request alone, without waiting for one in flight
+  row.dataset.request = (job.finished - job.started).toFixed(2);  // sent to answered, without waiting for one in flight
   row.dataset.server = ((job.document.microseconds || 0) / 1000).toFixed(3);  // the write and read back alone
   if (problem) row.className = 'failed';
 }
