@@ -37,7 +37,7 @@ try:
         time.sleep(0.1)
     rows = driver.execute_script("return [...document.querySelectorAll('#log tbody tr[data-latency]')]"
                                  ".map((row) => [Number(row.dataset.latency), Number(row.dataset.server), Number(row.dataset.request)])")
-    notes = driver.execute_script("return [...document.querySelectorAll('#log tbody tr:not([data-latency])')].map((row) => row.textContent)")
+    notes = [row.text for row in driver.find_elements(By.CSS_SELECTOR, "#log tbody tr:not([data-latency])")]
 finally:
     driver.quit()
 connection, _ = server.socket()
@@ -60,7 +60,7 @@ p99 = latencies[min(len(latencies) - 1, int(round(0.99 * (len(latencies) - 1))))
 status = "met" if p99 <= 16 else "MISSED"
 print(f"| P6 | page input event (drag on pex_ieq_bands, DSP route) to the write done and read back, {len(latencies)} writes "
       f"| - | {latencies[0]:.1f}-{latencies[-1]:.1f} ms | median {median:.1f} ms, p99 {p99:.1f} ms | p99 <= 16 ms | {status} "
-      f"| of the median, {request_median:.1f} ms the write on the page's WebSocket (sent to answered) and {server_median:.2f} ms "
-      f"of it in pexctl (the write and the read back through the DLL; a Python client's same write on a WebSocket: "
-      f"{statistics.median(python):.1f} ms); the rest is the browser's delivery of the input event to the page and of "
-      f"the write to the page's worker |")
+      f"| of the median, {request_median:.1f} ms the write on the page's WebSocket (sent to answered) and "
+      f"{server_median:.2f} ms of it in pexctl (the write and the read back through the DLL; a Python client's "
+      f"same write on a WebSocket: {statistics.median(python):.1f} ms); the rest is the browser's delivery of the "
+      f"input event to the page and of the write to the page's worker |")

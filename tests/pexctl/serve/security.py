@@ -12,7 +12,7 @@ import sys
 import threading
 
 sys.path.insert(0, os.path.dirname(__file__))
-from served import WS_KEY, Served, arguments, check, finish, ws_receive, ws_send
+from served import Served, arguments, check, finish, ws_receive, ws_send, ws_upgrade
 
 pexctl, runner, out, machine = arguments()
 
@@ -24,8 +24,7 @@ check(server.api("PUT", "param/pex_postgain?route=store", {"value": -5})[0] == 2
 
 json_type = {"Content-Type": "application/json"}
 big = "[" + "0," * (1024 * 1024 // 2) + "0]"
-ws = {"Upgrade": "websocket", "Connection": "Upgrade", "Sec-WebSocket-Key": WS_KEY, "Sec-WebSocket-Version": "13",
-      "Origin": f"http://127.0.0.1:{port}"}
+ws = ws_upgrade(server.host)
 # name, method, target, headers (None removes one), body, status, words of the error
 cases = [
     ("no cookie", "GET", "/api/values", {"Cookie": None}, None, 403, "open the page at the address"),
@@ -101,7 +100,7 @@ connection, handshake = server.socket()
 check(handshake.startswith("HTTP/1.1 101"), f"the upgrade: {handshake!r}")
 for name, frame, opcode, status, words in [
     ("no JSON", '{"number": 1, "value": ', 1, 400, "JSON object"),
-    ("an unknown field", '{"number": 2, "name": "pex_postgain", "value": 7, "method": "GET"}', 1, 400, 'no field "method"'),
+    ("an unknown field", '{"number": 2, "name": "pex_postgain", "value": 7, "x": 1}', 1, 400, 'no field "x"'),
     ("a binary message", b"\x00\x01", 2, 415, "binary"),
     ("a message over 1 MB", '{"number": 3, "name": "pex_postgain", "value": ' + big + "}", 1, 413, "1 MB"),
     ("an unknown parameter", '{"number": 4, "name": "pex_nothing", "value": 7}', 1, 404, "unknown parameter"),
@@ -113,7 +112,7 @@ for name, frame, opcode, status, words in [
 check(server.value("pex_postgain", "store") == -5, "a refused message changed pex_postgain")
 ws_send(connection, json.dumps({"number": 6, "name": "pex_postgain", "route": "store", "value": -6}))
 answer = ws_receive(connection)
-check((answer.get("number"), answer.get("status"), answer.get("store")) == (6, 200, -6), f"a write on the socket: {answer}")
+check([answer.get(key) for key in ("number", "status", "store")] == [6, 200, -6], f"a write on the socket: {answer}")
 connection.close()
 
 # 10,000 bad requests on 4 connections at a time; each answered with a 4xx or closed.

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include <fmt/format.h>
+
 #include "PageFiles.h"
 
 namespace pexctl::serve {
@@ -11,6 +13,9 @@ namespace {
 constexpr const char* kPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src 'self'; "
     "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
+
+// The fields of a message on the page's WebSocket.
+constexpr std::string_view kMessageFields[] = {"number", "name", "route", "type", "value"};
 
 HttpResponse Respond(int status, std::string type, std::string body) {
     HttpResponse response;
@@ -102,10 +107,11 @@ std::string Site::Message(const std::string& text) {
         document["number"] = number;
         return document.dump();
     };
-    if (!object) return answer(400, ErrorDocument("a message must be a JSON object {\"number\", \"name\", \"route\", \"value\"}"));
+    if (!object) return answer(400, ErrorDocument("a message must be a JSON object {\"number\", \"name\", \"value\"}"));
     for (const auto& [key, _] : message.items()) {
-        if (key != "number" && key != "name" && key != "route" && key != "type" && key != "value") {
-            return answer(400, ErrorDocument("a message has no field \"" + key + "\" (number, name, route, type, value)"));
+        if (std::ranges::find(kMessageFields, key) == std::end(kMessageFields)) {
+            return answer(400, ErrorDocument(fmt::format("a message has no field \"{}\": only {}", key,
+                                                         fmt::join(kMessageFields, ", "))));
         }
     }
     if (!number.is_number_integer()) return answer(400, ErrorDocument("\"number\" must be a whole number"));
