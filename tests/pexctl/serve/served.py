@@ -163,38 +163,6 @@ def ws_receive(connection):
     return json.loads(read(int.from_bytes(read(2 if size == 126 else 8), "big") if size >= 126 else size))
 
 
-def pexctl_json(self, *args):
-        return pexctl_json(self.runner, self.pexctl, self.profile, *args)
-
-
-def ws_upgrade(host):
-    """The headers of the page's WebSocket upgrade, but for the cookie."""
-    return {"Origin": f"http://{host}", "Upgrade": "websocket", "Connection": "Upgrade",
-            "Sec-WebSocket-Key": "dGhlIHNhbXBsZSBub25jZQ==", "Sec-WebSocket-Version": "13"}
-
-
-def ws_send(connection, data, opcode=1):
-    """One frame, masked as a client's: text (opcode 1) or binary (2)."""
-    data = data.encode() if isinstance(data, str) else data
-    size = bytes([0x80 | len(data)]) if len(data) < 126 else b"\xfe" + struct.pack(">H", len(data)) \
-        if len(data) < 65536 else b"\xff" + struct.pack(">Q", len(data))
-    mask = b"\x01\x02\x03\x04"
-    connection.sendall(bytes([0x80 | opcode]) + size + mask + bytes(b ^ mask[i % 4] for i, b in enumerate(data)))
-
-
-def ws_receive(connection):
-    """The document of the server's next text frame."""
-    def exactly(count):
-        data = b""
-        while len(data) < count:
-            data += connection.recv(count - len(data)) or sys.exit("FAIL: the WebSocket closed")
-        return data
-    head = exactly(2)
-    size = head[1] & 0x7F
-    size = struct.unpack(">H", exactly(2))[0] if size == 126 else struct.unpack(">Q", exactly(8))[0] if size == 127 else size
-    return json.loads(exactly(size))
-
-
 def pexctl_json(runner, pexctl, profile, *args):
     """The document of `pexctl --simulate=PROFILE --json ARGS...`."""
     run = subprocess.run(runner + [pexctl, f"--simulate={profile}", "--json", *args], capture_output=True, text=True)
