@@ -145,6 +145,8 @@ try:
     # The refused snapshot's 400 is the browser's own note of it; nothing else may show.
     messages = [m for m in console(driver) if not ("/api/apply" in m and "status of 400" in m)]
     check(not messages, f"console messages: {messages}")
+    notes = [row.text for row in driver.find_elements(By.CSS_SELECTOR, "#log tbody tr:not([data-latency])")]
+    check(not notes, f"the page's writes left its WebSocket: {notes}")
     final = server.value("pex_ieq_bands", "dsp")
 finally:
     driver.quit()

@@ -1,6 +1,6 @@
 # pexctl serve's security rules, each with raw HTTP: who may reach the API
 # (token, cookie, Host, Origin), what a write must look like (type, size,
-# JSON), that refused requests change nothing, that every answer carries the
+# JSON), the page's WebSocket and its messages, that refused requests change nothing, that every answer carries the
 # content policy and no CORS header, and that the server outlives 10,000
 # malformed, truncated, oversized, slow and dropped requests.
 #   security.py PEXCTL PROFILE OUTPUT-DIRECTORY RUNNER...
@@ -12,7 +12,7 @@ import sys
 import threading
 
 sys.path.insert(0, os.path.dirname(__file__))
-from served import Served, arguments, check, finish
+from served import Served, arguments, check, finish, ws_receive, ws_send, ws_upgrade
 
 pexctl, runner, out, machine = arguments()
 
@@ -24,6 +24,7 @@ check(server.api("PUT", "param/pex_postgain?route=store", {"value": -5})[0] == 2
 
 json_type = {"Content-Type": "application/json"}
 big = "[" + "0," * (1024 * 1024 // 2) + "0]"
+ws = ws_upgrade(server.host)
 # name, method, target, headers (None removes one), body, status, words of the error
 cases = [
     ("no cookie", "GET", "/api/values", {"Cookie": None}, None, 403, "open the page at the address"),
@@ -51,6 +52,13 @@ cases = [
     ("a snapshot that does not fit", "POST", "/api/apply", json_type, '{"format": 99}', 400, "nothing was written"),
     ("a wrong method", "DELETE", "/api/param/pex_postgain", {}, None, 405, "GET or PUT"),
     ("an unknown path", "GET", "/api/nothing", {}, None, 404, "no /api/nothing"),
+    ("an upgrade without the cookie", "GET", "/api/socket", {**ws, "Cookie": None}, None, 403, "token"),
+    ("an upgrade from a foreign Origin", "GET", "/api/socket", {**ws, "Origin": "http://attacker.example"}, None, 403,
+     "origin"),
+    ("an upgrade without Origin", "GET", "/api/socket", {**ws, "Origin": None}, None, 403, "no Origin"),
+    ("an upgrade to a rebound DNS name", "GET", "/api/socket", {**ws, "Host": f"attacker.example:{port}"}, None, 421,
+     "Host"),
+    ("the socket without an upgrade", "GET", "/api/socket", {}, None, 426, "WebSocket upgrade"),
 ]
 for name, method, target, headers, body, status, words in cases:
     sent = {"Content-Type": None}
@@ -86,6 +94,26 @@ try:
 except OSError:
     pass
 check(server.value("pex_postgain", "store") == -5, "a refused write changed pex_postgain")
+
+# The page's WebSocket: a message that cannot be a write is answered in words and the socket goes on.
+connection, handshake = server.socket()
+check(handshake.startswith("HTTP/1.1 101"), f"the upgrade: {handshake!r}")
+for name, frame, opcode, status, words in [
+    ("no JSON", '{"number": 1, "value": ', 1, 400, "JSON object"),
+    ("an unknown field", '{"number": 2, "name": "pex_postgain", "value": 7, "x": 1}', 1, 400, 'no field "x"'),
+    ("a binary message", b"\x00\x01", 2, 415, "binary"),
+    ("a message over 1 MB", '{"number": 3, "name": "pex_postgain", "value": ' + big + "}", 1, 413, "1 MB"),
+    ("an unknown parameter", '{"number": 4, "name": "pex_nothing", "value": 7}', 1, 404, "unknown parameter"),
+    ("a value out of range", '{"number": 5, "name": "pex_postgain", "value": 4294967296}', 1, 400, "out of range"),
+]:
+    ws_send(connection, frame, opcode)
+    answer = ws_receive(connection)
+    check(answer.get("status") == status and words in answer["errors"][0]["message"], f"the socket, {name}: {answer}")
+check(server.value("pex_postgain", "store") == -5, "a refused message changed pex_postgain")
+ws_send(connection, json.dumps({"number": 6, "name": "pex_postgain", "route": "store", "value": -6}))
+answer = ws_receive(connection)
+check([answer.get(key) for key in ("number", "status", "store")] == [6, 200, -6], f"a write on the socket: {answer}")
+connection.close()
 
 # 10,000 bad requests on 4 connections at a time; each answered with a 4xx or closed.
 head = f"GET /api/values HTTP/1.1\r\nHost: 127.0.0.1:{port}\r\nCookie: {server.cookie}\r\n"
@@ -127,7 +155,7 @@ for thread in threads:
 print("answers to 10,000 bad requests:", dict(sorted(answered.items())))
 check(sum(answered.values()) == 10000, "not every bad request was answered or closed")
 check(not any(s.startswith("2") for s in answered), "a bad request was answered with success")
-check(server.value("pex_postgain", "store") == -5, "a bad request changed pex_postgain (or the server stopped)")
+check(server.value("pex_postgain", "store") == -6, "a bad request changed pex_postgain (or the server stopped)")
 for connection in slow:
     connection.close()
 status, document = server.api("PUT", "param/pex_postgain?route=store", {"value": -8})

@@ -118,6 +118,17 @@ class Served:
                 answer += chunk
             return answer
 
+    def socket(self):
+        """A WebSocket opened on /api/socket as the page opens it: (connection, the handshake's answer)."""
+        connection = socket.create_connection(("127.0.0.1", self.port), timeout=30)
+        sent = {"Host": self.host, "Cookie": self.cookie, **ws_upgrade(self.host)}
+        head = "GET /api/socket HTTP/1.1\r\n" + "".join(f"{k}: {v}\r\n" for k, v in sent.items())
+        connection.sendall((head + "\r\n").encode())
+        answer = b""
+        while b"\r\n\r\n" not in answer and (chunk := connection.recv(1)):
+            answer += chunk
+        return connection, answer.decode()
+
     def stop(self):
         """POST /api/shutdown; the exit code."""
         status, _ = self.api("POST", "shutdown", {})
@@ -128,6 +139,28 @@ class Served:
 
     def pexctl_json(self, *args):
         return pexctl_json(self.runner, self.pexctl, self.profile, *args)
+
+
+def ws_upgrade(host):
+    """The headers of the page's WebSocket upgrade, but for the cookie."""
+    return {"Origin": f"http://{host}", "Upgrade": "websocket", "Connection": "Upgrade",
+            "Sec-WebSocket-Key": "dGhlIHNhbXBsZSBub25jZQ==", "Sec-WebSocket-Version": "13"}
+
+
+def ws_send(connection, data, opcode=1):
+    """One frame as a client sends it, text (opcode 1) or binary (2); masked with zeros, so the data as it is."""
+    data = data.encode() if isinstance(data, str) else data
+    n = len(data)
+    size = bytes([0x80 | n]) if n < 126 else b"\xfe" + n.to_bytes(2, "big") if n < 65536 else \
+        b"\xff" + n.to_bytes(8, "big")
+    connection.sendall(bytes([0x80 | opcode]) + size + b"\0\0\0\0" + data)
+
+
+def ws_receive(connection):
+    """The document of the server's next text frame."""
+    read = lambda count: connection.recv(count, socket.MSG_WAITALL)
+    size = read(2)[1] & 0x7F
+    return json.loads(read(int.from_bytes(read(2 if size == 126 else 8), "big") if size >= 126 else size))
 
 
 def pexctl_json(runner, pexctl, profile, *args):

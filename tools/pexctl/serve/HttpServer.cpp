@@ -1,6 +1,7 @@
 // Boost.Beast on one io_context run by the serving thread: connections are
 // read and written asynchronously, so a slow or silent client holds nothing
-// but its own socket, and each request's handler runs on that one thread.
+// but its own socket, and each request's and message's handler runs on that
+// one thread.
 #include "HttpServer.h"
 
 #include <chrono>
@@ -11,6 +12,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
+#include <boost/beast/websocket.hpp>
 
 namespace pexctl::serve {
 namespace {
@@ -18,11 +20,14 @@ namespace {
 namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace http = beast::http;
+namespace websocket = beast::websocket;
 using tcp = asio::ip::tcp;
 
 constexpr std::uint32_t kHeaderLimit = 8 * 1024;
 constexpr std::chrono::seconds kRequestTime{10};  // to send one whole request
 constexpr std::chrono::seconds kLinger{2};        // to stop sending after an answer that closes
+constexpr std::chrono::seconds kSocketIdle{60};   // a WebSocket peer silent this long (pings unanswered) is dropped
+constexpr std::size_t kFrameRead = 64 * 1024;     // a message is read in pieces of at most this
 
 }  // namespace
 
@@ -34,6 +39,62 @@ struct HttpServer::State {
 };
 
 namespace {
+
+// An accepted WebSocket: each text message read whole is answered by the
+// handler, then the next one read. A message over the limit or a binary one
+// is read to its end, dropped and answered with a refusal: the connection
+// stays usable.
+class Socket : public std::enable_shared_from_this<Socket> {
+public:
+    Socket(beast::tcp_stream stream, HttpServer::State& state) : ws_(std::move(stream)), state_(state) {}
+
+    void Accept(http::request<http::string_body> request) {
+        request_ = std::move(request);
+        beast::get_lowest_layer(ws_).expires_never();  // the WebSocket keeps its own time
+        websocket::stream_base::timeout timeout = websocket::stream_base::timeout::suggested(beast::role_type::server);
+        timeout.idle_timeout = kSocketIdle;
+        ws_.set_option(timeout);
+        ws_.read_message_max(0);  // the limit is applied here, without closing the connection
+        ws_.async_accept(request_, [self = shared_from_this()](beast::error_code ec) {
+            if (!ec) self->Read();
+        });
+    }
+
+private:
+    void Read() {
+        ws_.async_read_some(buffer_, kFrameRead, [self = shared_from_this()](beast::error_code ec, std::size_t) {
+            if (!ec) self->OnRead();  // else closed by the peer, timed out or failed: the stream is done
+        });
+    }
+
+    void OnRead() {
+        oversized_ = oversized_ || message_.size() + buffer_.size() > kBodyLimit;
+        if (!oversized_) message_ += beast::buffers_to_string(buffer_.data());
+        buffer_.consume(buffer_.size());
+        if (!ws_.is_message_done()) return Read();
+        HttpHandler& handler = state_.handler;
+        try {
+            answer_ = !ws_.got_text() ? handler.RefuseMessage(415, "a message must be text (JSON), not binary")
+                      : oversized_    ? handler.RefuseMessage(413, "the message is larger than 1 MB")
+                                      : handler.Message(message_);
+        } catch (const std::exception& e) {
+            answer_ = handler.RefuseMessage(500, std::string("the message could not be answered: ") + e.what());
+        }
+        message_.clear();
+        oversized_ = false;
+        ws_.text(true);
+        ws_.async_write(asio::buffer(answer_), [self = shared_from_this()](beast::error_code ec, std::size_t) {
+            if (!ec) self->Read();
+        });
+    }
+
+    websocket::stream<beast::tcp_stream> ws_;
+    HttpServer::State& state_;
+    http::request<http::string_body> request_;
+    beast::flat_buffer buffer_;
+    std::string message_, answer_;
+    bool oversized_ = false;
+};
 
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
@@ -93,12 +154,17 @@ private:
             request.cookie = header(http::field::cookie);
             request.contentType = header(http::field::content_type);
             request.body = message.body();
+            request.upgrade = websocket::is_upgrade(message);
             keepAlive = message.keep_alive();
             try {
                 response = state_.handler.Handle(request);
             } catch (const std::exception& e) {
                 response = state_.handler.Refuse(500, std::string("the request could not be answered: ") + e.what());
                 keepAlive = false;
+            }
+            if (response.upgrade && request.upgrade) {
+                std::make_shared<Socket>(std::move(stream_), state_)->Accept(parser_->release());
+                return;
             }
         }
         Write(std::move(response), keepAlive);

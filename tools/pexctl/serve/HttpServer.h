@@ -2,7 +2,9 @@
 // read whole (headers up to 8 KB, a body up to 1 MB, each connection given
 // 10 s to send a request) and handed to one handler on the thread that runs
 // the server, one at a time. What cannot be read as a request is refused
-// through the handler too, and the connection closed.
+// through the handler too, and the connection closed. A WebSocket upgrade the
+// handler accepts turns the connection into one that carries text messages,
+// each answered by the handler on the same thread, one at a time.
 // Boost.Beast lives in HttpServer.cpp alone.
 #pragma once
 
@@ -20,6 +22,7 @@ struct HttpRequest {
     // Headers the site checks; a missing one is empty (`origin` also flagged).
     std::string host, origin, cookie, contentType;
     bool hasOrigin = false;
+    bool upgrade = false;  // a WebSocket upgrade is asked
     std::string body;
 };
 
@@ -27,7 +30,8 @@ struct HttpResponse {
     int status = 200;
     std::vector<std::pair<std::string, std::string>> headers;  // Content-Type and the rest
     std::string body;
-    bool last = false;  // the server stops once this response is sent
+    bool last = false;     // the server stops once this response is sent
+    bool upgrade = false;  // the WebSocket upgrade asked is accepted; the rest is ignored
 };
 
 class HttpHandler {
@@ -37,9 +41,13 @@ public:
     // A request that could not be read: 400 malformed, 413 body too large,
     // 431 headers too large; `what` says so in words.
     virtual HttpResponse Refuse(int status, const std::string& what) = 0;
+    // The answer to one text message of an accepted WebSocket.
+    virtual std::string Message(const std::string& text) = 0;
+    // A message that could not be taken: 413 over 1 MB, 415 binary; `what` says so.
+    virtual std::string RefuseMessage(int status, const std::string& what) = 0;
 };
 
-inline constexpr std::size_t kBodyLimit = 1024 * 1024;
+inline constexpr std::size_t kBodyLimit = 1024 * 1024;  // of a request body and of a message
 
 class HttpServer {
 public:

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include <fmt/format.h>
+
 #include "PageFiles.h"
 
 namespace pexctl::serve {
@@ -11,6 +13,9 @@ namespace {
 constexpr const char* kPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src 'self'; "
     "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
+
+// The fields of a message on the page's WebSocket.
+constexpr std::string_view kMessageFields[] = {"number", "name", "route", "type", "value"};
 
 HttpResponse Respond(int status, std::string type, std::string body) {
     HttpResponse response;
@@ -22,6 +27,12 @@ HttpResponse Respond(int status, std::string type, std::string body) {
                         {"Cache-Control", "no-store"}};
     response.body = std::move(body);
     return response;
+}
+
+Json ErrorDocument(const std::string& what) {
+    Output out(true, true);
+    out.Failure("", "", std::nullopt, what);
+    return out.Document(Json::object());
 }
 
 HttpResponse JsonResponse(int status, const Json& document) {
@@ -78,10 +89,45 @@ void Site::Listening(unsigned short port) {
     cookie_ = "pexctl-" + port_;
 }
 
-HttpResponse Site::Refuse(int status, const std::string& what) {
-    Output out(true, true);
-    out.Failure("", "", std::nullopt, what);
-    return JsonResponse(status, out.Document(Json::object()));
+HttpResponse Site::Refuse(int status, const std::string& what) { return JsonResponse(status, ErrorDocument(what)); }
+
+std::string Site::RefuseMessage(int status, const std::string& what) {
+    Json answer = ErrorDocument(what);
+    answer["status"] = status;
+    answer["number"] = nullptr;
+    return answer.dump();
+}
+
+std::string Site::Message(const std::string& text) {
+    const Json message = Json::parse(text, nullptr, false);
+    const bool object = message.is_object();
+    const Json number = object && message.contains("number") ? message["number"] : Json();
+    const auto answer = [&](int status, Json document) {
+        document["status"] = status;
+        document["number"] = number;
+        return document.dump();
+    };
+    if (!object) return answer(400, ErrorDocument("a message must be a JSON object {\"number\", \"name\", \"value\"}"));
+    for (const auto& [key, _] : message.items()) {
+        if (std::ranges::find(kMessageFields, key) == std::end(kMessageFields)) {
+            return answer(400, ErrorDocument(fmt::format("a message has no field \"{}\": only {}", key,
+                                                         fmt::join(kMessageFields, ", "))));
+        }
+    }
+    if (!number.is_number_integer()) return answer(400, ErrorDocument("\"number\" must be a whole number"));
+    if (!message.contains("name") || !message["name"].is_string()) {
+        return answer(400, ErrorDocument("\"name\" must be a parameter's name or id as text"));
+    }
+    Query query;
+    for (const char* key : {"route", "type"}) {
+        if (!message.contains(key)) continue;
+        if (!message[key].is_string()) return answer(400, ErrorDocument("\"" + std::string(key) + "\" must be text"));
+        query[key] = message[key].get<std::string>();
+    }
+    if (!message.contains("value")) return answer(400, ErrorDocument("a message must carry the \"value\" to write"));
+    const std::string body = Json({{"value", message["value"]}}).dump();
+    ApiAnswer done = api_.Handle("PUT", "param/" + message["name"].get<std::string>(), query, body);
+    return answer(done.status, std::move(done.document));
 }
 
 bool Site::HasToken(const HttpRequest& request) const {
@@ -116,6 +162,13 @@ HttpResponse Site::Handle(const HttpRequest& request) {
     }
     if (!HasToken(request)) {
         return Refuse(403, "open the page at the address pexctl serve printed, with its token");
+    }
+    if (path == "/api/socket") {
+        if (!request.upgrade) return Refuse(426, "/api/socket takes a WebSocket upgrade");
+        if (!request.hasOrigin) return Refuse(403, "a WebSocket must come from the page: it sent no Origin");
+        HttpResponse accepted;
+        accepted.upgrade = true;
+        return accepted;
     }
     if (path.starts_with("/api/")) {
         const bool withBody = request.method == "POST" || request.method == "PUT";

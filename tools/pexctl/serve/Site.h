@@ -7,6 +7,11 @@
 //          SameSite=Strict cookie and redirects to /; every other request
 //          needs the cookie: else 403
 //   type   requests with a body (POST, PUT) only as application/json: else 415
+// The page's WebSocket, /api/socket, gets the same checks, and its Origin
+// must be sent (a browser always sends one): else 403. Each of its messages
+// is a write, {"number", "name", "route", "type", "value"}, made as
+// PUT /api/param/NAME is and answered with that request's document, its
+// status and the client's number.
 // Every answer carries a Content-Security-Policy that allows nothing from
 // outside the page, and no CORS header. Failures are JSON error objects.
 #pragma once
@@ -26,6 +31,8 @@ public:
 
     HttpResponse Handle(const HttpRequest& request) override;
     HttpResponse Refuse(int status, const std::string& what) override;
+    std::string Message(const std::string& text) override;
+    std::string RefuseMessage(int status, const std::string& what) override;
 
 private:
     bool HasToken(const HttpRequest& request) const;

@@ -31,15 +31,18 @@ export function failures(document) {
 // Writes by parameter and route, made by writer.js on a worker: at most one
 // in flight per parameter and route, the last value always lands. `done`
 // gets each answer with the value sent, the input event's time (`since`)
-// and when the request started and finished, all on the page's clock.
+// and when the write was sent and its answer arrived, all on the page's
+// clock; `note` gets what the worker has to say in words (once it writes
+// over HTTP instead of its WebSocket).
 export class Writer {
-  constructor(done) {
+  constructor(done, note) {
     this.numbered = 0;
     this.last = new Map();  // "name|route" -> number of the last write handed over, until it is answered
     this.worker = new Worker('./writer.js', { type: 'module' });
     // An answer is superseded when a newer write of its parameter and route was handed
     // over after it, whether or not the worker has seen that one yet.
     this.worker.onmessage = ({ data: answer }) => {
+      if (answer.note) return note(answer.note);
       const key = answer.name + '|' + answer.route;
       const superseded = this.last.get(key) !== answer.number;
       if (!superseded) this.last.delete(key);

@@ -46,7 +46,7 @@ function showError(name, message) {
 
 // ---- writes ----
 
-const writer = new Writer(written);
+const writer = new Writer(written, (note) => logRow(['', '', '', note, '']));
 
 function send(parameter, route, value, since) {
   state.lastEdit = performance.now();
@@ -64,21 +64,24 @@ function written(job) {
     showError(job.name, problem);
     redraw(job.name);
   }
-  const log = $('log').tBodies[0];
-  const row = log.insertRow(0);
   const latency = job.finished - job.since;
+  const row = logRow([job.name, job.route, shortText(job.value),
+    problem || 'written and read back (' + (job.document.written || []).join(', ') + ')', latency.toFixed(1) + ' ms']);
   row.dataset.latency = latency.toFixed(2);
   row.dataset.parameter = job.name;
-  row.dataset.request = (job.finished - job.started).toFixed(2);  // the request alone, without waiting for one in flight
+  row.dataset.request = (job.finished - job.started).toFixed(2);  // sent to answered, without waiting for one in flight
   row.dataset.server = ((job.document.microseconds || 0) / 1000).toFixed(3);  // the write and read back alone
   if (problem) row.className = 'failed';
+}
+
+// A new first row of the write log: the time, then `texts` (the last one a number).
+function logRow(texts) {
+  const log = $('log').tBodies[0];
+  const row = log.insertRow(0);
   cell(row, new Date().toISOString().slice(11, 23));
-  cell(row, job.name);
-  cell(row, job.route);
-  cell(row, shortText(job.value));
-  cell(row, problem || 'written and read back (' + (job.document.written || []).join(', ') + ')');
-  cell(row, latency.toFixed(1) + ' ms', 'number');
+  texts.forEach((text, i) => cell(row, text, i === texts.length - 1 ? 'number' : undefined));
   while (log.rows.length > LOG_ROWS) log.deleteRow(-1);
+  return row;
 }
 
 // A finished edit: undoable when the value before it was known.

@@ -33,7 +33,10 @@ export class Curve {
       point.addEventListener('keydown', (event) => this.key(event, i));
       this.points.push(point);
     }
-    this.svg.addEventListener('pointermove', (event) => this.move(event));
+    // A drag follows pointerrawupdate where the browser has it: it comes as the
+    // pointer moves, where pointermove waits for the next frame.
+    const moves = 'onpointerrawupdate' in window ? 'pointerrawupdate' : 'pointermove';
+    this.svg.addEventListener(moves, (event) => this.move(event));
     this.svg.addEventListener('pointerup', (event) => this.end(event));
     this.svg.addEventListener('pointercancel', (event) => this.end(event));
   }
