@@ -52,6 +52,7 @@ TEST(ParseModuleVersionTest, ThreeNumbersOrNothing) {
     EXPECT_EQ(ParseModuleVersion(L"1.3.1-lite"), (Version{1, 3, 1}));
     EXPECT_EQ(ParseModuleVersion(L"2.10.0-lite"), (Version{2, 10, 0}));
     EXPECT_EQ(ParseModuleVersion(L"2.10"), std::nullopt);
+    EXPECT_EQ(ParseModuleVersion(L"1,4,1"), std::nullopt);
     EXPECT_EQ(ParseModuleVersion(L""), std::nullopt);
     EXPECT_EQ(ParseModuleVersion(L"krelo-amd"), std::nullopt);
 }
@@ -80,6 +81,7 @@ TEST(ShapeDspReplyTest, RepliesIntoCallerBuffers) {
          80, {}},
         {"vis bands, short reply", 2126, L"1.4.2", std::vector<std::uint8_t>(40, 1), 80, LayoutStatus::Ok, 80,
          std::vector<std::uint8_t>(80, 0xEE)},
+        {"drc metadata as sent", 1162, L"2.10.0-lite", Bytes(Iota(18, 1)), 72, LayoutStatus::Ok, 72, Bytes(Iota(18, 1))},
         {"thresholds as sent", 2108, L"1.4.2", Bytes({1, 2, 3}), 12, LayoutStatus::Ok, 12, Bytes({1, 2, 3})},
         {"filter configuration", 2105, L"1.4.2", {3, 0, 0, 0, 7, 8, 9, 0}, 7, LayoutStatus::Ok, 7,
          {3, 0, 0, 0, 7, 8, 9}},

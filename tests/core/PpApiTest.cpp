@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "core/KnownModules.h"
 #include "core/ModuleList.h"
 #include "core/PpApiRequests.h"
 
@@ -38,12 +39,42 @@ const std::string kPpSet = "37 ce e9 ba 99 aa c7 4b 9b df 4c bf 3d 23 e1 b9";
 const std::string kTag = "7e 2f 8e c1 3d 93 65 49 b7 d1 1e ef 22 8d 2a f3";
 const std::string kAmdSet = "bd fc 07 82 1a c8 1b 44 96 b5 4a 0c f0 86 65 ad";
 const std::string kEngineSet = "dc 82 2f 3a 6f 88 aa 4b 9e b4 08 2b 90 25 c5 36";
-// {CBDD3DB0-85AE-4466-B18D-504FD8E7082B}
-const Guid kModule{0xCBDD3DB0, 0x85AE, 0x4466, {0xB1, 0x8D, 0x50, 0x4F, 0xD8, 0xE7, 0x08, 0x2B}};
+// "{CBDD3DB0-85AE-4466-B18D-504FD8E7082B}": the registry form, read field by field.
+Guid ParseGuid(const std::string& text) {
+    const auto hex = [&](std::size_t at, std::size_t digits) { return std::stoul(text.substr(at, digits), nullptr, 16); };
+    Guid guid{static_cast<std::uint32_t>(hex(1, 8)), static_cast<std::uint16_t>(hex(10, 4)),
+              static_cast<std::uint16_t>(hex(15, 4)), {}};
+    for (std::size_t i = 0; i < 8; ++i) guid.data4[i] = static_cast<std::uint8_t>(hex(i < 2 ? 20 + 2 * i : 21 + 2 * i, 2));
+    return guid;
+}
+const Guid kModule = ParseGuid("{CBDD3DB0-85AE-4466-B18D-504FD8E7082B}");
 const std::string kModuleBytes = "b0 3d dd cb ae 85 66 44 b1 8d 50 4f d8 e7 08 2b";
-// {B5FCC815-1F49-4F4E-B04C-05F3A383EFFF}
-const Guid kAmdModule{0xB5FCC815, 0x1F49, 0x4F4E, {0xB0, 0x4C, 0x05, 0xF3, 0xA3, 0x83, 0xEF, 0xFF}};
+const Guid kAmdModule = ParseGuid("{B5FCC815-1F49-4F4E-B04C-05F3A383EFFF}");
 const std::string kAmdModuleBytes = "15 c8 fc b5 49 1f 4e 4f b0 4c 05 f3 a3 83 ef ff";
+
+// The module ids as published, in the order they are tried; an id of the AMD rows is no PP API module.
+TEST(KnownModulesTest, IdsAndVersionsInOrder) {
+    const std::pair<const char*, const char*> pp[] = {
+        {"{849F0D73-1678-4D57-8C78-61C548253993}", "1.0.0"}, {"{F5151CC1-D8AA-4F79-8A05-7AB55D8B7A39}", "1.0.0"},
+        {"{2F20FF4C-587D-4EA5-BD72-F246351DEFE6}", "1.2.0"}, {"{9DC26903-A3A8-4A30-8839-A77B6F4E5964}", "1.3.1"},
+        {"{F7922237-511F-4203-A780-2C2CE0A13AF2}", "1.3.1-lite"},
+        {"{D11B4F61-42FA-43BB-997C-8D2B026D11C8}", "2.10.0-lite"},
+        {"{CBDD3DB0-85AE-4466-B18D-504FD8E7082B}", "1.4.2"}, {"{56A9EA76-3745-4CC0-815C-A621FAA8C9CB}", "1.4.2-lite"},
+    };
+    const std::pair<const char*, const char*> amd[] = {
+        {"{CFE115BD-8AEA-40BC-A764-AD9C18FEE730}", "1.0.0"}, {"{2CEA7CB6-7F35-4C1B-B7E3-054F6C479955}", "1.3.1"},
+        {"{01FD7450-263C-43B5-ADCC-CBCD61975F89}", "1.3.1-lite"}, {"{B5FCC815-1F49-4F4E-B04C-05F3A383EFFF}", "1.4.1"},
+        {"{34A7CA4C-B652-4585-9A05-33C8FF01FB81}", "1.4.1-lite"}, {"{DF0CC948-64D1-45C7-BD36-4CDB1E6712F8}", "1.4.2"},
+        {"{4F9B9C5A-6027-4DF6-9F88-06C2A429ADEA}", "1.4.2-lite"},
+    };
+    for (const auto& [id, version] : pp) EXPECT_EQ(KnownModuleVersion(ParseGuid(id)), version) << id;
+    ASSERT_EQ(AmdModules().size(), std::size(amd));
+    for (std::size_t i = 0; i < std::size(amd); ++i) {
+        EXPECT_EQ(AmdModules()[i].id, ParseGuid(amd[i].first)) << i;
+        EXPECT_EQ(AmdModules()[i].version, amd[i].second) << i;
+        EXPECT_EQ(KnownModuleVersion(AmdModules()[i].id), std::nullopt) << i;
+    }
+}
 
 TEST(PpApiRequestTest, RecordsMatchTheTables) {
     const PpModuleAddress module{0x11, 2, kModule};
@@ -100,6 +131,7 @@ TEST(PpApiRequestTest, ValueBuffersAndSmallReplies) {
     EXPECT_TRUE(ParameterValueBuffer(kPpParameterBufferSize, std::span(large).first(64000)).has_value());
     EXPECT_FALSE(ParameterValueBuffer(kPpParameterBufferSize, large).has_value());
     EXPECT_TRUE(ParameterValueBuffer(kAmdParameterBufferSize, std::span(large).first(4092)).has_value());
+    EXPECT_EQ(ParameterValueBuffer(4, {}), std::vector<std::uint8_t>(4, 0));  // just the length word
     EXPECT_FALSE(ParameterValueBuffer(kAmdParameterBufferSize, std::span(large).first(4093)).has_value());
 
     KeptValueBuffer kept;
