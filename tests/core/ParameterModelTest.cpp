@@ -9,6 +9,7 @@
 
 #include "core/DspBlobLayouts.h"
 #include "core/DspParameterTables.h"
+#include "core/DspValueShaping.h"
 #include "core/ParameterFamily.h"
 #include "core/ParameterModel.h"
 #include "core/ParameterReference.h"
@@ -114,20 +115,45 @@ TEST(ParameterModelTest, StructuresRoundTripThroughTheStoreLayouts) {
     EXPECT_EQ(checked, 26);
 }
 
-// Structures the model writes as a blob on the DSP route are the ones that
-// take one there, and a value by field makes a blob.
-TEST(ParameterModelTest, DspBlobsAgreeWithTheBlobLayouts) {
+// Structures the model writes as a blob on the DSP route are the ones that take one there. A
+// value by field makes a blob (one byte short makes none); what is sent to a module that keeps
+// it reads back as the caller's structure, and a buffer one byte short is left as it was.
+TEST(ParameterModelTest, DspBlobsRoundTripThroughTheModule) {
+    int checked = 0;
     for (const ParameterDescription& parameter : ParameterModel()) {
         if (!parameter.dsp || !parameter.Writable()) continue;
         EXPECT_EQ(parameter.dspBlob, TakesDspBlob(parameter.id)) << parameter.name;
         if (!parameter.dspBlob) continue;
-        const EncodedStructure encoded = EncodeStructure(parameter, SampleValue(parameter));
-        ASSERT_EQ(encoded.error, "") << parameter.name;
-        EXPECT_TRUE(CallerToDspBlob(parameter.id, encoded.bytes.data(), static_cast<std::uint32_t>(encoded.bytes.size())))
-            << parameter.name;
-        EXPECT_FALSE(CallerToDspBlob(parameter.id, encoded.bytes.data(), static_cast<std::uint32_t>(encoded.bytes.size() - 1)))
-            << parameter.name;
+        for (const std::size_t counted : {0u, 3u}) {
+            SCOPED_TRACE(testing::Message() << parameter.name << ", " << counted << " counted items");
+            const EncodedStructure encoded = EncodeStructure(parameter, SampleValue(parameter, counted));
+            ASSERT_EQ(encoded.error, "");
+            const auto size = static_cast<std::uint32_t>(encoded.bytes.size());
+            EXPECT_FALSE(CallerToDspBlob(parameter.id, encoded.bytes.data(), size - 1));
+            const auto blob = CallerToDspBlob(parameter.id, encoded.bytes.data(), size);
+            ASSERT_TRUE(blob);
+            // Reads do not undo what the sending takes out of these.
+            if (parameter.id == 2108 || parameter.id == 2109 || parameter.id == 2116 || parameter.id == 2122) continue;
+            for (const wchar_t* version : {L"1.0.0", L"2.10.0-lite"}) {
+                const std::vector<std::uint8_t> sent =
+                    ReshapeBlobForDsp(parameter.id, blob->data(), static_cast<std::uint32_t>(blob->size()),
+                                      version == std::wstring_view(L"1.0.0"));
+                const auto sentBytes = static_cast<std::uint32_t>(sent.size());
+                std::vector<std::uint8_t> buffer(size - 1, 0xEE);
+                DspReadResult result = ShapeDspReply(parameter.id, sent.data(), sentBytes, version, buffer.data(), size - 1);
+                EXPECT_EQ(result.status, LayoutStatus::InvalidArgument);
+                EXPECT_EQ(result.size, size);
+                EXPECT_EQ(buffer, std::vector<std::uint8_t>(size - 1, 0xEE));
+                buffer.resize(size);
+                result = ShapeDspReply(parameter.id, sent.data(), sentBytes, version, buffer.data(), size);
+                EXPECT_EQ(result.status, LayoutStatus::Ok);
+                EXPECT_EQ(result.size, size);
+                EXPECT_EQ(buffer, encoded.bytes) << std::wstring(version).size();
+                ++checked;
+            }
+        }
     }
+    EXPECT_EQ(checked, 24);
 }
 
 TEST(ParameterModelTest, EncodingRefusesBadFieldsInWords) {

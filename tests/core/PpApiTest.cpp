@@ -118,26 +118,41 @@ TEST(PpApiRequestTest, RecordsMatchTheTables) {
     }
 }
 
-TEST(PpApiRequestTest, ValueBuffersAndSmallReplies) {
-    const std::vector<std::uint8_t> value{0xAA, 0xBB, 0xCC};
-    const auto buffer = ParameterValueBuffer(kPpParameterBufferSize, value);
-    ASSERT_TRUE(buffer.has_value());
-    ASSERT_EQ(buffer->size(), 64004u);
-    EXPECT_EQ(std::vector<std::uint8_t>(buffer->begin(), buffer->begin() + 8),
-              Hex("03 00 00 00 aa bb cc 00"));
-    EXPECT_EQ(std::count(buffer->begin() + 7, buffer->end(), 0), 64004 - 7);
-
-    const std::vector<std::uint8_t> large(64001, 1);
-    EXPECT_TRUE(ParameterValueBuffer(kPpParameterBufferSize, std::span(large).first(64000)).has_value());
-    EXPECT_FALSE(ParameterValueBuffer(kPpParameterBufferSize, large).has_value());
-    EXPECT_TRUE(ParameterValueBuffer(kAmdParameterBufferSize, std::span(large).first(4092)).has_value());
-    EXPECT_EQ(ParameterValueBuffer(4, {}), std::vector<std::uint8_t>(4, 0));  // just the length word
-    EXPECT_FALSE(ParameterValueBuffer(kAmdParameterBufferSize, std::span(large).first(4093)).has_value());
-
+// A value buffer holds the value's length, the value and zeros, whatever size it has; a kept
+// buffer sends what a fresh one would, whatever the value before it left behind.
+TEST(PpApiRequestTest, ValueBuffersFreshAndKept) {
+    struct Step {
+        std::size_t bufferSize;
+        std::size_t valueBytes;
+        bool fits;
+    };
+    const Step steps[] = {
+        {kPpParameterBufferSize, 1000, true},  {kPpParameterBufferSize, 3, true},      {kPpParameterBufferSize, 0, true},
+        {kPpParameterBufferSize, 64000, true}, {kPpParameterBufferSize, 64001, false}, {kAmdParameterBufferSize, 8, true},
+        {kAmdParameterBufferSize, 4092, true}, {kAmdParameterBufferSize, 4093, false}, {kPpParameterBufferSize, 12, true},
+        {4, 0, true},  // just the length word
+    };
     KeptValueBuffer kept;
-    EXPECT_TRUE(kept.Fill(kPpParameterBufferSize, large).empty());
-    EXPECT_TRUE(kept.Fill(kAmdParameterBufferSize, std::span(large).first(4093)).empty());
+    std::uint8_t fill = 0;
+    for (const Step& step : steps) {
+        SCOPED_TRACE(testing::Message() << step.valueBytes << " bytes in " << step.bufferSize);
+        const std::vector<std::uint8_t> value(step.valueBytes, ++fill);
+        const auto fresh = ParameterValueBuffer(step.bufferSize, value);
+        const std::span<std::uint8_t> sent = kept.Fill(step.bufferSize, value);
+        ASSERT_EQ(fresh.has_value(), step.fits);
+        if (!step.fits) {
+            EXPECT_TRUE(sent.empty());
+            continue;
+        }
+        ASSERT_EQ(fresh->size(), step.bufferSize);
+        EXPECT_EQ(ReadU32(*fresh, 0), step.valueBytes);
+        EXPECT_EQ(std::count(fresh->begin() + 4, fresh->begin() + 4 + step.valueBytes, fill), step.valueBytes);
+        EXPECT_EQ(std::count(fresh->begin() + 4 + step.valueBytes, fresh->end(), 0), step.bufferSize - 4 - step.valueBytes);
+        EXPECT_TRUE(std::equal(sent.begin(), sent.end(), fresh->begin(), fresh->end()));
+    }
+}
 
+TEST(PpApiRequestTest, SmallReplies) {
     const auto descriptor = ParseAudioEngineDescriptor(Hex("00 00 00 00 07 00 00 00 02 00 00 00"));
     ASSERT_TRUE(descriptor.has_value());
     EXPECT_EQ(descriptor->offloadPinId, 7u);
@@ -146,33 +161,6 @@ TEST(PpApiRequestTest, ValueBuffersAndSmallReplies) {
     EXPECT_EQ(ReadU32(Hex("01 02 03 04 05"), 1), 0x05040302u);
     EXPECT_EQ(ReadU32(Hex("01 02 03 04 05"), 2), 0u);
     EXPECT_EQ(ReadU32(Hex("01 02 03 04 05"), 9), 0u);
-}
-
-// A kept buffer sends what a fresh one would, whatever the value before it left behind.
-TEST(PpApiRequestTest, KeptValueBufferMatchesAFreshBufferAfterEveryValue) {
-    struct Step {
-        const char* name;
-        std::size_t bufferSize;
-        std::size_t valueBytes;
-    };
-    const Step steps[] = {
-        {"long value", kPpParameterBufferSize, 1000},
-        {"shorter value", kPpParameterBufferSize, 4},
-        {"empty value", kPpParameterBufferSize, 0},
-        {"largest value", kPpParameterBufferSize, 64000},
-        {"AMD value after the largest", kAmdParameterBufferSize, 8},
-        {"largest AMD value", kAmdParameterBufferSize, 4092},
-        {"short value after an AMD one", kPpParameterBufferSize, 12},
-    };
-    KeptValueBuffer kept;
-    std::uint8_t fill = 0;
-    for (const Step& step : steps) {
-        const std::vector<std::uint8_t> value(step.valueBytes, ++fill);
-        const std::span<std::uint8_t> sent = kept.Fill(step.bufferSize, value);
-        const auto fresh = ParameterValueBuffer(step.bufferSize, value);
-        ASSERT_TRUE(fresh.has_value()) << step.name;
-        EXPECT_TRUE(std::equal(sent.begin(), sent.end(), fresh->begin(), fresh->end())) << step.name;
-    }
 }
 
 // A reply: header words, then descriptors (type, id, name, version), then `extra` stray bytes.
