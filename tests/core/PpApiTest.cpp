@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstring>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -15,17 +15,12 @@
 namespace kelix {
 namespace {
 
-// "37 ce e9 ba" -> {0x37, 0xce, 0xe9, 0xba}; blanks and '|' separate nothing but help the eye.
-std::vector<std::uint8_t> Hex(const std::string& text) {
+// "37 ce e9 ba" -> {0x37, 0xce, 0xe9, 0xba}; '|' separates nothing but helps the eye.
+std::vector<std::uint8_t> Hex(std::string text) {
+    std::replace(text.begin(), text.end(), '|', ' ');
+    std::istringstream in(text);
     std::vector<std::uint8_t> bytes;
-    std::string digits;
-    for (char c : text) {
-        if (std::isxdigit(static_cast<unsigned char>(c))) digits.push_back(c);
-        if (digits.size() == 2) {
-            bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits, nullptr, 16)));
-            digits.clear();
-        }
-    }
+    for (unsigned byte = 0; in >> std::hex >> byte;) bytes.push_back(static_cast<std::uint8_t>(byte));
     return bytes;
 }
 
