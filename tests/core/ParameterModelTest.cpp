@@ -92,21 +92,23 @@ TEST(ParameterModelTest, StructuresRoundTripThroughTheStoreLayouts) {
             const auto* words = reinterpret_cast<const std::uint8_t*>(stored.words.data());
             const auto storedBytes = static_cast<std::uint32_t>(stored.words.size() * 4);
             std::uint32_t need = 0;
-            EXPECT_EQ(StoredToCaller(parameter.id, words, storedBytes, nullptr, &need).status, LayoutStatus::InvalidArgument);
+            const auto read = [&](std::uint8_t* buffer, std::uint32_t* size) {
+                return StoredToCaller(parameter.id, words, storedBytes, buffer, size).status;
+            };
+            EXPECT_EQ(read(nullptr, &need), LayoutStatus::InvalidArgument);
             // Reads come in whole words, the compressor tuning as four records whatever it holds; the
             // init info gives back as many tail bytes as its length word counts words: 32 of the 128 written.
             if (parameter.id == 1161) continue;
             EXPECT_EQ(StructureSize(parameter, caller.data(), size), size);
             EXPECT_EQ(need, parameter.id == 2116 ? 100 : (size + 3) / 4 * 4);
-            std::vector<std::uint8_t> read(need - 1, 0xAA);
+            std::vector<std::uint8_t> buffer(need - 1, 0xAA);
             std::uint32_t readSize = need - 1;
-            EXPECT_EQ(StoredToCaller(parameter.id, words, storedBytes, read.data(), &readSize).status,
-                      LayoutStatus::InvalidArgument);
+            EXPECT_EQ(read(buffer.data(), &readSize), LayoutStatus::InvalidArgument);
             EXPECT_EQ(readSize, need);
-            EXPECT_EQ(std::count(read.begin(), read.end(), 0), static_cast<long>(read.size()));
-            read.resize(need);
-            ASSERT_EQ(StoredToCaller(parameter.id, words, storedBytes, read.data(), &readSize).status, LayoutStatus::Ok);
-            const auto decoded = DecodeStructure(parameter, read.data(), readSize);
+            EXPECT_EQ(buffer, std::vector<std::uint8_t>(need - 1, 0));
+            buffer.resize(need);
+            ASSERT_EQ(read(buffer.data(), &readSize), LayoutStatus::Ok);
+            const auto decoded = DecodeStructure(parameter, buffer.data(), readSize);
             ASSERT_TRUE(decoded);
             EXPECT_EQ(EncodeStructure(parameter, *decoded).bytes, encoded.bytes);
             ++checked;
@@ -140,7 +142,8 @@ TEST(ParameterModelTest, DspBlobsRoundTripThroughTheModule) {
                                       version == std::wstring_view(L"1.0.0"));
                 const auto sentBytes = static_cast<std::uint32_t>(sent.size());
                 std::vector<std::uint8_t> buffer(size - 1, 0xEE);
-                DspReadResult result = ShapeDspReply(parameter.id, sent.data(), sentBytes, version, buffer.data(), size - 1);
+                DspReadResult result =
+                    ShapeDspReply(parameter.id, sent.data(), sentBytes, version, buffer.data(), size - 1);
                 EXPECT_EQ(result.status, LayoutStatus::InvalidArgument);
                 EXPECT_EQ(result.size, size);
                 EXPECT_EQ(buffer, std::vector<std::uint8_t>(size - 1, 0xEE));

@@ -36,10 +36,10 @@ const std::string kAmdSet = "bd fc 07 82 1a c8 1b 44 96 b5 4a 0c f0 86 65 ad";
 const std::string kEngineSet = "dc 82 2f 3a 6f 88 aa 4b 9e b4 08 2b 90 25 c5 36";
 // "{CBDD3DB0-85AE-4466-B18D-504FD8E7082B}": the registry form, read field by field.
 Guid ParseGuid(const std::string& text) {
-    const auto hex = [&](std::size_t at, std::size_t digits) { return std::stoul(text.substr(at, digits), nullptr, 16); };
+    const auto hex = [&](std::size_t at, std::size_t n) { return std::stoul(text.substr(at, n), nullptr, 16); };
     Guid guid{static_cast<std::uint32_t>(hex(1, 8)), static_cast<std::uint16_t>(hex(10, 4)),
               static_cast<std::uint16_t>(hex(15, 4)), {}};
-    for (std::size_t i = 0; i < 8; ++i) guid.data4[i] = static_cast<std::uint8_t>(hex(i < 2 ? 20 + 2 * i : 21 + 2 * i, 2));
+    for (std::size_t i = 0; i < 8; ++i) guid.data4[i] = static_cast<std::uint8_t>(hex(20 + 2 * i + (i >= 2), 2));
     return guid;
 }
 const Guid kModule = ParseGuid("{CBDD3DB0-85AE-4466-B18D-504FD8E7082B}");
@@ -116,15 +116,15 @@ TEST(PpApiRequestTest, RecordsMatchTheTables) {
 // A value buffer holds the value's length, the value and zeros, whatever size it has; a kept
 // buffer sends what a fresh one would, whatever the value before it left behind.
 TEST(PpApiRequestTest, ValueBuffersFreshAndKept) {
+    constexpr std::size_t kPp = kPpParameterBufferSize, kAmd = kAmdParameterBufferSize;
     struct Step {
         std::size_t bufferSize;
         std::size_t valueBytes;
         bool fits;
     };
     const Step steps[] = {
-        {kPpParameterBufferSize, 1000, true},  {kPpParameterBufferSize, 3, true},      {kPpParameterBufferSize, 0, true},
-        {kPpParameterBufferSize, 64000, true}, {kPpParameterBufferSize, 64001, false}, {kAmdParameterBufferSize, 8, true},
-        {kAmdParameterBufferSize, 4092, true}, {kAmdParameterBufferSize, 4093, false}, {kPpParameterBufferSize, 12, true},
+        {kPp, 1000, true}, {kPp, 3, true},    {kPp, 0, true},      {kPp, 64000, true}, {kPp, 64001, false},
+        {kAmd, 8, true},   {kAmd, 4092, true}, {kAmd, 4093, false}, {kPp, 12, true},
         {4, 0, true},  // just the length word
     };
     KeptValueBuffer kept;
@@ -141,8 +141,9 @@ TEST(PpApiRequestTest, ValueBuffersFreshAndKept) {
         }
         ASSERT_EQ(fresh->size(), step.bufferSize);
         EXPECT_EQ(ReadU32(*fresh, 0), step.valueBytes);
-        EXPECT_EQ(std::count(fresh->begin() + 4, fresh->begin() + 4 + step.valueBytes, fill), step.valueBytes);
-        EXPECT_EQ(std::count(fresh->begin() + 4 + step.valueBytes, fresh->end(), 0), step.bufferSize - 4 - step.valueBytes);
+        const auto end = fresh->begin() + 4 + static_cast<std::ptrdiff_t>(step.valueBytes);
+        EXPECT_EQ(std::vector(fresh->begin() + 4, end), value);
+        EXPECT_EQ(std::count(end, fresh->end(), 0), fresh->end() - end);
         EXPECT_TRUE(std::equal(sent.begin(), sent.end(), fresh->begin(), fresh->end()));
     }
 }

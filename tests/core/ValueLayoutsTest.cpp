@@ -15,6 +15,8 @@ using test::Bytes;
 using test::Iota;
 using test::Join;
 
+std::vector<std::int32_t> Zeros(std::size_t count) { return std::vector<std::int32_t>(count, 0); }
+
 // Counts that cannot hold, and what is stored in place of the caller's words. Exact sizes, one
 // byte less and empty counts: ParameterModelTest's round trip.
 TEST(CallerToStoredTest, CountedLayoutsRefuseCountsThatDoNotFit) {
@@ -25,15 +27,16 @@ TEST(CallerToStoredTest, CountedLayoutsRefuseCountsThatDoNotFit) {
         bool valid;
         std::vector<std::int32_t> words = {};
     };
+    const std::vector<std::int32_t> full = Join({{2044}, std::vector<std::int32_t>(511, -1)});
     const Case cases[] = {
-        {1156, {7, -1}, 8, false},  {1156, {7}, 4, false}, {2107, {-2, 5, 6}, 12, false}, {2107, {0x40000000}, 4, false},
-        {2116, {-1}, 4, false},     {1105, {7}, 0, false},
+        {1156, {7, -1}, 8, false}, {1156, {7}, 4, false}, {2107, {-2, 5, 6}, 12, false}, {2107, {0x40000000}, 4, false},
+        {2116, {-1}, 4, false},    {1105, {7}, 0, false},
         // The filter byte count is unsigned: a "negative" one is above capacity and cleared.
         {2105, {-5}, 4, true},
         {2105, {5, 0x04030201, static_cast<std::int32_t>(0xEEEEEE05)}, 9, true, {5, 0x04030201, 0x05}},
         {1162, Iota(18, 1), 0, true, std::vector<std::int32_t>(18, 0)},
         // At capacity the filter configuration fills 512 words; above it, the caller's count is cleared in place.
-        {2105, Join({{2044}, std::vector<std::int32_t>(511, -1)}), 2048, true, Join({{2044}, std::vector<std::int32_t>(511, -1)})},
+        {2105, full, 2048, true, full},
         {2105, Join({{2045}, std::vector<std::int32_t>(512, -1)}), 2049, true, {0}},
     };
     for (const Case& c : cases) {
@@ -138,19 +141,20 @@ TEST(StoredToCallerTest, CopiesStayInsideTheStoredBytes) {
     };
     const Case cases[] = {
         {2107, {100, 1, 2}, 12, {100, 1, 2}},
-        {1123, {4, 20, 1, 2}, 324, Join({{4, 1, 2}, std::vector<std::int32_t>(78, 0)})},  // arrays past the end
+        {1123, {4, 20, 1, 2}, 324, Join({{4, 1, 2}, Zeros(78)})},  // arrays past the end
         {2105, {400, 0x01020304}, 8, {400, 0x01020304}},
         {1161, Join({Iota(10, 1), {1000}, {77}}), 48, Join({Iota(10, 1), {77, 0}})},
         {1114, Join({{3, 20}, Iota(20, 1), {20}, {50}}), 100, Join({{3}, Iota(20, 1), {50}, {0, 0, 0}})},
-        {1119, Join({{1, 20}, Iota(20, 1), {20}, Iota(19, 100)}), 884, Join({{1}, Iota(20, 1), std::vector<std::int32_t>(200, 0)})},
-        {2116, fiveRecords, 100, Join({{5}, std::vector<std::int32_t>(24, 0)}), LayoutStatus::OutOfMemory},
-        {2105, Join({{2045}, std::vector<std::int32_t>(512, 7)}), 2052, std::vector<std::int32_t>(513, 0), LayoutStatus::Ok, 2045},
+        {1119, Join({{1, 20}, Iota(20, 1), {20}, Iota(19, 100)}), 884, Join({{1}, Iota(20, 1), Zeros(200)})},
+        {2116, fiveRecords, 100, Join({{5}, Zeros(24)}), LayoutStatus::OutOfMemory},
+        {2105, Join({{2045}, std::vector<std::int32_t>(512, 7)}), 2052, Zeros(513), LayoutStatus::Ok, 2045},
     };
     for (const Case& c : cases) {
         const std::vector<std::uint8_t> stored = Bytes(c.stored);
         std::vector<std::uint8_t> buffer(c.callerSize, 0xAA);
         std::uint32_t size = c.callerSize;
-        const CopyResult result = StoredToCaller(c.id, stored.data(), static_cast<std::uint32_t>(stored.size()), buffer.data(), &size);
+        const auto storedBytes = static_cast<std::uint32_t>(stored.size());
+        const CopyResult result = StoredToCaller(c.id, stored.data(), storedBytes, buffer.data(), &size);
         EXPECT_EQ(result.status, c.status) << c.id;
         EXPECT_EQ(result.filterCleared, c.filterCleared) << c.id;
         EXPECT_EQ(buffer, Bytes(c.expected)) << c.id;
