@@ -96,8 +96,7 @@ TEST(ShapeDspReplyTest, RepliesIntoCallerBuffers) {
     const ReadCase cases[] = {
         {"one word", 2104, L"1.4.2", Bytes({-3}), 4, LayoutStatus::Ok, 4, Bytes({-3})},
         {"one word, short buffer", 2104, L"1.4.2", Bytes({-3}), 3, LayoutStatus::InvalidArgument, 4, {}},
-        {"tuning info below 1.4.1", 2125, L"1.3.1", tuning, 160, LayoutStatus::Ok, 160,
-         std::vector<std::uint8_t>(160, 0x5A)},
+        {"tuning info below 1.4.1", 2125, L"1.3.1", tuning, 160, LayoutStatus::Ok, 160, {&tuning[0], &tuning[160]}},
         {"tuning info of 1.4.1", 2125, L"1.4.1", tuning, 160, LayoutStatus::InvalidArgument, 720, {}},
         {"tuning info, version not parsed", 2125, L"2.10", tuning, 719, LayoutStatus::InvalidArgument, 720, {}},
         {"vis bands, 40 bytes", 2126, L"1.4.2", std::vector<std::uint8_t>(80, 1), 40, LayoutStatus::InvalidArgument,
@@ -130,18 +129,17 @@ TEST(ShapeDspReplyTest, RepliesIntoCallerBuffers) {
 // A module's reply for an index never written holds the caller structure of zeros, in the
 // module's layout, and reads back as that.
 TEST(DefaultDspReplyTest, RepliesOfUnwrittenIndicesAreZeroStructures) {
-    struct Case {
+    const struct {
         std::uint32_t index;
         ParameterId id;
         const wchar_t* version;
         std::uint32_t callerBytes;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {30, 2125, L"1.3.1", 160}, {30, 2125, L"1.4.2", 720}, {31, 2126, L"1.4.2", 80},       {41, 2127, L"1.4.2", 352},
         {42, 2128, L"1.4.2", 4},   {142, 1114, L"2.10.0-lite", 164}, {153, 1123, L"2.10.0-lite", 324},
         {130, 1141, L"2.10.0-lite", 8},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         std::vector<std::uint8_t> buffer(c.callerBytes, 0);
         const std::vector<std::uint8_t> reply = DefaultDspReply(c.index, c.version);
         EXPECT_EQ(reply, CallerToDspBlob(c.id, buffer.data(), c.callerBytes).value_or(buffer)) << c.index;

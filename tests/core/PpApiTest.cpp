@@ -92,9 +92,6 @@ TEST(PpApiRequestTest, RecordsMatchTheTables) {
         {"enable set", Bytes(PpModuleEnableRequest(kKsPropertySet, module, 1)),
          kPpSet + "| 02 00 00 00 | 02 00 00 00 | 11 00 00 00 | 00 00 00 00 |" + kTag + "| 02 00 00 00 |" +
              kModuleBytes + "| 01"},
-        {"enable get", Bytes(PpModuleEnableRequest(kKsPropertyGet, module, 0)),
-         kPpSet + "| 02 00 00 00 | 01 00 00 00 | 11 00 00 00 | 00 00 00 00 |" + kTag + "| 02 00 00 00 |" +
-             kModuleBytes + "| 00"},
         {"parameter set 127", Bytes(PpModuleParameterRequest(kKsPropertySet, module, 127, 1)),
          kPpSet + "| 03 00 00 00 | 02 00 00 00 | 11 00 00 00 | 00 00 00 00 |" + kTag + "| 02 00 00 00 |" +
              kModuleBytes + "| 7f 00 00 00 | 01"},
