@@ -70,7 +70,7 @@ TEST(ParameterModelTest, NamesEveryCatalogueRowAndEveryDspIdOnce) {
     EXPECT_EQ(FindParameter(1500), nullptr);
 }
 
-// Every writable structure of the store route, with no counted items and with three, goes
+// Every writable structure of the store route, with three counted items and with none, goes
 // through the library's own layouts and comes back field for field. One byte short is refused
 // on the way in; on the way out a buffer one byte short of the size asked for is refused,
 // zeroed, and told that size again.
@@ -78,7 +78,7 @@ TEST(ParameterModelTest, StructuresRoundTripThroughTheStoreLayouts) {
     int checked = 0;
     for (const ParameterDescription& parameter : ParameterModel()) {
         if (parameter.kind != ValueKind::Structure || !parameter.store || !parameter.Writable()) continue;
-        for (const std::size_t counted : {0u, 3u}) {
+        for (const std::size_t counted : {3u, 0u}) {
             SCOPED_TRACE(testing::Message() << parameter.name << ", " << counted << " counted items");
             const EncodedStructure encoded = EncodeStructure(parameter, SampleValue(parameter, counted));
             ASSERT_EQ(encoded.error, "");
@@ -100,7 +100,7 @@ TEST(ParameterModelTest, StructuresRoundTripThroughTheStoreLayouts) {
             // init info gives back as many tail bytes as its length word counts words: 32 of the 128 written.
             if (parameter.id == 1161) continue;
             EXPECT_EQ(StructureSize(parameter, caller.data(), size), size);
-            EXPECT_EQ(need, parameter.id == 2116 ? 100 : (size + 3) / 4 * 4);
+            ASSERT_EQ(need, parameter.id == 2116 ? 100 : (size + 3) / 4 * 4);
             std::vector<std::uint8_t> buffer(need - 1, 0xAA);
             std::uint32_t readSize = need - 1;
             EXPECT_EQ(read(buffer.data(), &readSize), LayoutStatus::InvalidArgument);
@@ -110,7 +110,8 @@ TEST(ParameterModelTest, StructuresRoundTripThroughTheStoreLayouts) {
             ASSERT_EQ(read(buffer.data(), &readSize), LayoutStatus::Ok);
             const auto decoded = DecodeStructure(parameter, buffer.data(), readSize);
             ASSERT_TRUE(decoded);
-            EXPECT_EQ(EncodeStructure(parameter, *decoded).bytes, encoded.bytes);
+            // A read that loses the value ends the walk before the empty value, which it may not survive.
+            ASSERT_EQ(EncodeStructure(parameter, *decoded).bytes, encoded.bytes);
             ++checked;
         }
     }
