@@ -2,9 +2,9 @@
 
 #include "Words.h"
 
-#include <cstring>
-#include <numeric>
+#include <algorithm>
 
+#include "core/DspBlobLayouts.h"
 #include "core/DspValueShaping.h"
 
 namespace kelix {
@@ -13,6 +13,33 @@ namespace {
 using test::Bytes;
 using test::Iota;
 using test::Join;
+
+TEST(DspBlobLayoutsTest, BlobsAreTheModulesLayoutOfTheCallerStructure) {
+    struct Case {
+        ParameterId id;
+        std::vector<std::uint8_t> caller;
+        std::optional<std::vector<std::uint8_t>> blob;
+    };
+    std::vector<std::uint8_t> filter = Bytes({5, 0x04030201, 0x05});
+    filter.resize(9);
+    std::vector<std::uint8_t> oversized = Bytes({2045});
+    oversized.resize(4 + 2045);
+    const Case cases[] = {
+        {1114, Bytes(Join({{2}, Iota(40, 1)})), Bytes(Join({{2, 20}, Iota(20, 1), {20}, Iota(20, 21)}))},
+        {1141, Bytes({7, 2, 30, 31}), Bytes({4, 7, 2, 30, 31})},  // the count of words that follow first
+        {2105, filter, filter},                                   // no padding
+        {2105, oversized, std::nullopt},
+        {2116, Bytes(Join({{1}, Iota(6, 1)})), Bytes(Join({{1, 6}, Iota(6, 1)}))},
+        {2122, Bytes(Iota(8, 1)), Bytes(Join({{8}, Iota(8, 1)}))},
+        {1105, Bytes({1}), std::nullopt},         // a scalar: VT_I4
+    };
+    for (const Case& c : cases) {
+        const std::vector<std::uint8_t> before = c.caller;
+        EXPECT_EQ(CallerToDspBlob(c.id, c.caller.data(), static_cast<std::uint32_t>(c.caller.size())), c.blob) << c.id;
+        EXPECT_EQ(c.caller, before) << c.id;
+    }
+    EXPECT_EQ(CallerToDspBlob(1162, nullptr, 0), Bytes(std::vector<std::int32_t>(18, 0)));
+}
 
 TEST(ReshapeBlobForDspTest, BytesSentPerParameter) {
     struct Case {
@@ -47,33 +74,29 @@ TEST(ReshapeBlobForDspTest, BytesSentPerParameter) {
 }
 
 TEST(ParseModuleVersionTest, ThreeNumbersOrNothing) {
-    using Version = std::array<int, 3>;
-    EXPECT_EQ(ParseModuleVersion(L"1.4.1"), (Version{1, 4, 1}));
-    EXPECT_EQ(ParseModuleVersion(L"1.3.1-lite"), (Version{1, 3, 1}));
-    EXPECT_EQ(ParseModuleVersion(L"2.10.0-lite"), (Version{2, 10, 0}));
-    EXPECT_EQ(ParseModuleVersion(L"2.10"), std::nullopt);
-    EXPECT_EQ(ParseModuleVersion(L""), std::nullopt);
-    EXPECT_EQ(ParseModuleVersion(L"krelo-amd"), std::nullopt);
+    const std::pair<const wchar_t*, std::optional<std::array<int, 3>>> cases[] = {
+        {L"1.4.1", {{1, 4, 1}}}, {L"1.3.1-lite", {{1, 3, 1}}}, {L"2.10.0-lite", {{2, 10, 0}}},
+        {L"2.10", {}},           {L"1,4,1", {}},               {L"", {}},                     {L"krelo-amd", {}},
+    };
+    for (const auto& [text, version] : cases) EXPECT_EQ(ParseModuleVersion(text), version) << std::wstring(text);
 }
 
-struct ReadCase {
-    const char* name;
-    ParameterId id;
-    const wchar_t* version;
-    std::vector<std::uint8_t> reply;
-    std::uint32_t callerSize;
-    LayoutStatus status;
-    std::uint32_t size;                  // written back
-    std::vector<std::uint8_t> expected;  // the caller's buffer afterwards (checked when non-empty)
-};
-
 TEST(ShapeDspReplyTest, RepliesIntoCallerBuffers) {
+    struct ReadCase {
+        const char* name;
+        ParameterId id;
+        const wchar_t* version;
+        std::vector<std::uint8_t> reply;
+        std::uint32_t callerSize;
+        LayoutStatus status;
+        std::uint32_t size;                  // written back
+        std::vector<std::uint8_t> expected;  // the caller's buffer afterwards (checked when non-empty)
+    };
     const std::vector<std::uint8_t> tuning(720, 0x5A);
     const ReadCase cases[] = {
         {"one word", 2104, L"1.4.2", Bytes({-3}), 4, LayoutStatus::Ok, 4, Bytes({-3})},
         {"one word, short buffer", 2104, L"1.4.2", Bytes({-3}), 3, LayoutStatus::InvalidArgument, 4, {}},
-        {"tuning info below 1.4.1", 2125, L"1.3.1", tuning, 160, LayoutStatus::Ok, 160,
-         std::vector<std::uint8_t>(160, 0x5A)},
+        {"tuning info below 1.4.1", 2125, L"1.3.1", tuning, 160, LayoutStatus::Ok, 160, {&tuning[0], &tuning[160]}},
         {"tuning info of 1.4.1", 2125, L"1.4.1", tuning, 160, LayoutStatus::InvalidArgument, 720, {}},
         {"tuning info, version not parsed", 2125, L"2.10", tuning, 719, LayoutStatus::InvalidArgument, 720, {}},
         {"vis bands, 40 bytes", 2126, L"1.4.2", std::vector<std::uint8_t>(80, 1), 40, LayoutStatus::InvalidArgument,
@@ -81,23 +104,12 @@ TEST(ShapeDspReplyTest, RepliesIntoCallerBuffers) {
         {"vis bands, short reply", 2126, L"1.4.2", std::vector<std::uint8_t>(40, 1), 80, LayoutStatus::Ok, 80,
          std::vector<std::uint8_t>(80, 0xEE)},
         {"thresholds as sent", 2108, L"1.4.2", Bytes({1, 2, 3}), 12, LayoutStatus::Ok, 12, Bytes({1, 2, 3})},
-        {"filter configuration", 2105, L"1.4.2", {3, 0, 0, 0, 7, 8, 9, 0}, 7, LayoutStatus::Ok, 7,
-         {3, 0, 0, 0, 7, 8, 9}},
-        {"gains of 1.0.0", 2107, L"1.0.0", Bytes({5, 6}), 12, LayoutStatus::Ok, 12, Bytes({2, 5, 6})},
-        {"gains of 1.0.0, short buffer", 2107, L"1.0.0", Bytes({5, 6}), 11, LayoutStatus::InvalidArgument, 12, {}},
-        {"gains with their count", 2107, L"1.4.2", Bytes({2, 5, 6}), 12, LayoutStatus::Ok, 12, Bytes({2, 5, 6})},
-        {"ieq bands", 1114, L"2.10.0-lite", Bytes(Join({{2, 20}, Iota(20, 1), {20}, Iota(20, 21)})), 164,
-         LayoutStatus::Ok, 164, Bytes(Join({{2}, Iota(40, 1)}))},
-        {"ieq bands, short buffer", 1114, L"2.10.0-lite", Bytes(Join({{2, 20}, Iota(20, 1), {20}, Iota(20, 21)})), 163,
-         LayoutStatus::InvalidArgument, 164, std::vector<std::uint8_t>(163, 0xEE)},
+        // Counts inside the reply are clamped to it; a larger buffer is told the structure's size.
+        {"filter configuration", 2105, L"1.4.2", {9, 0, 0, 0, 7, 8}, 6, LayoutStatus::Ok, 6, {2, 0, 0, 0, 7, 8}},
+        {"gains", 2107, L"1.4.2", Bytes({5, 6, 7}), 12, LayoutStatus::Ok, 12, Bytes({2, 6, 7})},
         {"regulator tuning", 1123, L"2.10.0-lite",
          Bytes(Join({{4, 20}, Iota(20, 1), {20}, Iota(20, 21), {20}, Iota(20, 41), {20}, Iota(20, 61)})), 332,
          LayoutStatus::Ok, 324, Bytes(Join({{4}, Iota(80, 1), {0, 0}}))},
-        {"regulator tuning, short buffer", 1123, L"2.10.0-lite",
-         Bytes(Join({{4, 20}, Iota(20, 1), {20}, Iota(20, 21), {20}, Iota(20, 41), {20}, Iota(20, 61)})), 323,
-         LayoutStatus::InvalidArgument, 324, std::vector<std::uint8_t>(323, 0xEE)},
-        {"partial output mode", 1141, L"2.10.0-lite", Bytes({4, 9, 2, 30, 31}), 16, LayoutStatus::Ok, 16,
-         Bytes({9, 2, 30, 31})},
         {"other ids copy nothing and report the reply's size", 2110, L"1.4.2", Bytes({1, 2, 3}), 8,
          LayoutStatus::Ok, 12, std::vector<std::uint8_t>(8, 0xEE)},
     };
@@ -114,27 +126,29 @@ TEST(ShapeDspReplyTest, RepliesIntoCallerBuffers) {
     }
 }
 
-TEST(DefaultDspReplyTest, RepliesOfUnwrittenIndicesFitTheirReads) {
-    struct Case {
+// A module's reply for an index never written holds the caller structure of zeros, in the
+// module's layout, and reads back as that.
+TEST(DefaultDspReplyTest, RepliesOfUnwrittenIndicesAreZeroStructures) {
+    const struct {
         std::uint32_t index;
         ParameterId id;
         const wchar_t* version;
-        std::size_t replyBytes;
-        std::uint32_t callerBytes;  // what the read of the id then takes
+        std::uint32_t callerBytes;
+    } cases[] = {
+        {30, 2125, L"1.3.1", 160}, {30, 2125, L"1.4.2", 720}, {31, 2126, L"1.4.2", 80},       {41, 2127, L"1.4.2", 352},
+        {42, 2128, L"1.4.2", 4},   {142, 1114, L"2.10.0-lite", 164}, {153, 1123, L"2.10.0-lite", 324},
+        {130, 1141, L"2.10.0-lite", 8},
     };
-    const Case cases[] = {
-        {30, 2125, L"1.3.1", 160, 160}, {30, 2125, L"1.4.2", 720, 720}, {31, 2126, L"1.4.2", 80, 80},
-        {41, 2127, L"1.4.2", 352, 352}, {42, 2128, L"1.4.2", 4, 4},      {142, 1114, L"2.10.0-lite", 172, 164},
-        {153, 1123, L"2.10.0-lite", 340, 332}, {130, 1141, L"2.10.0-lite", 12, 8},
-    };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
+        std::vector<std::uint8_t> buffer(c.callerBytes, 0);
         const std::vector<std::uint8_t> reply = DefaultDspReply(c.index, c.version);
-        EXPECT_EQ(reply.size(), c.replyBytes) << c.index;
-        std::vector<std::uint8_t> buffer(c.callerBytes, 0xEE);
+        EXPECT_EQ(reply, CallerToDspBlob(c.id, buffer.data(), c.callerBytes).value_or(buffer)) << c.index;
+        std::fill(buffer.begin(), buffer.end(), 0xEE);
         const DspReadResult result = ShapeDspReply(c.id, reply.data(), static_cast<std::uint32_t>(reply.size()),
                                                    c.version, buffer.data(), c.callerBytes);
         EXPECT_EQ(result.status, LayoutStatus::Ok) << c.index;
-        EXPECT_EQ(std::count(buffer.begin(), buffer.end(), 0), static_cast<long>(buffer.size())) << c.index;
+        EXPECT_EQ(result.size, c.callerBytes) << c.index;
+        EXPECT_EQ(buffer, std::vector<std::uint8_t>(c.callerBytes, 0)) << c.index;
     }
     EXPECT_TRUE(DefaultDspReply(21, L"1.4.2").empty());
 }
