@@ -1,15 +1,8 @@
 // Wine without any audio endpoint: opening the default goes on with the empty id.
-#include <windows.h>
-#include <mmdeviceapi.h>
-#include <wrl/client.h>
-
 #include <gtest/gtest.h>
 
-#include "DllUnderTest.h"
-#include "WineEndpoint.h"
 #include "LogCapture.h"
-
-using Microsoft::WRL::ComPtr;
+#include "WineEndpoint.h"
 
 namespace kelix::test {
 namespace {
@@ -18,9 +11,9 @@ TEST(NoEndpointTest, OpenDefaultGoesOnWithTheEmptyId) {
     LogCapture log;
     DllUnderTest dll;
     ASSERT_TRUE(dll.Loaded());
-    ComPtr<IMMDeviceEnumerator> enumerator;
+    Microsoft::WRL::ComPtr<IMMDeviceEnumerator> enumerator;
     ASSERT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator)), S_OK);
-    ComPtr<IMMDevice> device;
+    Microsoft::WRL::ComPtr<IMMDevice> device;
     const HRESULT noDefault = enumerator->GetDefaultAudioEndpoint(eRender, eConsole, &device);
     if (SUCCEEDED(noDefault)) {
         if (Required()) FAIL() << "Wine shows an endpoint although ALSA has no device";
@@ -34,13 +27,9 @@ TEST(NoEndpointTest, OpenDefaultGoesOnWithTheEmptyId) {
     wchar_t* handle = sentinel;
     EXPECT_EQ(dll.Open(&handle, nullptr), emptyId) << Hex(emptyId);
     EXPECT_EQ(handle, sentinel);
-    wchar_t code[16];
-    _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(noDefault));
     EXPECT_TRUE(log.Has(2, L"Kelix3PexControl.cpp", L"`anonymous-namespace'::GetDefaultDeviceId",
-                        L"Failed to get default device. " + std::wstring(code) + SystemText(noDefault)));
-    _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(emptyId));
-    EXPECT_TRUE(log.Has(2, L"ApoController.cpp", L"ApoController::Open",
-                        L"Failed to find device[]: " + std::wstring(code) + SystemText(emptyId)));
+                        FailureText(L"Failed to get default device. ", noDefault)));
+    EXPECT_TRUE(log.Has(2, L"ApoController.cpp", L"ApoController::Open", FailureText(L"Failed to find device[]: ", emptyId)));
 }
 
 }  // namespace

@@ -11,9 +11,17 @@
 #include <cstring>
 #include <string>
 
+#include "DllUnderTest.h"
 #include "core/ParameterCatalogue.h"
 
 namespace kelix::test {
+
+// message + "[0x%.8x]%s" as the library writes a failure.
+inline std::wstring FailureText(const std::wstring& message, HRESULT hr) {
+    wchar_t code[16];
+    _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(hr));
+    return message + code + SystemText(hr);
+}
 
 // Whether the Wine audio setup these tests need is required to be there: under
 // ctest, which names an ALSA configuration for them (ALSA_CONFIG_PATH), it is,
