@@ -11,13 +11,11 @@
 namespace kelix::test {
 namespace {
 
-constexpr UINT32 kPostGainIndex = 122;  // 1105 pex_postgain
-constexpr UINT32 kKreloGainIndex = 21;  // 2104 krelo_post_gain
-
-std::optional<std::int32_t> DspWord(const sim::Dsp& dsp, const GUID& module, UINT32 index) {
-    const auto bytes = dsp.Parameter(module, index);
-    if (!bytes || bytes->size() != 4) return std::nullopt;
+// The DSP word of 1105 pex_postgain (PEX index 122) or 2104 krelo_post_gain (KRELO index 21).
+std::optional<std::int32_t> DspWord(const sim::Dsp& dsp, std::int32_t id) {
+    const auto bytes = dsp.Parameter(id == 1105 ? kPexModuleId : kKreloModuleId, id == 1105 ? 122 : 21);
     std::int32_t word;
+    if (!bytes || bytes->size() != 4) return std::nullopt;
     std::memcpy(&word, bytes->data(), 4);
     return word;
 }
@@ -29,23 +27,19 @@ protected:
         speakers.Remove();  // endpoints without a DSP would end the walk before the others
         headset.Remove();
     }
-
-    HRESULT SetWord(wchar_t* handle, std::int32_t id, std::int32_t value, UINT32 route) {
-        return dll.Set(handle, id, &value, 4, route);
-    }
-    // Writes value to both scalars on both routes and reads each back.
+    // Writes value to both scalars on both routes, reads each back and finds it on the DSP.
     void ExpectWorks(wchar_t* handle, const EndpointWithDsp& machine, std::int32_t value) {
         for (const std::int32_t id : {1105, 2104}) {
             for (const UINT32 route : {1u, 2u}) {
-                EXPECT_EQ(SetWord(handle, id, value, route), S_OK) << id << " route " << route;
-                std::int32_t read = 0;
+                std::int32_t word = value;
                 UINT32 size = 4;
-                EXPECT_EQ(dll.Get(handle, id, &read, &size, route), S_OK) << id << " route " << route;
-                EXPECT_EQ(read, value) << id << " route " << route;
+                EXPECT_EQ(dll.Set(handle, id, &word, 4, route), S_OK) << id << " route " << route;
+                word = 0;
+                EXPECT_EQ(dll.Get(handle, id, &word, &size, route), S_OK) << id << " route " << route;
+                EXPECT_EQ(word, value) << id << " route " << route;
             }
+            EXPECT_EQ(DspWord(*machine.dsp, id), value) << id;
         }
-        EXPECT_EQ(DspWord(*machine.dsp, kPexModuleId, kPostGainIndex), value);
-        EXPECT_EQ(DspWord(*machine.dsp, kKreloModuleId, kKreloGainIndex), value);
     }
 };
 
@@ -61,7 +55,6 @@ TEST_F(DeviceLifeTest, UnplugAndReplug) {
         ASSERT_EQ(dll.Open(&handle, machine.id.c_str()), S_OK);
         ExpectWorks(handle, machine, 5);
         machine.endpoint->Remove();
-
         struct Call {
             std::int32_t id;
             UINT32 route;
@@ -72,31 +65,27 @@ TEST_F(DeviceLifeTest, UnplugAndReplug) {
                                  Call{1105, 2, true, kDspGone}, Call{1105, 2, false, kDspGone},
                                  Call{2104, 2, true, kDspGone}, Call{2104, 2, false, kDspGone},
                                  Call{2104, 3, true, kDspGone}, Call{2001, 2, false, S_OK}}) {
-            std::int32_t word = 7;
-            UINT32 size = 64;
-            wchar_t text[32];
-            const HRESULT hr = call.set ? dll.Set(handle, call.id, &word, 4, call.route)
-                                        : dll.Get(handle, call.id, call.id == 2001 ? static_cast<void*>(text) : &word,
-                                                  &size, call.route);
+            wchar_t text[32] = {7};  // room for the version text of 2001, or a word
+            UINT32 size = sizeof text;
+            const HRESULT hr = call.set ? dll.Set(handle, call.id, text, 4, call.route)
+                                        : dll.Get(handle, call.id, text, &size, call.route);
             EXPECT_EQ(hr, call.expected) << call.id << (call.set ? " set" : " get") << " route " << call.route;
         }
+        machine.endpoint->Restore();
+        wchar_t* again = nullptr;
         if (closeFirst) {
             EXPECT_EQ(dll.Close(handle), S_OK);
             EXPECT_EQ(platform.TotalReferences(), 0) << "the removed device is still held after the close";
-            machine.endpoint->Restore();
-            ASSERT_EQ(dll.Open(&handle, machine.id.c_str()), S_OK);
-            ExpectWorks(handle, machine, 6);
+            ASSERT_EQ(dll.Open(&again, machine.id.c_str()), S_OK);
         } else {
-            machine.endpoint->Restore();
-            wchar_t* again = nullptr;
             ASSERT_EQ(dll.Open(&again, machine.id.c_str()), S_OK);
             EXPECT_TRUE(log.Has(3, kExports, L"OpenPexControl",
                                 L"The property store of device[" + machine.id +
                                     L"] answered that the device was removed; it is opened again."));
-            ExpectWorks(again, machine, 8);
-            EXPECT_EQ(dll.Close(again), S_OK);  // closes the endpoint for both handles
         }
-        EXPECT_EQ(dll.Close(handle), S_OK);
+        ExpectWorks(again, machine, closeFirst ? 6 : 8);
+        EXPECT_EQ(dll.Close(again), S_OK);  // closes the endpoint for every handle of it
+        if (!closeFirst) { EXPECT_EQ(dll.Close(handle), S_OK); }
         EXPECT_EQ(platform.TotalReferences(), 0);
     }
 }
@@ -121,22 +110,19 @@ TEST_F(DeviceLifeTest, PlugAndUnplugBetweenTwoOpens) {
         if (change == Change::UnplugItself) first.endpoint->Remove();
         ASSERT_EQ(dll.Open(&other, second.id.c_str()), S_OK);
 
-        std::int32_t gain = 9, krelo = 10;
-        const HRESULT expected = change == Change::UnplugItself ? E_INVALIDARG : S_OK;
+        const bool gone = change == Change::UnplugItself;
         log.Clear();
-        EXPECT_EQ(dll.Set(handle, 1105, &gain, 4, 2), expected);
-        if (change == Change::UnplugItself) {
+        for (std::int32_t id : {1105, 2104}) {
+            std::int32_t word = id;
+            EXPECT_EQ(dll.Set(handle, id, &word, 4, 2), gone ? E_INVALIDARG : S_OK) << id;
+            if (!gone) { EXPECT_EQ(DspWord(*first.dsp, id), id); }
+            for (const sim::Dsp* bystander : {ahead.dsp, second.dsp, plugged ? plugged->dsp : ahead.dsp}) {
+                EXPECT_EQ(DspWord(*bystander, id), std::nullopt) << id;
+            }
+        }
+        if (gone) {
             EXPECT_TRUE(log.Has(3, kDsp, L"DspController::FamilyMissing",
                                 L"The PEX module of device[" + first.id + L"] is no longer in the module list."));
-        }
-        EXPECT_EQ(dll.Set(handle, 2104, &krelo, 4, 2), expected);
-        if (change != Change::UnplugItself) {
-            EXPECT_EQ(DspWord(*first.dsp, kPexModuleId, kPostGainIndex), 9);
-            EXPECT_EQ(DspWord(*first.dsp, kKreloModuleId, kKreloGainIndex), 10);
-        }
-        for (const sim::Dsp* bystander : {ahead.dsp, second.dsp, plugged ? plugged->dsp : ahead.dsp}) {
-            EXPECT_EQ(DspWord(*bystander, kPexModuleId, kPostGainIndex), std::nullopt);
-            EXPECT_EQ(DspWord(*bystander, kKreloModuleId, kKreloGainIndex), std::nullopt);
         }
         EXPECT_EQ(dll.Close(handle), S_OK);
         EXPECT_EQ(dll.Close(other), S_OK);

@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <map>
 #include <set>
 #include <vector>
 
@@ -82,7 +81,6 @@ TEST_F(HostileDriverTest, MutatedAnswersReachNoCallerAsEarlierBytes) {
     ASSERT_TRUE(memory.Ready());
     std::string scene;
     FaultNote note([&] { return scene; });
-    std::map<HRESULT, long> results;
     long reads = 0, successfulReads = 0, earlierBytes = 0, undocumented = 0, heldAfterClose = 0;
     int call = 0, sessions = 0;
     for (; sessions < kMaxSessions && machine.dsp->MutationCounts().answers < kMutatedAnswers; ++sessions) {
@@ -124,7 +122,6 @@ TEST_F(HostileDriverTest, MutatedAnswersReachNoCallerAsEarlierBytes) {
                     }
                 }
             }
-            ++results[hr];
             if (!documented.contains(hr)) {
                 ++undocumented;
                 ADD_FAILURE() << scene << ": " << Hex(hr);
@@ -140,14 +137,8 @@ TEST_F(HostileDriverTest, MutatedAnswersReachNoCallerAsEarlierBytes) {
     EXPECT_EQ(undocumented, 0);
     EXPECT_EQ(heldAfterClose, 0) << "sessions after whose close references were held";
     EXPECT_LE(counts.largestListRead, kLargestReply) << "a module list read into more than the largest reply";
-    std::printf("hostile driver (seed %u): %d sessions, %ld mutated answers (%ld failure codes, %ld short counts, "
-                "%ld overlong counts, %ld random bytes, %ld absurd module lists); %ld reads, %ld successful, %ld "
-                "with bytes of an earlier reply; largest module-list buffer %lu bytes; results:",
-                kSeed, sessions, counts.answers, counts.failures, counts.shortCounts, counts.overlongCounts,
-                counts.randomBytes, counts.absurdLists, reads, successfulReads, earlierBytes,
-                static_cast<unsigned long>(counts.largestListRead));
-    for (const auto& [hr, count] : results) std::printf(" %s x%ld", Hex(hr).c_str(), count);
-    std::printf("\n");
+    std::printf("hostile driver (seed %u): %d sessions, %ld mutated answers, %ld reads, %ld successful\n", kSeed,
+                sessions, counts.answers, reads, successfulReads);
 }
 
 }  // namespace

@@ -1,12 +1,13 @@
-// Callers on several threads at once: every result and read-back right, no DSP write on another thread's parameter or
-// another endpoint's DSP, and nothing of a device held once it is closed.
+// Callers on several threads at once: two share one handle while two others open
+// and close endpoints of their own on every iteration. Every result and read-back
+// must be right, no DSP write may land on another thread's parameter or another
+// endpoint's DSP, and nothing of a device may be held once it is closed.
 // Workers run in the multithreaded apartment, where the simulated classes are
 // registered.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdio>
-#include <functional>
 #include <set>
 #include <thread>
 #include <vector>
@@ -29,6 +30,8 @@ struct Lane {
 constexpr Lane kLanes[kThreads] = {{1105, 122, 2104, 21}, {1104, 121, 2103, 20}, {1101, 123, 2110, 25},
                                    {1102, 124, 2111, 28}};
 constexpr UINT32 kFormFactorIndex = 127;  // every PEX write sends it first
+// The endpoint each thread works on: threads 0 and 1 share the first.
+constexpr int kMachineOf[kThreads] = {0, 0, 1, 2};
 
 // A value that names its writer: the thread in the top byte, the iteration below.
 std::int32_t Tagged(int thread, int iteration) { return (thread + 1) << 24 | iteration; }
@@ -36,31 +39,6 @@ int WriterOf(std::int32_t value) { return (value >> 24) - 1; }
 
 class ThreadsTest : public SimulatedEndpointTest {
 protected:
-    void SetUp() override {
-        SimulatedEndpointTest::SetUp();
-        speakers.Remove();  // endpoints without a DSP would end the walk before the others
-        headset.Remove();
-        for (int n = 0; n < kThreads; ++n) machines.push_back(AddEndpointWithDsp(platform, 3 + n));
-    }
-
-    // Runs body(thread) on kThreads threads of the multithreaded apartment; the failures they count.
-    static long OnThreads(const std::function<long(int)>& body) {
-        std::atomic<long> failures{0};
-        std::vector<std::thread> threads;
-        for (int t = 0; t < kThreads; ++t) {
-            threads.emplace_back([&, t] {
-                if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {
-                    ++failures;
-                    return;
-                }
-                failures += body(t);
-                CoUninitialize();
-            });
-        }
-        for (std::thread& thread : threads) thread.join();
-        return failures;
-    }
-
     // Writes and reads back the lane's two scalars on each route; the wrong results and values.
     long Exercise(wchar_t* handle, const Lane& lane, std::int32_t value) {
         long wrong = 0;
@@ -80,79 +58,61 @@ protected:
         }
         return wrong;
     }
-
-    // DSP values found where no thread of that endpoint writes, or written by a thread of another
-    // endpoint; `writers[m]` are the threads (lanes) that write to machine m.
-    long ForeignDspValues(const std::vector<std::set<int>>& writers) {
-        long foreign = 0;
-        for (size_t m = 0; m < machines.size(); ++m) {
-            for (const GUID& module : {kPexModuleId, kKreloModuleId}) {
-                for (const auto& [index, bytes] : machines[m].dsp->Parameters(module)) {
-                    if (index == kFormFactorIndex) continue;
-                    std::int32_t value = 0;
-                    if (bytes.size() == 4) std::memcpy(&value, bytes.data(), 4);
-                    const int writer = WriterOf(value);
-                    const bool expected = bytes.size() == 4 && writers[m].contains(writer) &&
-                                          (index == kLanes[writer].pexIndex || index == kLanes[writer].kreloIndex);
-                    foreign += expected ? 0 : 1;
-                }
-            }
-        }
-        return foreign;
-    }
-
-    // Nothing of any device is held once every endpoint is closed.
-    void ExpectNothingHeld() {
-        EXPECT_EQ(platform.References("IKsControl"), 0);
-        EXPECT_EQ(platform.TotalReferences(), 0);
-    }
-
-    std::vector<EndpointWithDsp> machines;
 };
 
-// Four threads sharing one handle, each on parameters of its own.
-TEST_F(ThreadsTest, OneSharedHandle) {
-    wchar_t* handle = nullptr;
-    ASSERT_EQ(dll.Open(&handle, machines[0].id.c_str()), S_OK);
-    const long wrong = OnThreads([&](int t) {
-        long failures = 0;
-        for (int i = 0; i < kIterations; ++i) failures += Exercise(handle, kLanes[t], Tagged(t, i));
-        return failures;
-    });
-    EXPECT_EQ(dll.Close(handle), S_OK);
-    EXPECT_EQ(wrong, 0);
-    EXPECT_EQ(ForeignDspValues({{0, 1, 2, 3}, {}, {}, {}}), 0);
-    ExpectNothingHeld();
-}
+TEST_F(ThreadsTest, SharedHandleBesideOpensAndCloses) {
+    speakers.Remove();  // endpoints without a DSP would end the walk before the others
+    headset.Remove();
+    std::vector<EndpointWithDsp> machines;
+    for (int n = 0; n < 3; ++n) machines.push_back(AddEndpointWithDsp(platform, 3 + n));
+    wchar_t* shared = nullptr;
+    ASSERT_EQ(dll.Open(&shared, machines[0].id.c_str()), S_OK);
 
-// Each thread on an endpoint of its own: two open and close theirs on every iteration while
-// two write and read on endpoints that stay open.
-TEST_F(ThreadsTest, OpenAndCloseWhileOthersWork) {
-    wchar_t* steady[2] = {};
-    ASSERT_EQ(dll.Open(&steady[0], machines[0].id.c_str()), S_OK);
-    ASSERT_EQ(dll.Open(&steady[1], machines[1].id.c_str()), S_OK);
-    const long wrong = OnThreads([&](int t) {
-        long failures = 0;
-        for (int i = 0; i < kIterations; ++i) {
-            if (t < 2) {
-                failures += Exercise(steady[t], kLanes[t], Tagged(t, i));
-                continue;
+    std::atomic<long> wrong{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {
+                ++wrong;
+                return;
             }
-            wchar_t* handle = nullptr;
-            if (dll.Open(&handle, machines[t].id.c_str()) != S_OK) {
-                ++failures;
-                continue;
+            for (int i = 0; i < kIterations; ++i) {
+                if (kMachineOf[t] == 0) {
+                    wrong += Exercise(shared, kLanes[t], Tagged(t, i));
+                    continue;
+                }
+                wchar_t* handle = nullptr;
+                if (dll.Open(&handle, machines[kMachineOf[t]].id.c_str()) != S_OK) {
+                    ++wrong;
+                    continue;
+                }
+                wrong += Exercise(handle, kLanes[t], Tagged(t, i));
+                wrong += dll.Close(handle) == S_OK ? 0 : 1;
             }
-            failures += Exercise(handle, kLanes[t], Tagged(t, i));
-            failures += dll.Close(handle) == S_OK ? 0 : 1;
-        }
-        return failures;
-    });
-    EXPECT_EQ(dll.Close(steady[0]), S_OK);
-    EXPECT_EQ(dll.Close(steady[1]), S_OK);
+            CoUninitialize();
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(dll.Close(shared), S_OK);
     EXPECT_EQ(wrong, 0);
-    EXPECT_EQ(ForeignDspValues({{0}, {1}, {2}, {3}}), 0);
-    ExpectNothingHeld();
+
+    // Every DSP value must be one a thread of that endpoint wrote at its own lane's index.
+    for (size_t m = 0; m < machines.size(); ++m) {
+        for (const GUID& module : {kPexModuleId, kKreloModuleId}) {
+            for (const auto& [index, bytes] : machines[m].dsp->Parameters(module)) {
+                if (index == kFormFactorIndex) continue;
+                std::int32_t value = 0;
+                if (bytes.size() == 4) std::memcpy(&value, bytes.data(), 4);
+                const int writer = WriterOf(value);
+                const bool own = bytes.size() == 4 && writer >= 0 && writer < kThreads &&
+                                 kMachineOf[writer] == static_cast<int>(m) &&
+                                 (index == kLanes[writer].pexIndex || index == kLanes[writer].kreloIndex);
+                EXPECT_TRUE(own) << "machine " << m << " index " << index << ": value " << value;
+            }
+        }
+    }
+    EXPECT_EQ(platform.References("IKsControl"), 0);
+    EXPECT_EQ(platform.TotalReferences(), 0);
 }
 
 }  // namespace
