@@ -1,7 +1,7 @@
-// The DLL against Wine's own Core Audio endpoint (an ALSA null device), for what
-// only a real peer shows: a registry-backed store that accepts only VT_UI4,
-// VT_BLOB and VT_LPWSTR, no policy-configuration object, and an endpoint without
-// a device topology.
+// The DLL against Wine's own Core Audio, for what only a real peer shows. With an
+// ALSA null device (WineEndpointTest): a registry-backed store that accepts only
+// VT_UI4, VT_BLOB and VT_LPWSTR, no policy-configuration object, and an endpoint
+// without a device topology. With no ALSA device (NoEndpointTest): no endpoint.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -109,6 +109,32 @@ TEST_F(WineEndpointTest, TopologyWalkEndsWithoutAModuleAtTheMissingTopology) {
     EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), 0, 0), E_NOINTERFACE);
     EXPECT_TRUE(log.Has(3, kHelper, L"CPPAPIHelper::SonavelModuleExist",
                         FailureText(L"Failed to active device IDeviceTopology: ", E_NOINTERFACE)));
+}
+
+// Opening the default goes on with the empty id.
+TEST(NoEndpointTest, OpenDefaultGoesOnWithTheEmptyId) {
+    LogCapture log;
+    DllUnderTest dll;
+    ASSERT_TRUE(dll.Loaded());
+    ComPtr<IMMDeviceEnumerator> enumerator;
+    ASSERT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator)), S_OK);
+    ComPtr<IMMDevice> device;
+    const HRESULT noDefault = enumerator->GetDefaultAudioEndpoint(eRender, eConsole, &device);
+    if (SUCCEEDED(noDefault)) {
+        if (Required()) FAIL() << "Wine shows an endpoint although ALSA has no device";
+        GTEST_SKIP() << "this Wine shows an endpoint";
+    }
+    // What the store route answers for the empty id is the platform's own result.
+    const HRESULT emptyId = enumerator->GetDevice(L"", &device);
+    ASSERT_TRUE(FAILED(emptyId)) << Hex(emptyId);
+
+    wchar_t* const sentinel = reinterpret_cast<wchar_t*>(0x5E47);
+    wchar_t* handle = sentinel;
+    EXPECT_EQ(dll.Open(&handle, nullptr), emptyId) << Hex(emptyId);
+    EXPECT_EQ(handle, sentinel);
+    EXPECT_TRUE(log.Has(2, L"Kelix3PexControl.cpp", L"`anonymous-namespace'::GetDefaultDeviceId",
+                        FailureText(L"Failed to get default device. ", noDefault)));
+    EXPECT_TRUE(log.Has(2, L"ApoController.cpp", L"ApoController::Open", FailureText(L"Failed to find device[]: ", emptyId)));
 }
 
 }  // namespace
