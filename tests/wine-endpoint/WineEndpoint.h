@@ -11,7 +11,6 @@
 #include <cstring>
 #include <string>
 
-#include "DllUnderTest.h"
 #include "core/ParameterCatalogue.h"
 
 namespace kelix::test {
@@ -19,13 +18,6 @@ namespace kelix::test {
 // Whether the Wine audio setup these tests need must be there: under ctest, which names an
 // ALSA configuration for them (ALSA_CONFIG_PATH), a missing setup fails; by hand, they skip.
 inline bool Required() { return GetEnvironmentVariableW(L"ALSA_CONFIG_PATH", nullptr, 0) != 0; }
-
-// message + "[0x%.8x]%s" as the library writes a failure.
-inline std::wstring FailureText(const std::wstring& message, HRESULT hr) {
-    wchar_t code[16];
-    _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(hr));
-    return message + code + SystemText(hr);
-}
 
 // Wine keeps an endpoint's store in the registry, for the whole prefix and beyond every
 // program, one value per key named "{FMTID},pid" under the endpoint's Properties key. Deletes

@@ -6,7 +6,7 @@
 
 #include <vector>
 
-#include "LogCapture.h"
+#include "DllUnderTest.h"
 #include "PPAPIHelper.h"
 #include "WineEndpoint.h"
 #include "Words.h"
@@ -34,7 +34,6 @@ protected:
         ASSERT_EQ(hr, S_OK) << Hex(hr);
     }
 
-    LogCapture log;
     DllUnderTest dll;
     ComPtr<IMMDeviceEnumerator> enumerator;
     ComPtr<IMMDevice> device;
@@ -71,9 +70,6 @@ TEST_F(WineEndpointTest, StoreRouteOnWinesStore) {
 
     INT32 gain = -6;
     EXPECT_EQ(dll.Set(handle, KELIX_PEX_POSTGAIN, &gain, sizeof gain, KELIX_ROUTE_PROPERTY_STORE), E_INVALIDARG);
-    EXPECT_TRUE(log.Has(3, L"ApoController.cpp", L"ApoController::SetParameter",
-                        FailureText(L"Set property key [pex_postgain, {F112024A-FE30-42A8-80AB-8DD825A06F78}, 4] "
-                                    L"failed: ", E_INVALIDARG)));
 
     // The ieq bands as stored (count, then each array behind its length) read as count, a[20], b[20].
     std::vector<BYTE> blob = Bytes(Join({{3, 20}, Iota(20, 1), {20}, Iota(20, 21)}));
@@ -98,22 +94,14 @@ TEST_F(WineEndpointTest, StoreRouteOnWinesStore) {
 TEST_F(WineEndpointTest, TopologyWalkEndsWithoutAModuleAtTheMissingTopology) {
     ComPtr<IMMDeviceCollection> devices;
     ASSERT_EQ(enumerator->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &devices), S_OK);
-    UINT count = 0;
-    ASSERT_EQ(devices->GetCount(&count), S_OK);
     CPPAPIHelper helper;
     EXPECT_EQ(helper.PPInitialize(GUID_NULL), E_NOINTERFACE);
     EXPECT_TRUE(helper.Modules().empty());
-    const wchar_t kHelper[] = L"PPAPIHelper.cpp";
-    EXPECT_TRUE(log.Has(4, kHelper, L"CPPAPIHelper::PPInitialize", L"Devices count: " + std::to_wstring(count)));
-    EXPECT_TRUE(log.Has(3, kHelper, L"CPPAPIHelper::PPInitialize", FailureText(L"Device activation failed! ", E_NOINTERFACE)));
     EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), 0, 0), E_NOINTERFACE);
-    EXPECT_TRUE(log.Has(3, kHelper, L"CPPAPIHelper::SonavelModuleExist",
-                        FailureText(L"Failed to active device IDeviceTopology: ", E_NOINTERFACE)));
 }
 
 // Opening the default goes on with the empty id.
 TEST(NoEndpointTest, OpenDefaultGoesOnWithTheEmptyId) {
-    LogCapture log;
     DllUnderTest dll;
     ASSERT_TRUE(dll.Loaded());
     ComPtr<IMMDeviceEnumerator> enumerator;
@@ -132,9 +120,6 @@ TEST(NoEndpointTest, OpenDefaultGoesOnWithTheEmptyId) {
     wchar_t* handle = sentinel;
     EXPECT_EQ(dll.Open(&handle, nullptr), emptyId) << Hex(emptyId);
     EXPECT_EQ(handle, sentinel);
-    EXPECT_TRUE(log.Has(2, L"Kelix3PexControl.cpp", L"`anonymous-namespace'::GetDefaultDeviceId",
-                        FailureText(L"Failed to get default device. ", noDefault)));
-    EXPECT_TRUE(log.Has(2, L"ApoController.cpp", L"ApoController::Open", FailureText(L"Failed to find device[]: ", emptyId)));
 }
 
 }  // namespace
