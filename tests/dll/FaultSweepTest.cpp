@@ -1,3 +1,5 @@
+// The reliability sweeps through the exports.
+//
 // The fault sweep: one session through the exports (open an endpoint whose DSP
 // carries both families, a store write and read, DSP writes and reads of a PEX
 // and a KRELO scalar, array reads, close, unload) is recorded call by call on
@@ -18,66 +20,46 @@
 
 #include "GuardedBuffer.h"
 #include "SimulatedEndpointTest.h"
+#include "core/DspParameterTables.h"
+#include "core/DspValueShaping.h"
 
 namespace kelix::test {
 namespace {
 
 constexpr auto kInjected = static_cast<HRESULT>(0x8007001F);
 
-// Results a step may give besides S_OK and the injected code, as its path documents them.
-constexpr unsigned kReadOnly = 1;     // S_FALSE: the store opened for reading only
-constexpr unsigned kNoFamily = 2;     // E_INVALIDARG: the DSP route without the module (discovery failed)
-constexpr unsigned kEmpty = 4;        // E_FAIL: the store holds no value (its write failed)
-constexpr unsigned kWriteDenied = 8;  // STG_E_ACCESSDENIED: a write to a store opened for reading only
-
-struct Result {
-    std::string name;
-    HRESULT hr;
-};
-
-// One session on a fresh platform and a freshly loaded library; `fail` makes that platform
-// call (counted from 1) fail with `injected`.
+// One session on a fresh platform and a freshly loaded library; `fail` (counted from 1, 0: none)
+// makes that platform call fail with kInjected. Returns the steps' results.
 class Session {
 public:
-    Session() {
+    explicit Session(int fail) {
         AttachDspWithBothFamilies(platform_, speakers_);
         // The ieq bands as the store holds them: count, then each array behind its length.
         StoreWords(speakers_, PexTuningKey(13), Join({{3, 20}, Iota(20, 1), {20}, Iota(20, 21)}));
-    }
-
-    void Run(std::optional<int> fail, HRESULT injected) {
-        ASSERT_EQ(installed_.Result(), S_OK);
+        EXPECT_EQ(installed_.Result(), S_OK);
         platform_.RecordCalls(true);
-        if (fail) platform_.FailCall(*fail, injected);
-        injected_ = injected;
+        if (fail != 0) platform_.FailCall(fail, kInjected);
         {
             DllUnderTest dll;
-            ASSERT_TRUE(dll.Loaded());
-            RunSteps(dll);
+            if (dll.Loaded()) RunSteps(dll);
         }
         platform_.RecordCalls(false);
-        EXPECT_EQ(platform_.TotalReferences(), 0) << Where() << "references left after the unload";
-        EXPECT_EQ(platform_.TotalObjects(), 0) << Where() << "objects left after the unload";
+        EXPECT_EQ(platform_.TotalReferences(), 0) << "references left after the unload";
+        EXPECT_EQ(platform_.TotalObjects(), 0) << "objects left after the unload";
     }
 
     std::vector<std::string> Calls() const { return platform_.RecordedCalls(); }
-    const std::vector<Result>& Steps() const { return steps_; }
-    void Describe(std::string where) { where_ = std::move(where); }
+    std::vector<HRESULT> results;
 
 private:
-    std::string Where() const { return where_.empty() ? "" : where_ + ": "; }
-
-    // Checks a step's result against S_OK, the injected code and what its path allows, and the
-    // references after it against their resting count.
-    void Step(const std::string& name, HRESULT hr, unsigned allowed, long resting) {
-        steps_.push_back({name, hr});
-        std::set<HRESULT> expected = {S_OK, injected_};
-        if (allowed & kReadOnly) expected.insert(S_FALSE);
-        if (allowed & kNoFamily) expected.insert(E_INVALIDARG);
-        if (allowed & kEmpty) expected.insert(E_FAIL);
-        if (allowed & kWriteDenied) expected.insert(STG_E_ACCESSDENIED);
-        EXPECT_TRUE(expected.contains(hr)) << Where() << name << " gave " << Hex(hr);
-        EXPECT_EQ(platform_.TotalReferences(), resting) << Where() << "references after " << name;
+    // Checks a step's result against S_OK, the injected code and what its path documents
+    // (`allowed`), and the references after it against their resting count.
+    HRESULT Step(const char* name, HRESULT hr, std::set<HRESULT> allowed, long resting) {
+        results.push_back(hr);
+        allowed.insert({S_OK, kInjected});
+        EXPECT_TRUE(allowed.contains(hr)) << name << " gave " << Hex(hr);
+        EXPECT_EQ(platform_.TotalReferences(), resting) << "references after " << name;
+        return hr;
     }
 
     void RunSteps(DllUnderTest& dll) {
@@ -85,54 +67,52 @@ private:
         const HRESULT opened = dll.Open(&handle, kSpeakers);
         // A failed open keeps only the controls of the modules found; an open one the store and those.
         const long resting = FAILED(opened) ? platform_.References("IKsControl") : platform_.TotalReferences();
-        Step("open", opened, kReadOnly, resting);
+        Step("open", opened, {S_FALSE}, resting);  // S_FALSE: the store opened for reading only
         if (FAILED(opened)) {
             EXPECT_EQ(handle, nullptr);
             return;
         }
-        EXPECT_LE(resting, 3) << Where() << "references after open";
+        EXPECT_LE(resting, 3) << "references after open";
         INT32 gain = -6, read = 0;
         UINT32 size = 4;
-        const HRESULT storeSet = dll.Set(handle, 1105, &gain, 4, 1);
-        Step("store set", storeSet, opened == S_FALSE ? kWriteDenied : 0, resting);
-        const HRESULT storeGet = dll.Get(handle, 1105, &read, &size, 1);
-        Step("store get", storeGet, storeSet == S_OK ? 0 : kEmpty, resting);
-        if (storeGet == S_OK) { EXPECT_EQ(read, -6) << Where() << "store get"; }
-        for (const auto& [id, value, name] : {std::tuple{1105, -6, "PEX"}, std::tuple{2104, 3, "KRELO"}}) {
+        // A write to a store opened for reading only is refused; a store without the value answers E_FAIL.
+        const HRESULT storeSet = Step("store set", dll.Set(handle, 1105, &gain, 4, 1),
+                                      {opened == S_FALSE ? STG_E_ACCESSDENIED : S_OK}, resting);
+        if (Step("store get", dll.Get(handle, 1105, &read, &size, 1), {storeSet == S_OK ? S_OK : E_FAIL}, resting) ==
+            S_OK) {
+            EXPECT_EQ(read, -6) << "store get";
+        }
+        // E_INVALIDARG on the DSP route: the module was not found (its discovery failed).
+        for (const auto& [id, value] : {std::pair{1105, -6}, std::pair{2104, 3}}) {
             INT32 word = value;
-            const HRESULT set = dll.Set(handle, id, &word, 4, 2);
-            Step(std::string("DSP set ") + name, set, kNoFamily, resting);
+            const HRESULT set = Step("DSP set", dll.Set(handle, id, &word, 4, 2), {E_INVALIDARG}, resting);
             word = 0;
             size = 4;
-            const HRESULT get = dll.Get(handle, id, &word, &size, 2);
-            Step(std::string("DSP get ") + name, get, kNoFamily, resting);
-            if (get == S_OK && set == S_OK) { EXPECT_EQ(word, value) << Where() << "DSP get " << name; }
+            if (Step("DSP get", dll.Get(handle, id, &word, &size, 2), {E_INVALIDARG}, resting) == S_OK && set == S_OK) {
+                EXPECT_EQ(word, value) << "DSP get " << id;
+            }
         }
         // Array reads: the ieq bands from the store and the vis bands from the DSP, each into a
         // buffer that ends at a no-access page.
         size = 164;
-        Step("store array get", dll.Get(handle, 1114, memory_.End(size), &size, 1), 0, resting);
+        Step("store array get", dll.Get(handle, 1114, memory_.End(size), &size, 1), {}, resting);
         size = 80;
-        Step("DSP array get", dll.Get(handle, 2126, memory_.End(size), &size, 2), kNoFamily, resting);
-        Step("close", dll.Close(handle), 0, 0);  // the last close gives back every module control
+        Step("DSP array get", dll.Get(handle, 2126, memory_.End(size), &size, 2), {E_INVALIDARG}, resting);
+        Step("close", dll.Close(handle), {}, 0);  // the last close gives back every module control
     }
 
     sim::Platform platform_;
     sim::Endpoint& speakers_ = platform_.AddEndpoint({kSpeakers});
     sim::Installation installed_{platform_};
     GuardedBuffer memory_;
-    HRESULT injected_ = S_OK;
-    std::vector<Result> steps_;
-    std::string where_;
 };
 
 TEST(FaultSweepTest, EveryPlatformCallOfASessionFailsInTurn) {
     std::vector<std::string> calls;
     {
-        Session reference;
-        reference.Run(std::nullopt, S_OK);
+        Session reference(0);
         calls = reference.Calls();
-        for (const Result& step : reference.Steps()) EXPECT_EQ(step.hr, S_OK) << "without faults: " << step.name;
+        for (const HRESULT hr : reference.results) EXPECT_EQ(hr, S_OK) << "without faults";
     }
     ASSERT_GT(calls.size(), 20u);
 
@@ -142,22 +122,134 @@ TEST(FaultSweepTest, EveryPlatformCallOfASessionFailsInTurn) {
     for (int call = 1; call <= static_cast<int>(calls.size()); ++call) {
         current = "call " + std::to_string(call) + " (" + calls[call - 1] + ") failing with " + Hex(kInjected);
         SCOPED_TRACE(current);
-        Session session;
-        session.Describe(current);
-        session.Run(call, kInjected);
+        Session session(call);
         // The same session up to the failing call: the call that failed is the one recorded.
         const std::vector<std::string> replayed = session.Calls();
         ASSERT_GE(replayed.size(), static_cast<size_t>(call));
         EXPECT_TRUE(std::equal(replayed.begin(), replayed.begin() + call, calls.begin())) << "replay diverged";
-        const std::vector<Result>& steps = session.Steps();
-        if (std::any_of(steps.begin(), steps.end(), [&](const Result& step) { return step.hr == kInjected; })) {
-            ++surfaced;
-        }
+        surfaced += std::count(session.results.begin(), session.results.end(), kInjected) > 0 ? 1 : 0;
     }
     EXPECT_GT(surfaced, 0);
-    std::printf("fault sweep: %zu platform calls (%zu methods) swept, each failing with 0x8007001F; the injected "
-                "code reached the caller in %d of %zu replays\n",
-                calls.size(), std::set<std::string>(calls.begin(), calls.end()).size(), surfaced, calls.size());
+    std::printf("fault sweep: %zu platform calls swept; the injected code reached the caller in %d replays\n",
+                calls.size(), surfaced);
+}
+
+constexpr UINT32 kSeed = 20261124;
+constexpr long kMutatedAnswers = 3000;
+constexpr int kMaxSessions = 4000;    // bounds the run should the mutation rate change
+constexpr int kCallsPerSession = 24;
+constexpr UINT32 kLargestReply = 64004;
+constexpr UINT32 kCallerSizes[] = {0, 3, 4, 8, 80, 164, 324, 720, 4096, GuardedBuffer::kRoom};
+
+// Every value the sweep stores on the DSP is made of marker words: the byte sim::kMutationMark on
+// top and the number of the call below, in digits of base 90 so that no other byte is the mark.
+// Random bytes of the mutation never hold the mark either, so a marker word of an earlier call in
+// a successful read is a byte of an earlier reply.
+std::uint32_t Marker(int call) {
+    return std::uint32_t{sim::kMutationMark} << 24 | (call / 8100 % 90) << 16 | (call / 90 % 90) << 8 | call % 90;
+}
+// The number of a marker word in bytes whose call is not `call` (any alignment: a window that
+// ends in the mark), or -1.
+int EarlierCall(const BYTE* bytes, UINT32 size, int call) {
+    for (UINT32 at = 3; at < size; ++at) {
+        const int marked = bytes[at - 1] * 8100 + bytes[at - 2] * 90 + bytes[at - 3];
+        if (bytes[at] == sim::kMutationMark && marked != call) return marked;
+    }
+    return -1;
+}
+
+// The ids the DSP route reads, with the module and index that hold their values.
+struct Readable {
+    std::int32_t id;
+    std::optional<UINT32> index;  // none: the answer is the module's description, the bypass or enable
+};
+std::vector<Readable> ReadableIds() {
+    std::vector<Readable> ids;
+    for (std::int32_t id = 1001; id <= 2998; ++id) {
+        if (const auto route = LookupDspRoute(id); route && id != 1002 && id != 2002) {
+            ids.push_back({id, static_cast<UINT32>(route->index)});
+        } else if (id == 1001 || id == 1002 || id == 2002 || id == 2006) {
+            ids.push_back({id, std::nullopt});
+        }
+    }
+    return ids;
+}
+
+// The hostile-driver sweep: sessions through the exports (open, DSP reads of every id the DSP
+// route serves into caller buffers that end at a no-access page, DSP writes, close) against a
+// DSP whose answers are mutated from a fixed seed: failure codes, short and overlong byte
+// counts, random bytes, absurd module lists. No fault, only documented codes, no byte of an
+// earlier reply in a successful read, no module list read into more than the largest reply,
+// and nothing held after each close.
+class HostileDriverTest : public SimulatedEndpointTest {};
+
+TEST_F(HostileDriverTest, MutatedAnswersReachNoCallerAsEarlierBytes) {
+    speakers.Remove();  // endpoints without a DSP would end the walk before the DSP's endpoint
+    headset.Remove();
+    const EndpointWithDsp machine = AddEndpointWithDsp(platform, 3);
+    machine.dsp->Mutate({kSeed, 30});
+    const std::vector<Readable> ids = ReadableIds();
+    ASSERT_GT(ids.size(), 60u);
+
+    std::set<HRESULT> documented = {S_OK, E_INVALIDARG, E_FAIL, E_OUTOFMEMORY, E_NOTIMPL};
+    documented.insert(std::begin(sim::kMutationFailures), std::end(sim::kMutationFailures));
+    // The simulated driver's own refusals (sim/Dsp.h), passed on unchanged.
+    for (const HRESULT own : {0x80070492u, 0x80070490u, 0x8007007Au, 0x800703E6u}) documented.insert(static_cast<HRESULT>(own));
+
+    GuardedBuffer memory;
+    ASSERT_TRUE(memory.Ready());
+    std::string scene;
+    FaultNote note([&] { return scene; });
+    long reads = 0, successfulReads = 0, earlierBytes = 0, undocumented = 0, heldAfterClose = 0;
+    int call = 0, sessions = 0;
+    for (; sessions < kMaxSessions && machine.dsp->MutationCounts().answers < kMutatedAnswers; ++sessions) {
+        wchar_t* handle = nullptr;
+        const HRESULT opened = dll.Open(&handle, machine.id.c_str());
+        ASSERT_EQ(opened, S_OK) << "session " << sessions;
+        for (int step = 0; step < kCallsPerSession; ++step, ++call) {
+            const Readable& target = ids[static_cast<size_t>(call * 7 + sessions) % ids.size()];
+            const UINT32 room = kCallerSizes[static_cast<size_t>(call) % std::size(kCallerSizes)];
+            scene = "session " + std::to_string(sessions) + ", call " + std::to_string(call) + ": id " +
+                      std::to_string(target.id) + " into " + std::to_string(room) + " bytes";
+            HRESULT hr;
+            if (step % 4 == 3) {  // a write, whose answer is mutated as well
+                std::int32_t word = static_cast<std::int32_t>(Marker(call));
+                hr = dll.Set(handle, step % 8 == 3 ? 1105 : 2104, &word, 4, 2);
+            } else {
+                if (target.index) {
+                    const std::vector<std::uint8_t> layout = DefaultDspReply(*target.index, L"");
+                    const std::vector<std::uint32_t> words(layout.empty() ? 1 + call % 6 : layout.size() / 4, Marker(call));
+                    machine.dsp->SetParameter(target.id < 2000 ? kPexModuleId : kKreloModuleId, *target.index,
+                                              std::vector<BYTE>(reinterpret_cast<const BYTE*>(words.data()),
+                                                                reinterpret_cast<const BYTE*>(words.data() + words.size())));
+                }
+                UINT32 size = room;
+                BYTE* buffer = memory.End(room);
+                std::memset(buffer, 0, room);  // nothing of the calls before stays in the caller's buffer
+                hr = dll.Get(handle, target.id, room == 0 ? nullptr : buffer, &size, 2);
+                ++reads;
+                successfulReads += hr == S_OK;
+                if (const int marked = hr == S_OK ? EarlierCall(buffer, std::min(size, room), call) : -1; marked >= 0) {
+                    if (++earlierBytes <= 3) ADD_FAILURE() << scene << ": bytes of call " << marked;
+                }
+            }
+            if (!documented.contains(hr)) {
+                ++undocumented;
+                ADD_FAILURE() << scene << ": " << Hex(hr);
+            }
+        }
+        EXPECT_EQ(dll.Close(handle), S_OK);
+        if (platform.TotalReferences() != 0) ++heldAfterClose;
+    }
+
+    const sim::DspMutationCounts counts = machine.dsp->MutationCounts();
+    EXPECT_GE(counts.answers, kMutatedAnswers);
+    EXPECT_EQ(earlierBytes, 0) << "successful reads holding bytes of an earlier reply";
+    EXPECT_EQ(undocumented, 0);
+    EXPECT_EQ(heldAfterClose, 0) << "sessions after whose close references were held";
+    EXPECT_LE(counts.largestListRead, kLargestReply) << "a module list read into more than the largest reply";
+    std::printf("hostile driver (seed %u): %d sessions, %ld mutated answers, %ld reads, %ld successful\n", kSeed,
+                sessions, counts.answers, reads, successfulReads);
 }
 
 }  // namespace

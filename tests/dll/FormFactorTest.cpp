@@ -1,10 +1,12 @@
 // ApoController::GetFormFactor on simulated stores: the endpoint's form factor,
-// headsets taken as headphones, and the override of the effect's settings.
+// headsets taken as headphones, the override of the effect's settings, and
+// "unknown" (10) when the store cannot be read.
 #include <windows.h>
 
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <utility>
 
 #include "ApoController.h"
 #include "DllUnderTest.h"
@@ -27,75 +29,55 @@ public:
 };
 const testing::Environment* const kEnvironment = testing::AddGlobalTestEnvironment(new CaptureEnvironment);
 
-void Store(sim::Endpoint& endpoint, const PROPERTYKEY& key, ULONG value) {
-    PROPVARIANT variant;
-    variant.vt = VT_UI4;
-    variant.ulVal = value;
-    ASSERT_EQ(endpoint.SetValue(key, variant), S_OK);
-}
-
-TEST(FormFactorTest, EndpointValueHeadsetRuleAndOverride) {
+TEST(FormFactorTest, EndpointValueHeadsetRuleOverrideAndFailures) {
+    const std::wstring kHeadsetLine = L"Headset will be considered as headphone, formFactor changes to [3]";
     struct Case {
         const char* name;
-        std::optional<ULONG> endpoint;
-        std::optional<ULONG> override;
+        std::optional<ULONG> endpoint, override;
+        bool opened;
+        HRESULT readFails;  // of the first store read
         UINT expected;
-        std::vector<std::wstring> lines;  // information lines, in order
+        std::vector<std::pair<int, std::wstring>> lines;  // level and message, in order
     };
     const Case cases[] = {
-        {"headset, no override", 5, std::nullopt, 3,
-         {L"formFactor = [5]", L"Headset will be considered as headphone, formFactor changes to [3]"}},
-        {"speakers, override headphones", 1, 3, 3, {L"formFactor = [1]", L"FormFactorOverride = [3]"}},
-        {"headphones, override 2", 3, 2, 1, {L"formFactor = [3]", L"FormFactorOverride = [2]"}},
-        {"headphones, override 0", 3, 0, 3, {L"formFactor = [3]", L"FormFactorOverride = [0]"}},
-        {"unknown, no override", 10, std::nullopt, 10, {L"formFactor = [10]"}},
-        {"headset, override headset", 5, 5, 1,
-         {L"formFactor = [5]", L"Headset will be considered as headphone, formFactor changes to [3]",
-          L"FormFactorOverride = [5]"}},
-        {"no property at all", std::nullopt, std::nullopt, 0, {L"formFactor = [0]"}},
+        {"headset, no override", 5, {}, true, S_OK, 3, {{4, L"formFactor = [5]"}, {4, kHeadsetLine}}},
+        {"speakers, override headphones", 1, 3, true, S_OK, 3, {{4, L"formFactor = [1]"}, {4, L"FormFactorOverride = [3]"}}},
+        {"headphones, override 2", 3, 2, true, S_OK, 1, {{4, L"formFactor = [3]"}, {4, L"FormFactorOverride = [2]"}}},
+        {"headphones, override 0", 3, 0, true, S_OK, 3, {{4, L"formFactor = [3]"}, {4, L"FormFactorOverride = [0]"}}},
+        {"unknown, no override", 10, {}, true, S_OK, 10, {{4, L"formFactor = [10]"}}},
+        {"headset, override headset", 5, 5, true, S_OK, 1,
+         {{4, L"formFactor = [5]"}, {4, kHeadsetLine}, {4, L"FormFactorOverride = [5]"}}},
+        {"no property at all", {}, {}, true, S_OK, 0, {{4, L"formFactor = [0]"}}},
+        {"store not opened", 1, 3, false, S_OK, 10,
+         {{2, L"Property store for device[" + std::wstring(kEndpoint) + L"] is not opened."}}},
+        {"form factor unreadable", 1, 3, true, E_UNEXPECTED, 10,
+         {{2, L"Get audio endpoint form factor failed. [0x8000ffff]" + test::SystemText(E_UNEXPECTED)}}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         sim::Platform platform;
         sim::Endpoint& endpoint = platform.AddEndpoint({kEndpoint});
-        if (c.endpoint) Store(endpoint, kFormFactorKey, *c.endpoint);
-        if (c.override) Store(endpoint, kOverrideKey, *c.override);
+        for (const auto& [key, value] : {std::pair{kFormFactorKey, c.endpoint}, std::pair{kOverrideKey, c.override}}) {
+            if (!value) continue;
+            PROPVARIANT variant;
+            variant.vt = VT_UI4;
+            variant.ulVal = *value;
+            ASSERT_EQ(endpoint.SetValue(key, variant), S_OK);
+        }
         sim::Installation installed(platform);
-        ASSERT_EQ(ApoController::Open(kEndpoint), S_OK);
+        if (c.opened) { ASSERT_EQ(ApoController::Open(kEndpoint), S_OK); }
+        if (c.readFails != S_OK) platform.FailMethod("IPropertyStore::GetValue", c.readFails, 1);
         capture->Clear();
         EXPECT_EQ(ApoController::GetFormFactor(kEndpoint), c.expected);
-        std::vector<std::wstring> lines;
+        std::vector<std::pair<int, std::wstring>> lines;
         for (const test::LogLine& line : capture->Lines()) {
-            EXPECT_EQ(line.level, 4);
             EXPECT_EQ(line.function, L"ApoController::GetFormFactor");
-            lines.push_back(line.message);
+            lines.emplace_back(line.level, line.message);
         }
         EXPECT_EQ(lines, c.lines);
-        EXPECT_EQ(ApoController::Close(kEndpoint), S_OK);
+        if (c.opened) { EXPECT_EQ(ApoController::Close(kEndpoint), S_OK); }
         EXPECT_EQ(platform.TotalReferences(), 0);
     }
-}
-
-TEST(FormFactorTest, FailuresGiveUnknown) {
-    sim::Platform platform;
-    sim::Endpoint& endpoint = platform.AddEndpoint({kEndpoint});
-    Store(endpoint, kFormFactorKey, 1);
-    Store(endpoint, kOverrideKey, 3);
-    sim::Installation installed(platform);
-
-    capture->Clear();
-    EXPECT_EQ(ApoController::GetFormFactor(kEndpoint), 10u);
-    EXPECT_TRUE(capture->Has(2, L"ApoController.cpp", L"ApoController::GetFormFactor",
-                             L"Property store for device[" + std::wstring(kEndpoint) + L"] is not opened."));
-
-    ASSERT_EQ(ApoController::Open(kEndpoint), S_OK);
-    platform.FailMethod("IPropertyStore::GetValue", E_UNEXPECTED, 1);
-    EXPECT_EQ(ApoController::GetFormFactor(kEndpoint), 10u);
-    EXPECT_TRUE(capture->Has(2, L"ApoController.cpp", L"ApoController::GetFormFactor",
-                             L"Get audio endpoint form factor failed. [0x8000ffff]" + test::SystemText(E_UNEXPECTED)));
-    platform.ClearFailures();
-    EXPECT_EQ(ApoController::GetFormFactor(kEndpoint), 3u);
-    EXPECT_EQ(ApoController::Close(kEndpoint), S_OK);
 }
 
 }  // namespace

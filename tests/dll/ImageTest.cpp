@@ -1,5 +1,6 @@
 // The DLL as a client receives it: a 64-bit image for the machine it was built for,
-// exactly the five undecorated exports, and imports from system DLLs only.
+// exactly the five undecorated exports, imports from system DLLs only, and the
+// release version in its version resource.
 // KELIX_IMAGE_UNDER_TEST names another build of the DLL to check (default: the one beside the test).
 #include <windows.h>
 
@@ -12,96 +13,64 @@
 
 namespace {
 
-const IMAGE_NT_HEADERS& Headers(HMODULE module) {
-    const auto* base = reinterpret_cast<const BYTE*>(module);
-    const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
-    return *reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
-}
-
-const IMAGE_DATA_DIRECTORY& Directory(HMODULE module, int index) {
-    return Headers(module).OptionalHeader.DataDirectory[index];
-}
-
-std::wstring ImageUnderTest() {
-    wchar_t path[MAX_PATH];
-    const DWORD length = GetEnvironmentVariableW(L"KELIX_IMAGE_UNDER_TEST", path, MAX_PATH);
-    return length > 0 && length < MAX_PATH ? std::wstring(path, length) : L"Kelix3PexControl.dll";
-}
-
 #if defined(_M_ARM64) || defined(__aarch64__)
 constexpr WORD kMachine = IMAGE_FILE_MACHINE_ARM64;
 #elif defined(_M_X64) || defined(__x86_64__)
 constexpr WORD kMachine = IMAGE_FILE_MACHINE_AMD64;
 #endif
 
-class ImageTest : public testing::Test {
-protected:
-    void SetUp() override {
-        const std::wstring image = ImageUnderTest();
-        module_ = LoadLibraryW(image.c_str());
-        ASSERT_NE(module_, nullptr) << GetLastError();
-        base_ = reinterpret_cast<const BYTE*>(module_);
-    }
-    void TearDown() override { if (module_ != nullptr) FreeLibrary(module_); }
-    HMODULE module_ = nullptr;
-    const BYTE* base_ = nullptr;
-};
-
-TEST_F(ImageTest, A64BitDllForTheBuildMachineWithExactlyTheFiveUndecoratedExports) {
-    const IMAGE_NT_HEADERS& nt = Headers(module_);
+TEST(ImageTest, WhatAClientReceives) {
+    wchar_t image[MAX_PATH] = L"Kelix3PexControl.dll";
+    const DWORD length = GetEnvironmentVariableW(L"KELIX_IMAGE_UNDER_TEST", image, MAX_PATH);
+    if (length == 0 || length >= MAX_PATH) std::wcscpy(image, L"Kelix3PexControl.dll");
+    const HMODULE module = LoadLibraryW(image);
+    ASSERT_NE(module, nullptr) << GetLastError();
+    const auto* base = reinterpret_cast<const BYTE*>(module);
+    const auto& nt = *reinterpret_cast<const IMAGE_NT_HEADERS*>(
+        base + reinterpret_cast<const IMAGE_DOS_HEADER*>(base)->e_lfanew);
     EXPECT_EQ(nt.FileHeader.Machine, kMachine) << std::hex << nt.FileHeader.Machine;
     EXPECT_EQ(nt.OptionalHeader.Magic, IMAGE_NT_OPTIONAL_HDR64_MAGIC) << std::hex << nt.OptionalHeader.Magic;
     EXPECT_NE(nt.FileHeader.Characteristics & IMAGE_FILE_DLL, 0) << std::hex << nt.FileHeader.Characteristics;
+    const auto at = [&](int directory) { return base + nt.OptionalHeader.DataDirectory[directory].VirtualAddress; };
 
-    const IMAGE_DATA_DIRECTORY& directory = Directory(module_, IMAGE_DIRECTORY_ENTRY_EXPORT);
-    ASSERT_NE(directory.VirtualAddress, 0u);
-    const auto* exports = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY*>(base_ + directory.VirtualAddress);
-    const auto* names = reinterpret_cast<const DWORD*>(base_ + exports->AddressOfNames);
+    const auto* exports = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY*>(at(IMAGE_DIRECTORY_ENTRY_EXPORT));
+    const auto* names = reinterpret_cast<const DWORD*>(base + exports->AddressOfNames);
     std::vector<std::string> found;
-    for (DWORD i = 0; i < exports->NumberOfNames; ++i) found.emplace_back(reinterpret_cast<const char*>(base_ + names[i]));
+    for (DWORD i = 0; i < exports->NumberOfNames; ++i) found.emplace_back(reinterpret_cast<const char*>(base + names[i]));
     std::sort(found.begin(), found.end());
-    const std::vector<std::string> expected = {"ClosePexControl", "GetPexParam", "OpenPexControl", "SetPexParam",
-                                               "SetPexVariantParam"};
-    EXPECT_EQ(found, expected);
+    EXPECT_EQ(found, (std::vector<std::string>{"ClosePexControl", "GetPexParam", "OpenPexControl", "SetPexParam",
+                                               "SetPexVariantParam"}));
     EXPECT_EQ(exports->NumberOfFunctions, 5u);
-}
 
-TEST_F(ImageTest, ImportsOnlySystemDlls) {
     wchar_t system[MAX_PATH];
     ASSERT_NE(GetSystemDirectoryW(system, MAX_PATH), 0u);
-    const IMAGE_DATA_DIRECTORY& directory = Directory(module_, IMAGE_DIRECTORY_ENTRY_IMPORT);
-    ASSERT_NE(directory.VirtualAddress, 0u);
-    int count = 0;
-    for (const auto* import = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base_ + directory.VirtualAddress);
-         import->Name != 0; ++import, ++count) {
-        const std::string name = reinterpret_cast<const char*>(base_ + import->Name);
+    int imports = 0;
+    for (auto* import = reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(at(IMAGE_DIRECTORY_ENTRY_IMPORT));
+         import->Name != 0; ++import, ++imports) {
+        const std::string name = reinterpret_cast<const char*>(base + import->Name);
         const std::wstring path = std::wstring(system) + L"\\" + std::wstring(name.begin(), name.end());
         EXPECT_NE(GetFileAttributesW(path.c_str()), INVALID_FILE_ATTRIBUTES) << name << " is not a system DLL";
-        for (const char* runtime : {"libstdc++", "libgcc", "winpthread"}) {
-            EXPECT_EQ(name.find(runtime), std::string::npos) << name;
-        }
+        for (const char* runtime : {"libstdc++", "libgcc", "winpthread"}) EXPECT_EQ(name.find(runtime), std::string::npos) << name;
     }
-    EXPECT_GT(count, 0);
-}
+    EXPECT_GT(imports, 0);
 
-// The version of the top CMakeLists.txt's project(), in the version resource's fixed part.
-TEST_F(ImageTest, CarriesTheReleaseVersion) {
-    HRSRC found = FindResourceW(module_, MAKEINTRESOURCEW(VS_VERSION_INFO), MAKEINTRESOURCEW(16));  // RT_VERSION
-    ASSERT_NE(found, nullptr) << GetLastError();
-    const auto* data = static_cast<const BYTE*>(LockResource(LoadResource(module_, found)));
-    const DWORD size = SizeofResource(module_, found);
-    ASSERT_NE(data, nullptr);
+    // The version of the top CMakeLists.txt's project(), in the version resource's fixed part.
+    const HRSRC resource = FindResourceW(module, MAKEINTRESOURCEW(VS_VERSION_INFO), MAKEINTRESOURCEW(16));  // RT_VERSION
+    ASSERT_NE(resource, nullptr) << GetLastError();
+    const auto* data = static_cast<const BYTE*>(LockResource(LoadResource(module, resource)));
+    const DWORD size = SizeofResource(module, resource);
     constexpr DWORD kSignature = 0xFEEF04BD;
-    const BYTE* at = std::search(data, data + size, reinterpret_cast<const BYTE*>(&kSignature),
-                                 reinterpret_cast<const BYTE*>(&kSignature) + sizeof kSignature);
-    ASSERT_LE(at + sizeof(VS_FIXEDFILEINFO), data + size) << "no VS_FIXEDFILEINFO";
+    const BYTE* fixed = std::search(data, data + size, reinterpret_cast<const BYTE*>(&kSignature),
+                                    reinterpret_cast<const BYTE*>(&kSignature) + sizeof kSignature);
+    ASSERT_LE(fixed + sizeof(VS_FIXEDFILEINFO), data + size) << "no VS_FIXEDFILEINFO";
     VS_FIXEDFILEINFO info;
-    std::memcpy(&info, at, sizeof info);
+    std::memcpy(&info, fixed, sizeof info);
     const DWORD major = KELIX_VERSION_MAJOR, minor = KELIX_VERSION_MINOR, patch = KELIX_VERSION_PATCH;
     EXPECT_EQ(info.dwFileVersionMS, major << 16 | minor);
     EXPECT_EQ(info.dwFileVersionLS, patch << 16);
     EXPECT_EQ(info.dwProductVersionMS, info.dwFileVersionMS);
     EXPECT_EQ(info.dwProductVersionLS, info.dwFileVersionLS);
+    FreeLibrary(module);
 }
 
 }  // namespace

@@ -16,37 +16,31 @@ protected:
         dsp.ClearModuleList();
         EXPECT_EQ(platform.References("IKsControl"), 0);
     }
-    // An endpoint with a DSP carrying these modules, discovered.
-    sim::Dsp& Discover(const wchar_t* id, sim::DspConfig config) {
-        sim::Endpoint& endpoint = AddEndpoint(platform, {id, L"{0F0F0F0F-0000-4000-8000-000000000001}"});
-        sim::Dsp& attached = AttachDsp(platform, endpoint, std::move(config));
-        EXPECT_EQ(dsp.RefreshModules(), S_OK);
-        attached.ClearRequests();
-        return attached;
-    }
-
     sim::Platform platform;
     sim::Installation installed{platform};
     CSonavelDspKrelo& dsp = CSonavelDspKrelo::Instance();
 };
 
-TEST_F(SonavelDspKreloTest, EmptyListRefusesEverything) {
+// Without modules every call is refused; with all modules selected (-1) a parameter goes to
+// each in order until the first failure.
+TEST_F(SonavelDspKreloTest, EmptyListThenAllModulesInOrder) {
     dsp.ClearModuleList();
     UINT32 enabled = 0;
     BYTE reply[kModuleReplySize];
-    const BYTE value[4] = {};
+    const BYTE value[4] = {9, 0, 0, 0};
     int call = 0;  // in this order: select -1 and 0, set a parameter, set and get the enable, get a parameter
     for (HRESULT hr : {dsp.SelectModule(-1), dsp.SelectModule(0), dsp.SetModuleParam(20, value, 4),
                        dsp.SetModuleEnable(1), dsp.GetModuleEnable(&enabled), dsp.GetModuleParam(reply, 20)}) {
         EXPECT_EQ(hr, E_FAIL) << "call " << call++;
     }
     EXPECT_FALSE(dsp.SelectedIsVersion100());
-}
 
-TEST_F(SonavelDspKreloTest, AllModulesInOrderUntilTheFirstFailure) {
-    sim::Dsp& firmware = Discover(L"{0.0.0.00000000}.{all-modules}",
-                                  {.modules = {{.id = kModule142, .name = "full", .version = "1.4.2"},
-                                               {.id = kModule100, .name = "early", .version = "1.0.0"}}});
+    sim::Endpoint& endpoint =
+        AddEndpoint(platform, {L"{0.0.0.00000000}.{all-modules}", L"{0F0F0F0F-0000-4000-8000-000000000001}"});
+    sim::Dsp& firmware = AttachDsp(platform, endpoint, {.modules = {{.id = kModule142, .name = "full", .version = "1.4.2"},
+                                                                    {.id = kModule100, .name = "early", .version = "1.0.0"}}});
+    ASSERT_EQ(dsp.RefreshModules(), S_OK);
+    firmware.ClearRequests();
     UINT32 count = 0;
     ASSERT_EQ(dsp.GetModuleCount(&count), S_OK);
     ASSERT_EQ(count, 2u);
@@ -56,7 +50,6 @@ TEST_F(SonavelDspKreloTest, AllModulesInOrderUntilTheFirstFailure) {
     EXPECT_FALSE(dsp.SelectedIsVersion100());  // the first module reads for -1
 
     // 40 is valid for "1.4.2" but not for "1.0.0": the first is set, then E_INVALIDARG.
-    const BYTE value[4] = {9, 0, 0, 0};
     EXPECT_EQ(dsp.SetModuleParam(40, value, 4), E_INVALIDARG);
     EXPECT_TRUE(firmware.Parameter(kModule142, 40).has_value());
     EXPECT_FALSE(firmware.Parameter(kModule100, 40).has_value());

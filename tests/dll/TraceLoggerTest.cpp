@@ -1,273 +1,180 @@
-// The logger against recorded system calls: what reaches event tracing and the
-// event log at each enable state, registration, and the HRESULT text.
+// The logger against recorded system calls: registration, and each line as
+// event tracing, the event log and the text sink receive it at each enable
+// state and text-sink setting.
 #include <windows.h>
+#include <objbase.h>
 
 #include <gtest/gtest.h>
 
-#include <stdexcept>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
-#include "DllUnderTest.h"
-#include "LogTextSink.h"
 #include "TraceLogger.h"
-#include "TraceScope.h"
 
 namespace kelix {
 namespace {
 
 constexpr wchar_t kLogSourcePath[] = L"API\\Test\\TraceLoggerTest.cpp";
 
+// The system calls in order, as text; the handles they receive must be the ones given out.
 struct Recorded {
     ULONG registerResult = ERROR_SUCCESS;
-    int registers = 0;
-    int unregisters = 0;
-    int deregisters = 0;
-    GUID provider{};
-    std::wstring sourceName;
-    struct Event { UCHAR level; ULONGLONG keyword; std::wstring text; };
-    std::vector<Event> events;
-    struct Report { WORD type, category; DWORD id; WORD strings; std::wstring text; };
-    std::vector<Report> reports;
+    std::vector<std::wstring> calls;
 };
 Recorded recorded;
 
 const REGHANDLE kHandle = 0x1234;
 const HANDLE kSource = reinterpret_cast<HANDLE>(0x99);
 
+std::wstring GuidText(const GUID& guid) {
+    wchar_t text[40];
+    StringFromGUID2(guid, text, 40);
+    return text;
+}
 ULONG WINAPI FakeRegister(LPCGUID provider, PENABLECALLBACK, PVOID, PREGHANDLE handle) {
-    ++recorded.registers;
-    recorded.provider = *provider;
+    recorded.calls.push_back(L"register " + GuidText(*provider));
     if (recorded.registerResult == ERROR_SUCCESS) *handle = kHandle;
     return recorded.registerResult;
 }
 ULONG WINAPI FakeUnregister(REGHANDLE handle) {
-    EXPECT_EQ(handle, kHandle);
-    ++recorded.unregisters;
+    recorded.calls.push_back(handle == kHandle ? L"unregister" : L"unregister of another handle");
     return ERROR_SUCCESS;
 }
 ULONG WINAPI FakeWriteString(REGHANDLE handle, UCHAR level, ULONGLONG keyword, PCWSTR text) {
-    EXPECT_EQ(handle, kHandle);
-    recorded.events.push_back({level, keyword, text});
+    recorded.calls.push_back((handle == kHandle ? L"event " : L"event of another handle ") + std::to_wstring(level) +
+                             L"/" + std::to_wstring(keyword) + L" " + text);
     return ERROR_SUCCESS;
 }
-HANDLE WINAPI FakeRegisterSource(LPCWSTR server, LPCWSTR name) {
-    EXPECT_EQ(server, nullptr);
-    recorded.sourceName = name;
+HANDLE WINAPI FakeRegisterSource(LPCWSTR, LPCWSTR name) {
+    recorded.calls.push_back(std::wstring(L"source ") + name);
     return kSource;
 }
 BOOL WINAPI FakeReport(HANDLE source, WORD type, WORD category, DWORD id, PSID user, WORD strings, DWORD rawSize,
                        LPCWSTR* texts, LPVOID raw) {
-    EXPECT_EQ(source, kSource);
-    EXPECT_EQ(user, nullptr);
-    EXPECT_EQ(rawSize, 0u);
-    EXPECT_EQ(raw, nullptr);
-    recorded.reports.push_back({type, category, id, strings, strings > 0 ? texts[0] : L""});
+    EXPECT_TRUE(source == kSource && type == EVENTLOG_INFORMATION_TYPE && category == 0 && id == 0 &&
+                user == nullptr && strings == 1 && rawSize == 0 && raw == nullptr);
+    recorded.calls.push_back(std::wstring(L"report ") + texts[0]);
     return TRUE;
 }
 BOOL WINAPI FakeDeregisterSource(HANDLE source) {
-    EXPECT_EQ(source, kSource);
-    ++recorded.deregisters;
+    recorded.calls.push_back(source == kSource ? L"deregister" : L"deregister of another source");
     return TRUE;
 }
 
 const TraceApi kFakeApi{&FakeRegister,       &FakeUnregister, &FakeWriteString,
                         &FakeRegisterSource, &FakeReport,     &FakeDeregisterSource};
 
+// The providers as the diagnostics page and the effect's tools name them.
+constexpr GUID kQuorraProvider = {0x23A46DB4, 0x562B, 0x44A3, {0x9C, 0x4F, 0x1D, 0x55, 0x98, 0x26, 0x2B, 0x8E}};
 constexpr GUID kKelix3Provider = {0xC87AAB51, 0x81CF, 0x46F9, {0x91, 0x9F, 0x69, 0x39, 0x69, 0x83, 0xEF, 0x3C}};
 
-class TraceLoggerTest : public testing::Test {
-protected:
-    void SetUp() override {
+// One line written the way the library writes (only when IsEnabled says so), per enable state
+// of the trace session, setting of the text sink and answer of the registration. The line's
+// text is given once; each sink must receive it in its own form: event tracing as it is, the
+// event log (whose source's name follows the provider) behind the component tag for levels 1
+// and 2, the text sink behind the level digit in UTF-8. A refused registration is retried at
+// the next question; what was registered is given back once.
+TEST(TraceLoggerTest, EachLineReachesTheSinksItsStateAllows) {
+    struct Row {
+        const char* name;
+        ULONG isEnabled;          // the trace session's enable state
+        UCHAR sessionLevel;
+        ULONGLONG keywords;
+        const wchar_t* sink;      // KELIX3PEX_LOG_LEVEL; nullptr: unset
+        bool toStandardError;     // KELIX3PEX_LOG_FILE unset
+        UCHAR level;
+        const wchar_t* path;
+        const wchar_t* message;
+        const wchar_t* line;      // as event tracing receives it
+        bool traced, sunk;
+        GUID provider = kQuorraProvider;
+        ULONG registration = ERROR_SUCCESS;
+        const wchar_t* source = L"Sonavel Quorra";
+    };
+    const wchar_t* const kOpen = L"Failed to find device[dev]: [0x80070490]Element not found.";
+    const Row rows[] = {
+        {"error at a session of level 4", 1, 4, 0x400, nullptr, false, 2, L"API\\Kelix3PexControl\\ApoController.cpp",
+         kOpen, L"[ApoController.cpp:7] F: Failed to find device[dev]: [0x80070490]Element not found.", true, false},
+        {"information, a path without folders", 1, 4, 0x400, nullptr, false, 4, L"ApoController.cpp", L"-3",
+         L"[ApoController.cpp:7] F: -3", true, false},
+        {"critical, all keywords, empty message", 1, 5, ~0ull, nullptr, false, 1, L"a\\b\\c.cpp", L"",
+         L"[c.cpp:7] F: ", true, false},
+        {"verbose above the session's level", 1, 4, 0x400, nullptr, false, 5, L"x.cpp", L"m", L"", false, false},
+        {"keyword outside the session's", 1, 5, 0x800, nullptr, false, 2, L"x.cpp", L"m", L"", false, false},
+        {"enable state 2 is not enabled", 2, 5, 0x400, nullptr, false, 2, L"x.cpp", L"m", L"", false, false},
+        {"session of level 0", 1, 0, 0x400, nullptr, false, 1, L"x.cpp", L"m", L"", false, false},
+        {"text sink alone", 0, 0, 0, L"5", false, 2, L"x.cpp", L"caf\u00e9", L"[x.cpp:7] F: caf\u00e9", false, true},
+        {"text sink beside the session", 1, 4, 0x400, L"3", true, 3, L"x.cpp", L"w", L"[x.cpp:7] F: w", true, true},
+        {"text sink to standard error", 0, 0, 0, L"1", true, 1, L"x.cpp", L"caf\u00e9", L"[x.cpp:7] F: caf\u00e9",
+         false, true},
+        {"text sink below the line's level", 1, 4, 0x400, L"3", false, 4, L"x.cpp", L"i", L"[x.cpp:7] F: i", true,
+         false},
+        {"the other provider's event source", 1, 4, 0x400, nullptr, false, 2, L"x.cpp", L"e", L"[x.cpp:7] F: e", true,
+         false, kKelix3Provider, ERROR_SUCCESS, L"Sonavel KELIX3"},
+        {"registration refused", 1, 5, 0x400, L"2", false, 2, L"x.cpp", L"e", L"[x.cpp:7] F: e", false, true,
+         kQuorraProvider, ERROR_ACCESS_DENIED},
+    };
+    // Settings that leave the sink off: only "1" to "5" switch it on.
+    std::vector<Row> all(std::begin(rows), std::end(rows));
+    for (const wchar_t* off : {L"0", L"6", L"", L"x", L"35"}) {
+        all.push_back({"text sink off", 0, 0, 0, off, false, 3, L"x.cpp", L"m", L"", false, false});
+    }
+    for (const Row& row : all) {
+        SCOPED_TRACE(row.name);
         recorded = Recorded{};
-        SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", nullptr);
-    }
-    void TearDown() override {
-        SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", nullptr);
-        SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", nullptr);
-    }
-    static void Enable(TraceLogger& logger, ULONG isEnabled, UCHAR level, ULONGLONG keywords) {
-        TraceLogger::EnableCallback(nullptr, isEnabled, level, keywords, 0, nullptr, &logger);
-    }
-    static std::wstring TempPath(const wchar_t* prefix) {
+        recorded.registerResult = row.registration;
         wchar_t directory[MAX_PATH], path[MAX_PATH];
         GetTempPathW(MAX_PATH, directory);
-        GetTempFileNameW(directory, prefix, 0, path);
-        return path;
-    }
-    // The file's bytes, read from its start; the file is closed and deleted.
-    static std::string TakeBytes(HANDLE file, const std::wstring& path) {
-        char bytes[256] = {};
-        DWORD read = 0;
-        SetFilePointer(file, 0, nullptr, FILE_BEGIN);
-        ReadFile(file, bytes, sizeof bytes - 1, &read, nullptr);
-        CloseHandle(file);
-        DeleteFileW(path.c_str());
-        return bytes;
-    }
-    static std::vector<std::wstring> EventTexts() {
-        std::vector<std::wstring> texts;
-        for (const Recorded::Event& event : recorded.events) texts.push_back(event.text);
-        return texts;
-    }
-};
+        ASSERT_NE(GetTempFileNameW(directory, L"snk", 0, path), 0u);
+        SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", row.sink);
+        SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", row.toStandardError ? nullptr : path);
+        const HANDLE saved = GetStdHandle(STD_ERROR_HANDLE);
+        const HANDLE standardError = row.toStandardError
+            ? CreateFileW(path, GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)
+            : INVALID_HANDLE_VALUE;
+        if (row.toStandardError) SetStdHandle(STD_ERROR_HANDLE, standardError);
+        {
+            TraceLogger logger(kFakeApi, row.provider);
+            logger.EnsureRegistered();
+            TraceLogger::EnableCallback(nullptr, row.isEnabled, row.sessionLevel, row.keywords, 0, nullptr, &logger);
+            if (logger.IsEnabled(row.level, kKeywordPexControl)) {
+                logger.Write(row.level, kKeywordPexControl, row.path, 7, L"F", L"%s", row.message);
+            }
+        }
+        SetStdHandle(STD_ERROR_HANDLE, saved);
+        if (standardError != INVALID_HANDLE_VALUE) CloseHandle(standardError);
+        SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", nullptr);
+        SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", nullptr);
+        std::stringstream sunk;
+        sunk << std::ifstream(path, std::ios::binary).rdbuf();
+        DeleteFileW(path);
 
-TEST_F(TraceLoggerTest, NothingIsWrittenWithoutAListener) {
-    {
-        TraceLogger logger(kFakeApi);
-        for (UCHAR level = 1; level <= 5; ++level) EXPECT_FALSE(logger.IsEnabled(level, kKeywordPexControl));
-        EXPECT_EQ(recorded.registers, 1);
-        EXPECT_EQ(recorded.provider, kTraceProviderId);
-        EXPECT_EQ(recorded.sourceName, L"Sonavel Quorra");
-        // The event source's name follows the provider.
-        TraceLogger kelix3(kFakeApi, kKelix3Provider);
-        kelix3.EnsureRegistered();
-        EXPECT_EQ(recorded.sourceName, L"Sonavel KELIX3");
-    }
-    EXPECT_TRUE(recorded.events.empty());
-    EXPECT_TRUE(recorded.reports.empty());
-    EXPECT_EQ(recorded.unregisters, 2);
-    EXPECT_EQ(recorded.deregisters, 2);
-}
-
-TEST_F(TraceLoggerTest, EnableStateDecidesLevelAndKeyword) {
-    TraceLogger logger(kFakeApi);
-    logger.EnsureRegistered();
-    struct Case {
-        ULONG isEnabled;
-        UCHAR enabledLevel;
-        ULONGLONG keywords;
-        UCHAR level;
-        ULONGLONG keyword;
-        bool enabled;
-    };
-    const Case cases[] = {
-        {1, 4, 0x400, 2, 0x400, true},  {1, 4, 0x400, 4, 0x400, true},   {1, 4, 0x400, 5, 0x400, false},
-        {1, 5, 0xC00, 5, 0x400, true},  {1, 5, 0x800, 2, 0x400, false},  {1, 5, ~0ull, 1, 0x400, true},
-        {0, 5, 0x400, 2, 0x400, false}, {2, 5, 0x400, 2, 0x400, false},  // only 1 means enabled
-        {1, 0, 0x400, 1, 0x400, false},
-    };
-    for (const Case& c : cases) {
-        Enable(logger, c.isEnabled, c.enabledLevel, c.keywords);
-        EXPECT_EQ(logger.IsEnabled(c.level, c.keyword), c.enabled)
-            << "enabled " << c.isEnabled << " at " << int{c.enabledLevel} << " mask " << c.keywords << ", asked "
-            << int{c.level};
+        // Registered: the event source opened, the line traced and reported, both given back at the
+        // end. Refused: asked again (by IsEnabled), and nothing else.
+        const std::wstring line = row.line;
+        const bool registered = row.registration == ERROR_SUCCESS;
+        std::vector<std::wstring> calls = {L"register " + GuidText(row.provider)};
+        calls.push_back(registered ? L"source " + std::wstring(row.source) : calls[0]);
+        if (row.traced) calls.push_back(L"event " + std::to_wstring(row.level) + L"/1024 " + line);
+        if (row.traced && row.level <= kLevelError) calls.push_back(L"report [PexControl]: " + line);
+        if (registered) calls.insert(calls.end(), {L"unregister", L"deregister"});
+        EXPECT_EQ(recorded.calls, calls);
+        const std::wstring digitAndLine = std::to_wstring(row.level) + L" " + line + L"\n";
+        std::string utf8(digitAndLine.size() * 3, '\0');
+        utf8.resize(static_cast<size_t>(WideCharToMultiByte(CP_UTF8, 0, digitAndLine.data(),
+                                                            static_cast<int>(digitAndLine.size()), utf8.data(),
+                                                            static_cast<int>(utf8.size()), nullptr, nullptr)));
+        EXPECT_EQ(sunk.str(), row.sunk ? utf8 : "");
     }
 }
 
-TEST_F(TraceLoggerTest, ErrorsAlsoReachTheEventLogWithTheComponentTag) {
-    TraceLogger logger(kFakeApi);
-    logger.EnsureRegistered();
-    Enable(logger, 1, 4, kKeywordPexControl);
-    logger.Write(kLevelError, kKeywordPexControl, L"API\\Kelix3PexControl\\ApoController.cpp", 42,
-                 L"ApoController::Open", L"Failed to find device[%s]: [0x%.8x]%s", L"dev", 0x80070490u, L"text");
-    logger.Write(kLevelInformation, kKeywordPexControl, L"ApoController.cpp", 7, L"F", L"%d, %S", -3, "narrow");
-    logger.Write(kLevelCritical, kKeywordPexControl, L"a\\b\\c.cpp", 1, L"G", L"%s", L"");
-
-    const std::wstring error = L"[ApoController.cpp:42] ApoController::Open: Failed to find device[dev]: [0x80070490]text";
-    // Without a backslash the whole path is the file name.
-    EXPECT_EQ(EventTexts(),
-              (std::vector<std::wstring>{error, L"[ApoController.cpp:7] F: -3, narrow", L"[c.cpp:1] G: "}));
-    EXPECT_EQ(recorded.events.at(0).level, kLevelError);
-    EXPECT_EQ(recorded.events.at(0).keyword, kKeywordPexControl);
-
-    ASSERT_EQ(recorded.reports.size(), 2u);
-    EXPECT_EQ(recorded.reports[0].text, L"[PexControl]: " + error);
-    EXPECT_EQ(recorded.reports[0].type, EVENTLOG_INFORMATION_TYPE);
-    EXPECT_EQ(recorded.reports[0].category, 0);
-    EXPECT_EQ(recorded.reports[0].id, 0u);
-    EXPECT_EQ(recorded.reports[0].strings, 1);
-    EXPECT_EQ(recorded.reports[1].text, L"[PexControl]: [c.cpp:1] G: ");
-
-    // A keyword without a component tag is a programming fault.
-    EXPECT_THROW(logger.Write(kLevelError, 0x800, L"x.cpp", 1, L"F", L"m"), std::out_of_range);
-}
-
-TEST_F(TraceLoggerTest, FailedRegistrationIsRetriedAndOpensNoEventSource) {
-    recorded.registerResult = ERROR_ACCESS_DENIED;
-    {
-        TraceLogger logger(kFakeApi);
-        EXPECT_FALSE(logger.IsEnabled(kLevelCritical, kKeywordPexControl));
-        EXPECT_FALSE(logger.IsEnabled(kLevelCritical, kKeywordPexControl));
-        EXPECT_EQ(recorded.registers, 2);
-        EXPECT_TRUE(recorded.sourceName.empty());
-        { TraceScope scope(logger, kKeywordPexControl, L"x.cpp", 1, L"F"); }
-        EXPECT_EQ(recorded.registers, 3);  // at the scope's start only, not at its end
-    }
-    EXPECT_EQ(recorded.unregisters, 0);
-    EXPECT_EQ(recorded.deregisters, 0);
-}
-
-// The text sink is a sink beside event tracing: what event tracing and the
-// event log receive is the same with it as without it.
-TEST_F(TraceLoggerTest, TextSinkLeavesEventTracingAsItIs) {
-    const std::wstring path = TempPath(L"snk");
-    SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", L"5");
-    SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", path.c_str());
-    {
-        TraceLogger logger(kFakeApi);
-        EXPECT_TRUE(logger.IsEnabled(kLevelVerbose, kKeywordPexControl));  // the sink takes every line
-        logger.Write(kLevelError, kKeywordPexControl, L"x.cpp", 1, L"F", L"no listener");
-        EXPECT_TRUE(recorded.events.empty());
-        EXPECT_TRUE(recorded.reports.empty());
-
-        Enable(logger, 1, 4, kKeywordPexControl);
-        logger.Write(kLevelError, kKeywordPexControl, L"x.cpp", 2, L"F", L"error");
-        logger.Write(kLevelVerbose, kKeywordPexControl, L"x.cpp", 3, L"F", L"verbose");
-        EXPECT_EQ(EventTexts(), std::vector<std::wstring>{L"[x.cpp:2] F: error"});
-        EXPECT_EQ(recorded.reports.size(), 1u);
-    }
-    SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", nullptr);
-    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    EXPECT_EQ(TakeBytes(file, path), "2 [x.cpp:1] F: no listener\n2 [x.cpp:2] F: error\n5 [x.cpp:3] F: verbose\n");
-}
-
-TEST_F(TraceLoggerTest, MacroFormatsNothingWhileDisabled) {
+TEST(TraceLoggerTest, MacroFormatsNothingWhileDisabled) {
     int evaluated = 0;
     auto count = [&evaluated] { return ++evaluated; };
     KELIX_LOG(kLevelCritical, L"F", L"%d", count());
     EXPECT_EQ(evaluated, 0);
-}
-
-// The system's own text, trimmed, and the fallback where there is none (its forms: TextTest).
-TEST_F(TraceLoggerTest, HResultTextIsTheSystemText) {
-    const std::wstring invalid = HResultText(E_INVALIDARG);
-    EXPECT_EQ(invalid, test::SystemText(E_INVALIDARG));
-    EXPECT_FALSE(invalid.empty() || invalid.back() == L'\n' || invalid.back() == L'\r') << invalid.size();
-    EXPECT_EQ(HResultText(static_cast<HRESULT>(0xDEADBEEF)), L"Unknown error 0xDEADBEEF");  // no system text
-}
-
-TEST_F(TraceLoggerTest, TextSinkLevelSettingAcceptsOneToFiveOnly) {
-    struct Case {
-        const wchar_t* setting;
-        UCHAR accepted;  // most verbose level written; 0 for none
-    };
-    const Case cases[] = {{L"1", 1}, {L"3", 3}, {L"5", 5}, {L"0", 0}, {L"6", 0},
-                          {L"", 0},  {L"x", 0}, {L"35", 0}, {nullptr, 0}};
-    for (const Case& c : cases) {
-        SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", c.setting);
-        LogTextSink sink;
-        sink.Configure();
-        for (UCHAR level = 1; level <= 5; ++level) {
-            EXPECT_EQ(sink.Accepts(level), level <= c.accepted) << (c.setting ? "set" : "unset") << " level " << int{level};
-        }
-    }
-}
-
-TEST_F(TraceLoggerTest, TextSinkWritesLevelAndLineToStandardErrorWithoutAFile) {
-    const std::wstring path = TempPath(L"err");
-    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
-    ASSERT_NE(file, INVALID_HANDLE_VALUE);
-    const HANDLE saved = GetStdHandle(STD_ERROR_HANDLE);
-    SetStdHandle(STD_ERROR_HANDLE, file);
-    SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", L"2");
-    LogTextSink sink;
-    sink.Configure();
-    sink.Write(2, L"[A.cpp:1] F: caf\u00e9");
-    SetStdHandle(STD_ERROR_HANDLE, saved);
-    EXPECT_EQ(TakeBytes(file, path), "2 [A.cpp:1] F: caf\xc3\xa9\n");  // UTF-8
 }
 
 }  // namespace

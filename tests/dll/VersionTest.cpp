@@ -3,6 +3,7 @@
 // through the redirected HKEY_LOCAL_MACHINE.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <optional>
 
 #include "SimulatedEndpointTest.h"
@@ -14,20 +15,22 @@ namespace {
 constexpr wchar_t kWrapperKey[] = L"SOFTWARE\\Sonavel\\Wrapper\\";
 constexpr wchar_t kMfxSlot[] = L"{0EBD8506-17BB-4AE7-AD76-E86F99A425E9}";  // APO_MFX, as Windows writes it
 constexpr wchar_t kEfxSlot[] = L"{0ebd8507-17bb-4ae7-ad76-e86f99a425e9}";  // APO_EFX
+constexpr wchar_t kPex25[] = L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}";
+constexpr wchar_t kPex210[] = L"{EFC7A7B3-40A7-4601-ABC1-878CD5EAE544}";
 
 struct FxValue {
     DWORD pid;
     std::vector<std::wstring> classIds;
     VARTYPE type = VT_LPWSTR;  // VT_LPWSTR or VT_BSTR; more than one: a VT_LPWSTR vector
 };
+struct Wrapper {
+    const wchar_t* slot;
+    DWORD type;  // the registry type the class id is stored as
+    std::wstring classId;
+};
 
 class VersionTest : public SimulatedEndpointTest {
 protected:
-    void SetUp() override {
-        SimulatedEndpointTest::SetUp();
-        ASSERT_EQ(registry.Result(), ERROR_SUCCESS);
-    }
-
     void Register(const FxValue& fx) {
         std::vector<LPWSTR> texts;
         for (const std::wstring& id : fx.classIds) texts.push_back(const_cast<LPWSTR>(id.c_str()));
@@ -61,22 +64,31 @@ protected:
     sim::RegistryOverride registry;
 };
 
+// Failures of the platform give the empty text (the size negotiation itself is the bad-input
+// matrix's to check).
 TEST_F(VersionTest, ClassIdsMapThroughTheKeysInOrder) {
+    ASSERT_EQ(registry.Result(), ERROR_SUCCESS);
     struct Case {
         const char* name;
         std::int32_t id;
         std::vector<FxValue> fx;
-        std::vector<std::pair<std::wstring, std::wstring>> wrappers;  // registry: slot name, class id
+        std::vector<Wrapper> wrappers;
         std::wstring version;
+        const char* failing = nullptr;  // a platform method that fails for the case
+        HRESULT failure = S_OK;
     };
     const Case cases[] = {
-        {"stream effect", 1001, {{5, {L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"}}}, {}, L"pex2.5"},
-        {"upper case maps", 1001, {{13, {L"{EFC7A7B3-40A7-4601-ABC1-878CD5EAE544}"}}}, {}, L"pex2.10"},
+        {"stream effect", 1001, {{5, {kPex25}}}, {}, L"pex2.5"},
+        {"upper case maps", 1001, {{13, {kPex210}}}, {}, L"pex2.10"},
         {"composite stream before stream", 1001,
-         {{5, {L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"}}, {13, {L"{1bedaecc-55f6-4149-95d9-a707a2fb4134}"}}}, {},
-         L"pex2.10-lite"},
-        {"wrapper named in the registry", 1001, {{13, {kMfxSlot}}},
-         {{L"APO_MFX", L"{EFC7A7B3-40A7-4601-ABC1-878CD5EAE544}"}}, L"pex2.10"},
+         {{5, {kPex25}}, {13, {L"{1bedaecc-55f6-4149-95d9-a707a2fb4134}"}}}, {}, L"pex2.10-lite"},
+        {"wrapper named in the registry", 1001, {{13, {kMfxSlot}}}, {{L"APO_MFX", REG_SZ, kPex210}}, L"pex2.10"},
+        {"wrapper as REG_EXPAND_SZ", 1001, {{13, {kMfxSlot}}, {5, {kPex25}}}, {{L"APO_MFX", REG_EXPAND_SZ, kPex210}},
+         L"pex2.10"},
+        {"wrapper as REG_BINARY is skipped", 1001, {{13, {kMfxSlot}}, {5, {kPex25}}},
+         {{L"APO_MFX", REG_BINARY, kPex210}}, L"pex2.5"},
+        {"wrapper as REG_MULTI_SZ is skipped", 1001, {{13, {kMfxSlot}}, {5, {kPex25}}},
+         {{L"APO_MFX", REG_MULTI_SZ, kPex210}}, L"pex2.5"},
         {"wrapper without a registry value, next slot", 1001,
          {{13, {kEfxSlot}}, {5, {L"{d9916f9f-99f7-11e7-bf21-6c0b849889e1}"}}}, {}, L"pex2.5-gaming"},
         {"composite endpoint before composite mode", 2001,
@@ -87,15 +99,24 @@ TEST_F(VersionTest, ClassIdsMapThroughTheKeysInOrder) {
                L"{d9916f9e-99f7-11e7-bf21-6c0b849889e1}"}}},
          {}, L"krelo1.2"},
         {"BSTR values", 2001, {{6, {L"{d9916f9d-99f7-11e7-bf21-6c0b849889e1}"}, VT_BSTR}}, {}, L"krelo1.0-gaming"},
-        {"the other family's effect", 2001, {{5, {L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"}}}, {}, L""},
+        {"the other family's effect", 2001, {{5, {kPex25}}}, {}, L""},
         {"no effect", 1001, {}, {}, L""},
         {"unknown class id", 1001, {{5, {L"{12345678-0000-0000-0000-000000000000}"}}}, {}, L""},
+        {"a key that cannot be read", 1001, {{5, {kPex25}}}, {}, L"", "IPolicyConfigVistaClient::GetPropertyValue",
+         E_ACCESSDENIED},
+        {"no policy-configuration object", 1001, {{5, {kPex25}}}, {}, L"", "CoCreateInstance(PolicyConfig)",
+         REGDB_E_CLASSNOTREG},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         for (const FxValue& fx : c.fx) Register(fx);
-        for (const auto& [slot, classId] : c.wrappers) ASSERT_EQ(registry.SetString(kWrapperKey, slot, classId), 0);
+        for (const Wrapper& w : c.wrappers) {
+            const DWORD bytes = static_cast<DWORD>((w.classId.size() + 1) * sizeof(wchar_t));
+            ASSERT_EQ(registry.SetValue(kWrapperKey, w.slot, w.type, w.classId.c_str(), bytes), 0);
+        }
+        if (c.failing != nullptr) platform.FailMethod(c.failing, c.failure);
         EXPECT_EQ(Version(c.id), c.version);
+        platform.ClearFailures();
         // Next case: a clean FX store and registry.
         for (DWORD pid : {5u, 6u, 7u, 13u, 14u, 15u}) {
             PROPVARIANT empty;
@@ -104,49 +125,13 @@ TEST_F(VersionTest, ClassIdsMapThroughTheKeysInOrder) {
         }
         registry.DeleteKey(L"SOFTWARE\\Sonavel");
     }
-}
-
-TEST_F(VersionTest, UnreadableWrapperValuesAreSkipped) {
-    Register({13, {kMfxSlot}});
-    Register({5, {L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"}});
-    const DWORD number = 7;
-    ASSERT_EQ(registry.SetValue(kWrapperKey, L"APO_MFX", REG_DWORD, &number, sizeof number), 0);
-    EXPECT_EQ(Version(1001), L"pex2.5");
-    const wchar_t text[] = L"{EFC7A7B3-40A7-4601-ABC1-878CD5EAE544}";
-    ASSERT_EQ(registry.SetValue(kWrapperKey, L"APO_MFX", REG_BINARY, text, sizeof text), 0);
-    EXPECT_EQ(Version(1001), L"pex2.5");
-    ASSERT_EQ(registry.SetValue(kWrapperKey, L"APO_MFX", REG_MULTI_SZ, text, sizeof text), 0);
-    EXPECT_EQ(Version(1001), L"pex2.5");
-    // The string types the system reads as REG_SZ: REG_SZ, and REG_EXPAND_SZ once expanded.
-    ASSERT_EQ(registry.SetValue(kWrapperKey, L"APO_MFX", REG_EXPAND_SZ, text, sizeof text), 0);
-    EXPECT_EQ(Version(1001), L"pex2.10");
-    ASSERT_EQ(registry.SetString(kWrapperKey, L"APO_MFX", L"{D9916F9F-99F7-11E7-BF21-6C0B849889E1}"), 0);
-    EXPECT_EQ(Version(1001), L"pex2.5-gaming");
-}
-
-// The negotiation itself is the bad-input matrix's to check; here, the failures.
-TEST_F(VersionTest, FailuresGiveTheEmptyText) {
-    Register({5, {L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"}});  // "pex2.5"
-    wchar_t* handle = OpenSpeakers();
-    wchar_t text[8];
-    // A failing read of a key gives nothing for that key.
-    platform.FailMethod("IPolicyConfigVistaClient::GetPropertyValue", E_ACCESSDENIED);
-    UINT32 size = 1;  // the empty text still needs its terminator
-    EXPECT_EQ(dll.Get(handle, 1001, text, &size, 1), E_INVALIDARG);
-    EXPECT_EQ(size, 2u);
-    size = 16;
-    EXPECT_EQ(dll.Get(handle, 1001, text, &size, 1), S_OK);
-    EXPECT_EQ(size, 0u);
-
-    // Without the policy-configuration object: logged, and the empty text.
-    platform.FailMethod("CoCreateInstance(PolicyConfig)", REGDB_E_CLASSNOTREG);
-    size = 16;
-    EXPECT_EQ(dll.Get(handle, 2001, text, &size, 1), S_OK);
-    EXPECT_EQ(size, 0u);
-    EXPECT_TRUE(log.Has(2, kExports, L"`anonymous-namespace'::GetApoVersion",
-                        L"Cannot create instance for IPolicyConfigVistaClient. " + Failure(REGDB_E_CLASSNOTREG)));
-    EXPECT_EQ(dll.Close(handle), S_OK);
-    EXPECT_EQ(platform.References("IPolicyConfigVistaClient"), 0);
+    // Each query without the object (the size, then the text) says so.
+    const std::wstring missing = L"Cannot create instance for IPolicyConfigVistaClient. " + Failure(REGDB_E_CLASSNOTREG);
+    const std::vector<LogLine> lines = log.Lines();
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(), [&](const LogLine& line) {
+                  return line.level == 2 && line.file == kExports && line.function == L"`anonymous-namespace'::GetApoVersion" &&
+                         line.message == missing;
+              }), 2);
 }
 
 }  // namespace

@@ -9,20 +9,10 @@
 namespace kelix::test {
 namespace {
 
-std::wstring FromUtf8(const std::string& text) {
-    if (text.empty()) return {};
-    const int length = MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
-    std::wstring out(static_cast<size_t>(length), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), out.data(), length);
-    return out;
-}
-
 std::string Narrow(const std::wstring& text) {
-    const int length = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0,
-                                           nullptr, nullptr);
-    std::string out(static_cast<size_t>(length), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), out.data(), length, nullptr,
-                        nullptr);
+    std::string out(text.size() * 3, '\0');  // at most three UTF-8 bytes per UTF-16 unit
+    out.resize(static_cast<size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
+                                                       out.data(), static_cast<int>(out.size()), nullptr, nullptr)));
     return out;
 }
 
@@ -30,29 +20,20 @@ std::string Narrow(const std::wstring& text) {
 LogLine Parse(const std::wstring& raw) {
     LogLine line;
     line.raw = raw;
-    if (raw.size() < 4 || raw[1] != L' ' || raw[2] != L'[') return line;
-    line.level = raw[0] - L'0';
-    const size_t close = raw.find(L"] ", 3);
-    if (close == std::wstring::npos) return line;
-    const std::wstring location = raw.substr(3, close - 3);
-    const size_t colon = location.rfind(L':');
-    if (colon != std::wstring::npos) {
-        line.file = location.substr(0, colon);
-        line.line = _wtoi(location.c_str() + colon + 1);
-    } else {
-        line.file = location;
+    const size_t close = raw.find(L"] ", 3), separator = raw.find(L": ", close + 2);
+    if (raw.size() < 4 || raw[1] != L' ' || raw[2] != L'[' || close == std::wstring::npos ||
+        separator == std::wstring::npos) {
+        return line;
     }
-    const size_t separator = raw.find(L": ", close + 2);
-    if (separator == std::wstring::npos) return line;
+    line.level = raw[0] - L'0';
+    line.file = raw.substr(3, close - 3);
+    if (const size_t colon = line.file.rfind(L':'); colon != std::wstring::npos) {
+        line.line = _wtoi(line.file.c_str() + colon + 1);
+        line.file.resize(colon);
+    }
     line.function = raw.substr(close + 2, separator - close - 2);
     line.message = raw.substr(separator + 2);
     return line;
-}
-
-std::string Dump(const std::vector<LogLine>& lines) {
-    std::string out = "\nlog:\n";
-    for (const LogLine& line : lines) out += "  " + Narrow(line.raw) + "\n";
-    return out;
 }
 
 }  // namespace
@@ -66,9 +47,7 @@ LogCapture::LogCapture(int level) {
     GetTempPathW(MAX_PATH, directory);
     path_ = std::wstring(directory) + L"kelix-log-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
             std::to_wstring(++captures) + L".txt";
-    const HANDLE file = CreateFileW(path_.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                    nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
+    Clear();
     SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", std::to_wstring(level).c_str());
     SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", path_.c_str());
 }
@@ -80,12 +59,15 @@ LogCapture::~LogCapture() {
 }
 
 std::vector<LogLine> LogCapture::Lines() const {
-    std::ifstream in(path_.c_str(), std::ios::binary);
     std::stringstream content;
-    content << in.rdbuf();
+    content << std::ifstream(path_.c_str(), std::ios::binary).rdbuf();
+    const std::string bytes = content.str();
+    std::wstring text(bytes.size(), L'\0');  // never more UTF-16 units than UTF-8 bytes
+    text.resize(static_cast<size_t>(MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()),
+                                                        text.data(), static_cast<int>(text.size()))));
     std::vector<LogLine> lines;
-    std::wstringstream text(FromUtf8(content.str()));
-    for (std::wstring raw; std::getline(text, raw);) lines.push_back(Parse(raw));
+    std::wstringstream stream(text);
+    for (std::wstring raw; std::getline(stream, raw);) lines.push_back(Parse(raw));
     return lines;
 }
 
@@ -97,15 +79,15 @@ testing::AssertionResult LogCapture::Has(int level, const std::wstring& file, co
                                          const std::wstring& message) const {
     const std::vector<LogLine> lines = Lines();
     int matches = 0;
+    std::string dump = "\nlog:\n";
     for (const LogLine& line : lines) {
-        if (line.level == level && line.file == file && line.function == function && line.message == message &&
-            line.line != 0) {
-            ++matches;
-        }
+        matches += line.level == level && line.file == file && line.function == function && line.message == message &&
+                   line.line != 0;
+        dump += "  " + Narrow(line.raw) + "\n";
     }
     if (matches == 1) return testing::AssertionSuccess();
     return testing::AssertionFailure() << matches << " lines of level " << level << " [" << Narrow(file) << ":N] "
-                                       << Narrow(function) << ": " << Narrow(message) << Dump(lines);
+                                       << Narrow(function) << ": " << Narrow(message) << dump;
 }
 
 std::wstring MaskAddresses(std::wstring text) {

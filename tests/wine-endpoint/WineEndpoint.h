@@ -15,17 +15,14 @@
 
 namespace kelix::test {
 
-// Whether the Wine audio setup these tests need is required to be there: under
-// ctest, which names an ALSA configuration for them (ALSA_CONFIG_PATH), it is,
-// so a missing setup fails; run by hand without one, the tests skip instead.
+// Whether the Wine audio setup these tests need must be there: under ctest, which names an
+// ALSA configuration for them (ALSA_CONFIG_PATH), a missing setup fails; by hand, they skip.
 inline bool Required() { return GetEnvironmentVariableW(L"ALSA_CONFIG_PATH", nullptr, 0) != 0; }
 
-// Wine keeps an endpoint's store in the registry, one value per property key
-// named "{FMTID},pid" under the endpoint's Properties key; the store outlives
-// every program of the prefix. Deletes the values of every catalogue key from
-// the default render endpoint's store, so that a test starts from a store that
-// holds none of the effect's values (ctest gives the tests that write Wine's
-// store one lock, so no other test writes it meanwhile).
+// Wine keeps an endpoint's store in the registry, for the whole prefix and beyond every
+// program, one value per key named "{FMTID},pid" under the endpoint's Properties key. Deletes
+// the values of every catalogue key from the default render endpoint's store, so that a test
+// starts from a store without the effect's values (the tests that write it hold one lock).
 inline void ClearCatalogueValuesOfTheDefaultEndpoint() {
     Microsoft::WRL::ComPtr<IMMDeviceEnumerator> enumerator;
     ASSERT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator)), S_OK);
@@ -33,10 +30,8 @@ inline void ClearCatalogueValuesOfTheDefaultEndpoint() {
     ASSERT_EQ(enumerator->GetDefaultAudioEndpoint(eRender, eConsole, &device), S_OK);
     wchar_t* id = nullptr;
     ASSERT_EQ(device->GetId(&id), S_OK);
-    const std::wstring deviceId = id;
+    const std::wstring deviceId = id;  // "{0.0.0.00000000}.{GUID}": the key is named by the GUID
     CoTaskMemFree(id);
-
-    // "{0.0.0.00000000}.{GUID}": the key is named by the GUID.
     const std::wstring path = L"Software\\Microsoft\\Windows\\CurrentVersion\\MMDevices\\Audio\\Render\\" +
                               deviceId.substr(deviceId.rfind(L'.') + 1) + L"\\Properties";
     HKEY key = nullptr;
@@ -47,8 +42,7 @@ inline void ClearCatalogueValuesOfTheDefaultEndpoint() {
         std::memcpy(&fmtid, &info.key.fmtid, sizeof fmtid);
         wchar_t guid[40];
         StringFromGUID2(fmtid, guid, 40);
-        const std::wstring name = std::wstring(guid) + L"," + std::to_wstring(info.key.pid);
-        const LSTATUS status = RegDeleteValueW(key, name.c_str());
+        const LSTATUS status = RegDeleteValueW(key, (std::wstring(guid) + L"," + std::to_wstring(info.key.pid)).c_str());
         EXPECT_TRUE(status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND) << parameter << ": " << status;
     }
     RegCloseKey(key);
