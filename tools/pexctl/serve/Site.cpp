@@ -35,6 +35,14 @@ Json ErrorDocument(const std::string& what) {
     return out.Document(Json::object());
 }
 
+// A message's answer: the document, the status the write had as a request and the client's number
+// (null when the message could not be read that far).
+std::string MessageAnswer(int status, Json document, const Json& number) {
+    document["status"] = status;
+    document["number"] = number;
+    return document.dump();
+}
+
 HttpResponse JsonResponse(int status, const Json& document) {
     return Respond(status, "application/json; charset=utf-8", document.dump() + "\n");
 }
@@ -92,21 +100,14 @@ void Site::Listening(unsigned short port) {
 HttpResponse Site::Refuse(int status, const std::string& what) { return JsonResponse(status, ErrorDocument(what)); }
 
 std::string Site::RefuseMessage(int status, const std::string& what) {
-    Json answer = ErrorDocument(what);
-    answer["status"] = status;
-    answer["number"] = nullptr;
-    return answer.dump();
+    return MessageAnswer(status, ErrorDocument(what), nullptr);
 }
 
 std::string Site::Message(const std::string& text) {
     const Json message = Json::parse(text, nullptr, false);
     const bool object = message.is_object();
     const Json number = object && message.contains("number") ? message["number"] : Json();
-    const auto answer = [&](int status, Json document) {
-        document["status"] = status;
-        document["number"] = number;
-        return document.dump();
-    };
+    const auto answer = [&](int status, Json document) { return MessageAnswer(status, std::move(document), number); };
     if (!object) return answer(400, ErrorDocument("a message must be a JSON object {\"number\", \"name\", \"value\"}"));
     for (const auto& [key, _] : message.items()) {
         if (std::ranges::find(kMessageFields, key) == std::end(kMessageFields)) {
@@ -126,8 +127,14 @@ std::string Site::Message(const std::string& text) {
     }
     if (!message.contains("value")) return answer(400, ErrorDocument("a message must carry the \"value\" to write"));
     const std::string body = Json({{"value", message["value"]}}).dump();
-    ApiAnswer done = api_.Handle("PUT", "param/" + message["name"].get<std::string>(), query, body);
-    return answer(done.status, std::move(done.document));
+    // A write that throws is answered with its number too: the page waits for that answer before
+    // it sends the parameter's next value.
+    try {
+        ApiAnswer done = api_.Handle("PUT", "param/" + message["name"].get<std::string>(), query, body);
+        return answer(done.status, std::move(done.document));
+    } catch (const std::exception& e) {
+        return answer(500, ErrorDocument(std::string("the write could not be answered: ") + e.what()));
+    }
 }
 
 bool Site::HasToken(const HttpRequest& request) const {
