@@ -1,7 +1,8 @@
 // gtest main for Windows test programs: the thread enters COM first, as a
 // client of the library must. The multithreaded apartment: under Wine a
 // single-threaded one starts a desktop process that holds the test's output
-// pipe open for a second after every test.
+// pipe open for a second after every test. Output is unbuffered: a program that
+// is ended from outside still shows how far it came.
 #include <windows.h>
 #include <objbase.h>
 
@@ -10,6 +11,7 @@
 #include <cstdio>
 
 int main(int argc, char** argv) {
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
     testing::InitGoogleTest(&argc, argv);
     const HRESULT hr = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     if (FAILED(hr)) {
