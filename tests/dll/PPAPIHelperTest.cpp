@@ -484,69 +484,15 @@ TEST_F(PPAPIHelperTest, EachPlatformCallFailingInTurn) {
     }
 }
 
-TEST_F(PPAPIHelperTest, FirstKnownModuleOfTheList) {
-    struct Case {
-        const char* name;
-        sim::DspConfig config;
-        UINT32 pin;
-        HRESULT result;
-        std::vector<std::wstring> warnings;
-    };
-    const Case cases[] = {
-        {"unknown, then known", {.modules = {{.id = kUnknownModule}, kKrelo, {.id = kModule120}}}, 1, S_OK,
-         {L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}"}},
-        {"only unknown", {.modules = {{.id = kUnknownModule}}}, 1, E_FAIL,
-         {L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}"}},
-        {"empty list", {}, 1, E_FAIL, {}},
-        {"version 2", {.apiVersion = 2, .modules = {kKrelo}}, 1, E_FAIL, {L"Version mismatch: 2"}},
-        {"pin without the API", {.modules = {kKrelo}}, 2, E_INVALIDARG,
-         {Failure(L"Failed to retrieve version: ", E_INVALIDARG)}},
-    };
-    for (int i = 0; i < static_cast<int>(std::size(cases)); ++i) AddCase(i, cases[i].config);
-    for (int i = 0; i < static_cast<int>(std::size(cases)); ++i) {
-        const Case& c = cases[i];
-        SCOPED_TRACE(c.name);
-        Log().Clear();
-        ModuleDescriptor info{};
-        EXPECT_EQ(helper.LookForSonavelModuleInfo(Control(i).Get(), c.pin, &info), c.result);
-        EXPECT_EQ(Messages(kLookFor, 3), c.warnings);
-        if (c.result != S_OK) continue;
-        EXPECT_TRUE(Logged(4, kLookFor, L"Found DSP module, name = krelo, version = 1.4.2, type = 2"));
-        EXPECT_EQ(info.type, 2u);
-        EXPECT_EQ(std::memcmp(&info.id, &kModule142, 16), 0);
-        EXPECT_EQ(DescriptorText(info.name), "krelo");
-        EXPECT_EQ(DescriptorText(info.version), "1.4.2");  // the library's text, not the firmware's
-    }
-    // The colon forms of the list failures; null arguments, before anything is asked.
-    sim::Dsp& dsp = AddCase(5, {.modules = {kKrelo}});
-    ComPtr<IKsControl> control = Control(5);
-    ModuleDescriptor info{};
-    ModuleEntry entry;
-    for (const HRESULT hr : {helper.LookForSonavelModuleInfo(nullptr, 1, &info),
-                             helper.LookForSonavelModuleInfo(control.Get(), 1, nullptr),
-                             helper.LookForPPModuleConnectorId_AMD(nullptr, &entry),
-                             helper.LookForPPModuleConnectorId_AMD(control.Get(), nullptr)}) {
-        EXPECT_EQ(hr, E_POINTER) << Hex(hr);
-    }
-    EXPECT_TRUE(dsp.Requests().empty());
-    for (const auto& [request, text] : {
-             std::pair{sim::DspRequest::ModuleListSize, L"Failed to retrieve modules list size: "},
-             std::pair{sim::DspRequest::ModuleList, L"Failed to read modules list: "}}) {
-        dsp.Fail(request, E_ABORT, 1);
-        EXPECT_EQ(helper.LookForSonavelModuleInfo(control.Get(), 1, &info), E_ABORT);
-        EXPECT_TRUE(Logged(3, kLookFor, Failure(text, E_ABORT)));
-    }
-}
-
-// SonavelModuleExist on device `device` of the collection: the pin is the low word of the named
-// connector's local id, the module the first the list names; without the PP API only the first
-// AMD row is asked. Each step that fails is logged with its own message.
+// SonavelModuleExist on device i of the collection: the pin is the low word of the named
+// connector's local id, the module the first known one the list names (LookForSonavelModuleInfo);
+// without it only the first AMD row is asked. Each step that fails is logged with its own message.
 TEST_F(PPAPIHelperTest, ModuleExistAsksTheInstantiationState) {
     struct Case {
         const char* name;
         sim::DspConfig config;
         HRESULT result;
-        std::vector<std::wstring> warnings;
+        std::vector<std::wstring> warnings;  // of the lookup and of SonavelModuleExist, in order
         size_t amdRequests = 0;
         std::function<void(sim::Platform&, sim::Dsp&)> adjust = {};
         UINT32 connector = 0;
@@ -554,18 +500,35 @@ TEST_F(PPAPIHelperTest, ModuleExistAsksTheInstantiationState) {
     const auto failing = [](const char* method, int call) {
         return [=](sim::Platform& p, sim::Dsp&) { p.FailMethodCall(method, call, E_ABORT); };
     };
+    const auto failingRequest = [](sim::DspRequest request) {
+        return [=](sim::Platform&, sim::Dsp& dsp) { dsp.Fail(request, E_ABORT, 1); };
+    };
+    const std::wstring unknown = L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}";
+    const std::wstring noAmd = Failure(L"Failed to GetInstantiationState_AMD: ", HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND));
+    const std::wstring noApi = Failure(L"Failed to retrieve version: ", HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND));
+    const std::wstring notInstantiated = L"fInstantiated is false.";
     const Case cases[] = {
-        {"instantiated", {.modules = {kKrelo}}, S_OK, {}},
+        {"unknown, then known", {.modules = {{.id = kUnknownModule}, kKrelo, {.id = kModule120}}}, S_OK, {unknown}},
         {"not instantiated", {.modules = {{.id = kModule142, .type = 2, .instantiated = false}}}, E_FAIL,
-         {L"fInstantiated is false."}},
-        {"AMD first row", {.ppApi = false, .amdModules = {{kAmdRow1, true}, {kAmdRow4, true}}}, S_OK, {}, 1},
+         {notInstantiated}},
+        {"only unknown", {.modules = {{.id = kUnknownModule}}}, E_FAIL, {unknown, noAmd, notInstantiated}, 1},
+        {"empty list", {}, E_FAIL, {noAmd, notInstantiated}, 1},
+        {"version 2", {.apiVersion = 2, .modules = {kKrelo}}, E_FAIL, {L"Version mismatch: 2", noAmd, notInstantiated}, 1},
+        {"pin without the API", {.ppPins = {2}, .modules = {kKrelo}}, E_FAIL,
+         {Failure(L"Failed to retrieve version: ", E_INVALIDARG), noAmd, notInstantiated}, 1},
+        {"list size fails", {.modules = {kKrelo}}, E_FAIL,
+         {Failure(L"Failed to retrieve modules list size: ", E_ABORT), noAmd, notInstantiated}, 1,
+         failingRequest(sim::DspRequest::ModuleListSize)},
+        {"list fails", {.modules = {kKrelo}}, E_FAIL,
+         {Failure(L"Failed to read modules list: ", E_ABORT), noAmd, notInstantiated}, 1,
+         failingRequest(sim::DspRequest::ModuleList)},
+        {"AMD first row", {.ppApi = false, .amdModules = {{kAmdRow1, true}, {kAmdRow4, true}}}, S_OK, {noApi}, 1},
         {"AMD without the first row", {.ppApi = false, .amdModules = {{kAmdRow4, true}}}, E_FAIL,
-         {Failure(L"Failed to GetInstantiationState_AMD: ", HRESULT_FROM_WIN32(ERROR_NOT_FOUND)),
-          L"fInstantiated is false."},
+         {noApi, Failure(L"Failed to GetInstantiationState_AMD: ", HRESULT_FROM_WIN32(ERROR_NOT_FOUND)), notInstantiated},
          1},
         {"state request fails", {.modules = {kKrelo}}, E_FAIL,
-         {Failure(L"Failed to GetInstantiationState: ", E_ABORT), L"fInstantiated is false."}, 0,
-         [](sim::Platform&, sim::Dsp& dsp) { dsp.Fail(sim::DspRequest::InstantiationState, E_ABORT, 1); }},
+         {Failure(L"Failed to GetInstantiationState: ", E_ABORT), notInstantiated}, 0,
+         failingRequest(sim::DspRequest::InstantiationState)},
         {"no connector 3", {.modules = {kKrelo}}, E_INVALIDARG, {Failure(L"Failed to get connector: ", E_INVALIDARG)},
          0, {}, 3},
         {"topology", {.modules = {kKrelo}}, E_ABORT, {Failure(L"Failed to active device IDeviceTopology: ", E_ABORT)}, 0,
@@ -585,24 +548,41 @@ TEST_F(PPAPIHelperTest, ModuleExistAsksTheInstantiationState) {
         if (c.adjust) c.adjust(platform, *dsps[i]);
         Log().Clear();
         EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), i, c.connector), c.result);
-        EXPECT_EQ(Messages(kExist, 3), c.warnings);
+        std::vector<std::wstring> warnings;
+        for (const LogLine& line : Log().Lines()) {
+            if (line.level == 3 && (line.function == kLookFor || line.function == kExist)) warnings.push_back(line.message);
+        }
+        EXPECT_EQ(warnings, c.warnings);
         const std::vector<sim::KsRequest> requests = dsps[i]->Requests();
         EXPECT_EQ(std::count_if(requests.begin(), requests.end(), [](const sim::KsRequest& r) { return r.property.at(0) == 0xbd; }),
                   static_cast<std::ptrdiff_t>(c.amdRequests));
-        if (i == 0) {
-            // The pin is the low word of connector 0's local id; the module as the list names it.
-            PpModuleAddress module{1, 2, {}};
-            std::memcpy(&module.moduleId, &kModule142, sizeof module.moduleId);
-            const auto record = PpModuleRequest(6, 1, module);
-            EXPECT_EQ(requests.back().property, std::vector<BYTE>(record.begin(), record.end()));
-            EXPECT_EQ(requests.back().dataLength, 1u);
-        }
+        if (i > 0) continue;
+        // The first known module of the list, with the library's version text, not the firmware's;
+        // its state asked on the pin of connector 0 by the type and id the list gives.
+        EXPECT_TRUE(Logged(4, kLookFor, L"Found DSP module, name = krelo, version = 1.4.2, type = 2"));
+        PpModuleAddress module{1, 2, {}};
+        std::memcpy(&module.moduleId, &kModule142, sizeof module.moduleId);
+        const auto record = PpModuleRequest(kPpInstantiationState, kKsPropertyGet, module);
+        EXPECT_EQ(requests.back().property, std::vector<BYTE>(record.begin(), record.end()));
+        EXPECT_EQ(requests.back().dataLength, 1u);
     }
     Log().Clear();
     EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), std::size(cases), 0), E_INVALIDARG);
     EXPECT_EQ(helper.SonavelModuleExist(Enumerator(), 0, 0), E_NOINTERFACE);
     EXPECT_EQ(Messages(kExist, 3), (std::vector<std::wstring>{Failure(L"Failed to get device: ", E_INVALIDARG),
                                                               L"Query interface IMMDeviceCollection failed."}));
+    // Null arguments, before anything is asked.
+    dsps[0]->ClearRequests();
+    ComPtr<IKsControl> control = Control(0);
+    ModuleDescriptor info{};
+    ModuleEntry entry;
+    for (const HRESULT hr : {helper.LookForSonavelModuleInfo(nullptr, 1, &info),
+                             helper.LookForSonavelModuleInfo(control.Get(), 1, nullptr),
+                             helper.LookForPPModuleConnectorId_AMD(nullptr, &entry),
+                             helper.LookForPPModuleConnectorId_AMD(control.Get(), nullptr)}) {
+        EXPECT_EQ(hr, E_POINTER) << Hex(hr);
+    }
+    EXPECT_TRUE(dsps[0]->Requests().empty());
 }
 
 // The DSP module access class: without modules every call is refused; with all modules selected
