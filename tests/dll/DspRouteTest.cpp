@@ -74,7 +74,7 @@ protected:
 };
 
 // One request as it must reach the DSP: the property record, the data's leading bytes (every
-// byte behind them zero) and the data length.
+// byte behind them zero; a read's buffer carries nothing) and the data length.
 struct Sent {
     Bytes8 property;
     Bytes8 data;
@@ -88,6 +88,7 @@ void ExpectSent(const std::vector<sim::KsRequest>& requests, const std::vector<S
         const sim::KsRequest& request = requests[i];
         EXPECT_EQ(request.property, sent[i].property);
         EXPECT_EQ(request.dataLength, sent[i].length);
+        if ((request.Flags() & 2) == 0) continue;  // KSPROPERTY_TYPE_SET
         const size_t lead = std::min(request.data.size(), sent[i].data.size());
         EXPECT_EQ(Bytes8(request.data.begin(), request.data.begin() + lead), sent[i].data);
         EXPECT_TRUE(std::all_of(request.data.begin() + lead, request.data.end(), [](BYTE b) { return b == 0; }));
@@ -103,7 +104,7 @@ void ExpectSent(const std::vector<sim::KsRequest>& requests, const std::vector<S
 // 0. A fault of the DSP comes back unchanged; the bypass read states its size before the module
 // is asked, a parameter read leaves it.
 TEST_F(DspRouteTest, RequestsOnTheWire) {
-    std::int32_t gain = -6, bypass = 1, state = -1, one = 1;
+    std::int32_t gain = -6, bypass = 1, state = -1, one = 1, twelve = 12, read = 0;
     UINT32 size = 4;
     BYTE request[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     std::vector<std::uint8_t> bands = Bytes(Join({{1}, Iota(40, 1)}));
@@ -127,6 +128,23 @@ TEST_F(DspRouteTest, RequestsOnTheWire) {
         std::optional<sim::DspRequest> fails = {};  // the next request of that kind answers fault
     };
     const Case cases[] = {
+        // The walk of an open after the last close: the audio-engine descriptor on the topology
+        // filter (none there), then on the wave filter's host and offload pins; the PP API version,
+        // the module list's size (no buffer) and the list on the offload pin, then the version on the
+        // loopback pin, which has no PP API.
+        {"open after the last close",
+         {[&] {
+              EXPECT_EQ(dll.Close(handle), S_OK);
+              return dll.Open(&handle, kSpeakers);
+          },
+          S_OK},
+         {{Record(AudioEngineDescriptorRequest(0)), {}, 12},
+          {Record(AudioEngineDescriptorRequest(0)), {}, 12},
+          {Record(AudioEngineDescriptorRequest(1)), {}, 12},
+          {Record(PpShortHeader(kPpVersion, kKsPropertyGet, 1)), {}, 5},
+          {Record(PpModuleHeader(kPpModuleList, kKsPropertyGet, 1)), {}, 0},
+          {Record(PpModuleHeader(kPpModuleList, kKsPropertyGet, 1)), {}, 304},
+          {Record(PpShortHeader(kPpVersion, kKsPropertyGet, 2)), {}, 5}}},
         {"PEX write after a long one",
          {[&] {
               EXPECT_EQ(SetBlob(2116, Words({2, 6, 1, 2, 3, 4, 5, 6, 6, 7, 8, 9, 10, 11, 12})), S_OK);
@@ -163,7 +181,22 @@ TEST_F(DspRouteTest, RequestsOnTheWire) {
         {"KRELO direct request", {[&] { return dll.Set(handle, 2003, request, 8, 2); }, S_OK}, {direct}},
         {"PEX direct request", {[&] { return dll.Set(handle, 1003, request, 8, 3); }, S_OK},
          {{Record(PpModuleRequest(5, 2, kPex)), {}, 8}}},
-        {"information block read", {[&] { size = 80; return dll.Get(handle, 2126, info, &size, 2); }, S_OK},
+        {"scalar write", {[&] { return dll.Set(handle, 2104, &twelve, 4, 2); }, S_OK}, {set(kKreloModule, 21, Words({4, 12}))}},
+        {"scalar read", {[&] { return dll.Get(handle, 2104, &read, &size, 2); }, S_OK, 4, L"DspController::GetParameter",
+                         L"Get krelo-post-gain: 12"},
+         {get(21, 1)}, 4},
+        // Information blocks by their fixed sizes.
+        {"information block too small", {[&] { size = 40; return dll.Get(handle, 2126, info, &size, 2); }, E_INVALIDARG,
+                                         3, L"DspController::GetParameter",
+                                         L"Get krelo-vis-bands failed. Input buffer[40] is too small. Please reallocate buffer[80.]"},
+         {get(31, 0)}, 80},
+        {"information block read",
+         {[&] {
+              dsp->SetParameter(kKreloModuleId, 31, Bytes8(80, 7));
+              size = 80;
+              return dll.Get(handle, 2126, info, &size, 2);
+          },
+          S_OK},
          {get(31, 0)}, 80},
         {"parameter set fails", {[&] { return dll.Set(handle, 2104, &one, 4, 2); }, fault, 2,
                                  L"DspController::SetParameter", L"Set krelo-post-gain failed. " + Failure(fault)},
@@ -196,6 +229,8 @@ TEST_F(DspRouteTest, RequestsOnTheWire) {
     EXPECT_EQ(StoredWords(PexTuningKey(13)), Join({{1, 20}, Iota(20, 1), {20}, Iota(20, 21)}));
     EXPECT_FALSE(dsp->Enabled(kKreloModuleId));
     EXPECT_EQ(state, 1);
+    EXPECT_EQ(read, 12);
+    EXPECT_EQ(info[79], 7);
     bypass = 0;
     ASSERT_EQ(dll.Set(handle, 2002, &bypass, 4, 2), S_OK);
     ASSERT_EQ(dll.Get(handle, 2002, &state, &size, 2), S_OK);
@@ -205,8 +240,8 @@ TEST_F(DspRouteTest, RequestsOnTheWire) {
     EXPECT_EQ(size, 4u);
 }
 
-TEST_F(DspRouteTest, ReadsShapeTheReplyIntoTheCallersBuffer) {
-    // Texts of the selected module, with their size negotiation.
+// Texts of the selected module, with their size negotiation, and its type.
+TEST_F(DspRouteTest, TextsOfTheSelectedModule) {
     struct Text {
         std::int32_t id;
         std::wstring text;
@@ -224,24 +259,6 @@ TEST_F(DspRouteTest, ReadsShapeTheReplyIntoTheCallersBuffer) {
     UINT32 type = 0, size = 4;
     ASSERT_EQ(dll.Get(handle, 1008, &type, &size, 2), S_OK);
     EXPECT_EQ(type, kPexType);
-
-    // A scalar written and read back; the information blocks by their fixed sizes, a fresh module
-    // answering zeros of that size; their reads go with a trailing byte of 0.
-    std::int32_t gain = 12, read = 0;
-    BYTE bands[80];
-    Expect({{[&] { return dll.Set(handle, 2104, &gain, 4, 2); }, S_OK},
-            {[&] { return dll.Get(handle, 2104, &read, &size, 2); }, S_OK, 4, L"DspController::GetParameter",
-             L"Get krelo-post-gain: 12"},
-            {[&] { size = 40; return dll.Get(handle, 2126, bands, &size, 2); }, E_INVALIDARG, 3,
-             L"DspController::GetParameter",
-             L"Get krelo-vis-bands failed. Input buffer[40] is too small. Please reallocate buffer[80.]"}});
-    EXPECT_EQ(read, 12);
-    EXPECT_EQ(size, 80u);
-    EXPECT_EQ(dll.Get(handle, 2126, bands, &size, 2), S_OK);
-    EXPECT_EQ(bands[79], 0);
-    dsp->SetParameter(kKreloModuleId, 31, Bytes8(80, 7));
-    EXPECT_EQ(dll.Get(handle, 2126, bands, &size, 2), S_OK);
-    EXPECT_EQ(bands[79], 7);
 }
 
 // Every array a client writes, of the size the public header gives, reads back as the caller
