@@ -189,9 +189,12 @@ protected:
     CPPAPIHelper helper;
 };
 
+// The walk over every active render endpoint in device order. Each entry holds one reference: a
+// refresh gives back those of the list before, copies of an entry take none, and an empty list
+// holds nothing. An endpoint GUID that is no GUID ends the walk.
 TEST_F(PPAPIHelperTest, KnownModulesOfEveryActiveRenderEndpointInDeviceOrder) {
-    AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid, 1, L"Speakers"}),
-              {.modules = {{.id = kModulePex, .type = 1, .name = "pex", .version = "2.10.3"}, kKrelo}});
+    sim::Dsp& dsp = AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid, 1, L"Speakers"}),
+                              {.modules = {{.id = kModulePex, .type = 1, .name = "pex", .version = "2.10.3"}, kKrelo}});
     const wchar_t headphones[] = L"{0.0.0.00000000}.{5a0c0002-0000-4000-8000-000000000002}";
     AttachDsp(platform, AddEndpoint(platform, {headphones, L"{5A0C0002-0000-4000-8000-000000000002}", 3, L"Headphones"}),
               {.ppApi = false});
@@ -201,16 +204,24 @@ TEST_F(PPAPIHelperTest, KnownModulesOfEveryActiveRenderEndpointInDeviceOrder) {
     AttachDsp(platform, AddEndpoint(platform, {kHeadset, kHeadsetGuid, 5, L"Headset"}),
               {.offloadPin = 2, .loopbackPin = 5, .modules = {{.id = kModule100b, .type = 0, .name = "sfx"}}});
 
-    EXPECT_EQ(helper.PPInitialize(GUID_NULL), S_OK);
+    EXPECT_EQ(helper.RefreshModuleList(), S_OK);
+    EXPECT_EQ(helper.RefreshModuleList(), S_OK);
     std::vector<std::wstring> entries;
     for (const ModuleEntry& entry : helper.Modules()) entries.push_back(Summary(entry));
     const std::wstring speakers = std::wstring(kSpeakers) + L" " + kSpeakersGuid + L" 1 Speakers: ";
+    const std::wstring headset = std::wstring(kHeadset) + L" " + kHeadsetGuid +
+                                 L" 5 Headset: {F5151CC1-D8AA-4F79-8A05-7AB55D8B7A39} pin 2 type 0 amd 0, 1.0.0 sfx";
     EXPECT_EQ(entries, (std::vector<std::wstring>{
                            speakers + L"{D11B4F61-42FA-43BB-997C-8D2B026D11C8} pin 1 type 1 amd 0, 2.10.0-lite pex",
-                           speakers + L"{CBDD3DB0-85AE-4466-B18D-504FD8E7082B} pin 1 type 2 amd 0, 1.4.2 krelo",
-                           std::wstring(kHeadset) + L" " + kHeadsetGuid +
-                               L" 5 Headset: {F5151CC1-D8AA-4F79-8A05-7AB55D8B7A39} pin 2 type 0 amd 0, 1.0.0 sfx",
-                       }));
+                           speakers + L"{CBDD3DB0-85AE-4466-B18D-504FD8E7082B} pin 1 type 2 amd 0, 1.4.2 krelo", headset}));
+    {
+        const ModuleEntry& entry = helper.Modules().at(0);
+        ModuleEntry copy(entry);
+        EXPECT_NE(copy.DeviceID, entry.DeviceID);
+        EXPECT_EQ(Summary(copy), Summary(entry));
+        ModuleEntry moved(std::move(copy));
+        EXPECT_EQ(Summary(moved), Summary(entry));
+    }
     // One reference per entry, nothing else held.
     EXPECT_EQ(platform.References("IKsControl"), 3);
     EXPECT_EQ(platform.TotalReferences(), 3);
@@ -224,9 +235,17 @@ TEST_F(PPAPIHelperTest, KnownModulesOfEveryActiveRenderEndpointInDeviceOrder) {
     // The endpoint without the PP API yields nothing and does not stop the walk.
     EXPECT_TRUE(Logged(3, kWalk, Failure(L"Failed to retrieve version! ", HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND))));
 
+    dsp.Fail(sim::DspRequest::Version, E_ABORT);
+    EXPECT_EQ(helper.RefreshModuleList(), S_OK);
+    EXPECT_EQ(Entries(), std::vector<std::wstring>{L"pin 2 type 0 amd 0, 1.0.0 sfx"});
+    EXPECT_EQ(platform.TotalReferences(), 1);
     helper.ClearModuleList();
     EXPECT_TRUE(helper.Modules().empty());
     EXPECT_EQ(platform.TotalReferences(), 0);
+
+    AddEndpoint(platform, {L"{0.0.0.00000000}.{no-guid}", L"speakers"});
+    EXPECT_EQ(helper.PPInitialize(GUID_NULL), CO_E_CLASSSTRING);
+    EXPECT_TRUE(Logged(3, kWalk, Failure(L"Failed to convert device GUID! ", CO_E_CLASSSTRING)));
 }
 
 // Each scenario is an endpoint with a DSP of its own, walked alone by its endpoint GUID: the
@@ -354,35 +373,6 @@ TEST_F(PPAPIHelperTest, ScenariosOfOneEndpoint) {
         helper.ClearModuleList();
         EXPECT_EQ(platform.TotalReferences(), 0);
     }
-}
-
-// Each entry holds one reference: a refresh gives back those of the list before, copies of an
-// entry take none, and an empty list holds nothing.
-TEST_F(PPAPIHelperTest, RefreshRebuildsTheList) {
-    sim::Dsp& dsp = AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid}), {.modules = {kKrelo, {.id = kModule120}}});
-    ASSERT_EQ(helper.RefreshModuleList(), S_OK);
-    ASSERT_EQ(helper.RefreshModuleList(), S_OK);
-    EXPECT_EQ(Entries(), (std::vector<std::wstring>{L"pin 1 type 2 amd 0, 1.4.2 krelo", L"pin 1 type 2 amd 0, 1.2.0 "}));
-    EXPECT_EQ(platform.References("IKsControl"), 2);
-    {
-        const ModuleEntry& entry = helper.Modules().at(0);
-        ModuleEntry copy(entry);
-        EXPECT_NE(copy.DeviceID, entry.DeviceID);
-        EXPECT_EQ(Summary(copy), Summary(entry));
-        ModuleEntry moved(std::move(copy));
-        EXPECT_EQ(Summary(moved), Summary(entry));
-    }
-    EXPECT_EQ(platform.References("IKsControl"), 2);
-    dsp.Fail(sim::DspRequest::Version, E_ABORT);
-    EXPECT_EQ(helper.RefreshModuleList(), S_OK);
-    EXPECT_TRUE(helper.Modules().empty());
-    EXPECT_EQ(platform.TotalReferences(), 0);
-}
-
-TEST_F(PPAPIHelperTest, EndpointGuidThatIsNoGuid) {
-    AddEndpoint(platform, {kSpeakers, L"speakers"});
-    EXPECT_EQ(helper.PPInitialize(GUID_NULL), CO_E_CLASSSTRING);
-    EXPECT_TRUE(Logged(3, kWalk, Failure(L"Failed to convert device GUID! ", CO_E_CLASSSTRING)));
 }
 
 // Each call of the platform that the walk makes fails in turn: every failure is logged with its
