@@ -546,6 +546,9 @@ TEST_F(PPAPIHelperTest, ModuleExistAsksTheInstantiationState) {
         EXPECT_EQ(hr, E_POINTER) << Hex(hr);
     }
     EXPECT_TRUE(dsps[0]->Requests().empty());
+    // A list that cannot be read: the lookup answers its failure.
+    dsps[0]->Fail(sim::DspRequest::ModuleList, E_ABORT, 1);
+    EXPECT_EQ(helper.LookForSonavelModuleInfo(control.Get(), 1, &info), E_ABORT);
 }
 
 // The DSP module access class: without modules every call is refused; with all modules selected
