@@ -97,8 +97,9 @@ void ExpectSent(const std::vector<sim::KsRequest>& requests, const std::vector<S
 
 // Each call, the requests it sends and the line it logs. Writes share one value buffer: after a
 // long one, a PEX write goes out as the form factor (1), then the value, each with zeros behind it.
-// KRELO blobs go out reshaped, without a form factor; other value types, blobs that name bytes
-// they do not carry and indexes past the module's list are refused before anything is sent.
+// KRELO blobs go out reshaped, without a form factor; other value types and blobs that name bytes
+// they do not carry are refused before anything is sent, an index past the PEX list after the
+// form factor.
 // Bypass 1 disables the module, 0 enables it; the direct request carries the module's working
 // word whatever the caller's eight bytes hold. Information blocks are read with a trailing byte of
 // 0. A fault of the DSP comes back unchanged; the bypass read states its size before the module
