@@ -69,23 +69,12 @@ protected:
         return dll.SetVariant(on != nullptr ? on : handle, id, &value, flags);
     }
 
-    // A DSP with one module of another kind on the headset, opened: every open
-    // discovers the modules of every endpoint, three entries then.
-    sim::Dsp& OpenHeadsetWith(sim::DspConfig config, wchar_t** headsetHandle) {
-        DescribeEndpoint(headset, L"{5E1F0A11-0000-4000-8000-00000000A002}", 3, L"Headset");
-        sim::Dsp& other = platform.AddDsp(std::move(config));
-        platform.AttachDsp(headset, other);
-        EXPECT_EQ(dll.Open(headsetHandle, kHeadset), S_OK);
-        other.ClearRequests();
-        return other;
-    }
-
     sim::Dsp* dsp = nullptr;
     wchar_t* handle = nullptr;
 };
 
 // One request as it must reach the DSP: the property record, the data's leading bytes (every
-// byte behind them zero) and the data length.
+// byte behind them zero; a read's buffer carries nothing) and the data length.
 struct Sent {
     Bytes8 property;
     Bytes8 data;
@@ -99,89 +88,150 @@ void ExpectSent(const std::vector<sim::KsRequest>& requests, const std::vector<S
         const sim::KsRequest& request = requests[i];
         EXPECT_EQ(request.property, sent[i].property);
         EXPECT_EQ(request.dataLength, sent[i].length);
+        if ((request.Flags() & 2) == 0) continue;  // KSPROPERTY_TYPE_SET
         const size_t lead = std::min(request.data.size(), sent[i].data.size());
         EXPECT_EQ(Bytes8(request.data.begin(), request.data.begin() + lead), sent[i].data);
         EXPECT_TRUE(std::all_of(request.data.begin() + lead, request.data.end(), [](BYTE b) { return b == 0; }));
     }
 }
 
-// Each call and the requests it sends. Writes share one value buffer: after a long one, a PEX
-// write goes out as the form factor (1), then the value, each with zeros behind it. KRELO blobs
-// go out reshaped, without a form factor; other value types and blobs that name bytes they do
-// not carry are refused before anything is sent. Bypass 1 disables the module, 0 enables it; the
-// direct request carries the module's working word whatever the caller's eight bytes hold.
-// Reads go with a trailing byte of 0.
+// Each call, the requests it sends and the line it logs. Writes share one value buffer: after a
+// long one, a PEX write goes out as the form factor (1), then the value, each with zeros behind it.
+// KRELO blobs go out reshaped, without a form factor; other value types and blobs that name bytes
+// they do not carry are refused before anything is sent, an index past the PEX list after the
+// form factor.
+// Bypass 1 disables the module, 0 enables it; the direct request carries the module's working
+// word whatever the caller's eight bytes hold. Information blocks are read with a trailing byte of
+// 0. A fault of the DSP comes back unchanged; the bypass read states its size before the module
+// is asked, a parameter read leaves it.
 TEST_F(DspRouteTest, RequestsOnTheWire) {
-    std::int32_t gain = -6, bypass = 1, state = -1;
+    std::int32_t gain = -6, bypass = 1, state = -1, one = 1, twelve = 12, read = 0;
     UINT32 size = 4;
     BYTE request[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     std::vector<std::uint8_t> bands = Bytes(Join({{1}, Iota(40, 1)}));
     BYTE info[80];
-    const auto parameter = [](std::uint32_t flags, const PpModuleAddress& module, std::uint32_t index, BYTE trailing) {
-        return Record(PpModuleParameterRequest(flags, module, index, trailing));
+    // A parameter request of the module: a write of the value buffer, or a read.
+    const auto set = [](const PpModuleAddress& module, std::uint32_t index, const Bytes8& data) {
+        return Sent{Record(PpModuleParameterRequest(2, module, index, 1)), data, kPpParameterBufferSize};
     };
+    const auto get = [](std::uint32_t index, BYTE trailing) {
+        return Sent{Record(PpModuleParameterRequest(1, kKreloModule, index, trailing)), {}, kPpParameterBufferSize};
+    };
+    const Sent enable = {Record(PpModuleEnableRequest(2, kKreloModule, 1)), {0}, 1};
+    const Sent enabled = {Record(PpModuleEnableRequest(1, kKreloModule, 0)), {}, 1};
+    const Sent direct = {Record(PpModuleRequest(5, 2, kKreloModule)), {}, 8};
+    const HRESULT fault = HRESULT_FROM_WIN32(ERROR_GEN_FAILURE);
     struct Case {
         const char* name;
-        std::function<HRESULT()> call;
-        HRESULT hr;
+        ExportCall call;
         std::vector<Sent> sent;
-        std::wstring line = {};  // an information line the call logs
+        UINT32 size = 0;                            // the size a read leaves, when not 0
+        std::optional<sim::DspRequest> fails = {};  // the next request of that kind answers fault
     };
     const Case cases[] = {
+        // The walk of an open after the last close: the audio-engine descriptor on the topology
+        // filter (none there), then on the wave filter's host and offload pins; the PP API version,
+        // the module list's size (no buffer) and the list on the offload pin, then the version on the
+        // loopback pin, which has no PP API.
+        {"open after the last close",
+         {[&] {
+              EXPECT_EQ(dll.Close(handle), S_OK);
+              return dll.Open(&handle, kSpeakers);
+          },
+          S_OK},
+         {{Record(AudioEngineDescriptorRequest(0)), {}, 12},
+          {Record(AudioEngineDescriptorRequest(0)), {}, 12},
+          {Record(AudioEngineDescriptorRequest(1)), {}, 12},
+          {Record(PpShortHeader(kPpVersion, kKsPropertyGet, 1)), {}, 5},
+          {Record(PpModuleHeader(kPpModuleList, kKsPropertyGet, 1)), {}, 0},
+          {Record(PpModuleHeader(kPpModuleList, kKsPropertyGet, 1)), {}, 304},
+          {Record(PpShortHeader(kPpVersion, kKsPropertyGet, 2)), {}, 5}}},
         {"PEX write after a long one",
-         [&] {
-             EXPECT_EQ(SetBlob(2116, Words({2, 6, 1, 2, 3, 4, 5, 6, 6, 7, 8, 9, 10, 11, 12})), S_OK);
-             dsp->ClearRequests();
-             return dll.Set(handle, 1105, &gain, 4, 3);
-         },
-         S_OK,
-         {{parameter(2, kPex, 127, 1), Words({4, 1}), kPpParameterBufferSize},
-          {parameter(2, kPex, 122, 1), Words({4, -6}), kPpParameterBufferSize}},
-         L"Set pex_nelp-postgain: -6"},
-        {"2108", [&] { return SetBlob(2108, Words({2, 11, 12, 13, 14})); }, S_OK,
-         {{parameter(2, kKreloModule, 26, 1), Buffer(Words({11, 12, 14})), kPpParameterBufferSize}},
-         L"Set krelo-regulator-thresholds: 11, 12, 14"},
+         {[&] {
+              EXPECT_EQ(SetBlob(2116, Words({2, 6, 1, 2, 3, 4, 5, 6, 6, 7, 8, 9, 10, 11, 12})), S_OK);
+              dsp->ClearRequests();
+              return dll.Set(handle, 1105, &gain, 4, 3);
+          },
+          S_OK, 4, L"DspController::SetParameter", L"Set pex_nelp-postgain: -6"},
+         {set(kPex, 127, Words({4, 1})), set(kPex, 122, Words({4, -6}))}},
+        {"2108", {[&] { return SetBlob(2108, Words({2, 11, 12, 13, 14})); }, S_OK, 4, L"DspController::SetParameter",
+                  L"Set krelo-regulator-thresholds: 11, 12, 14"},
+         {set(kKreloModule, 26, Buffer(Words({11, 12, 14})))}},
         // The count stays: not a "1.0.0" module.
-        {"2107", [&] { return SetBlob(2107, Words({2, 5, 6})); }, S_OK,
-         {{parameter(2, kKreloModule, 23, 1), Buffer(Words({2, 5, 6})), kPpParameterBufferSize}}},
-        {"2105", [&] { return SetBlob(2105, {3, 0, 0, 0, 9, 8, 7}); }, S_OK,
-         {{parameter(2, kKreloModule, 32, 1), Buffer({3, 0, 0, 0, 9, 8, 7}), kPpParameterBufferSize}},
-         L"Set krelo-filter-coefficient-values: 3, 0, 0, 0, 9, 8, 7"},
-        {"an array through SetPexParam", [&] { return dll.Set(handle, 1114, bands.data(), 164, 3); }, E_INVALIDARG, {}},
+        {"2107", {[&] { return SetBlob(2107, Words({2, 5, 6})); }, S_OK}, {set(kKreloModule, 23, Buffer(Words({2, 5, 6})))}},
+        {"2105", {[&] { return SetBlob(2105, {3, 0, 0, 0, 9, 8, 7}); }, S_OK, 4, L"DspController::SetParameter",
+                  L"Set krelo-filter-coefficient-values: 3, 0, 0, 0, 9, 8, 7"},
+         {set(kKreloModule, 32, Buffer({3, 0, 0, 0, 9, 8, 7}))}},
+        {"an array through SetPexParam", {[&] { return dll.Set(handle, 1114, bands.data(), 164, 3); }, E_INVALIDARG}, {}},
         {"a blob without its bytes",
-         [&] {
-             PROPVARIANT missing;
-             missing.vt = VT_BLOB;
-             missing.blob.cbSize = 8;
-             missing.blob.pBlobData = nullptr;
-             return dll.SetVariant(handle, 2108, &missing, 2);
-         },
-         E_INVALIDARG, {}},
-        {"bypass set", [&] { return dll.Set(handle, 2002, &bypass, 4, 2); }, S_OK,
-         {{Record(PpModuleEnableRequest(2, kKreloModule, 1)), {0}, 1}}},
-        {"bypass get", [&] { return dll.Get(handle, 2002, &state, &size, 2); }, S_OK,
-         {{Record(PpModuleEnableRequest(1, kKreloModule, 0)), {}, 1}}},
-        {"KRELO direct request", [&] { return dll.Set(handle, 2003, request, 8, 2); }, S_OK,
-         {{Record(PpModuleRequest(5, 2, kKreloModule)), {}, 8}}},
-        {"PEX direct request", [&] { return dll.Set(handle, 1003, request, 8, 3); }, S_OK,
+         {[&] {
+              PROPVARIANT missing{};
+              missing.vt = VT_BLOB;
+              missing.blob.cbSize = 8;
+              return dll.SetVariant(handle, 2108, &missing, 2);
+          },
+          E_INVALIDARG},
+         {}},
+        // 1005 is index 160: past the PEX list; 2123 is served.
+        {"1005", {[&] { return dll.Set(handle, 1005, &one, 4, 2); }, E_INVALIDARG, 3, L"IsValidParameter",
+                  L"Failed to set PP module parameter!: " + Failure(E_INVALIDARG)},
+         {set(kPex, 127, Words({4, 1}))}},
+        {"2123", {[&] { return dll.Set(handle, 2123, &one, 4, 2); }, S_OK}, {set(kKreloModule, 44, Words({4, 1}))}},
+        {"bypass set", {[&] { return dll.Set(handle, 2002, &bypass, 4, 2); }, S_OK}, {enable}},
+        {"bypass get", {[&] { return dll.Get(handle, 2002, &state, &size, 2); }, S_OK}, {enabled}, 4},
+        {"KRELO direct request", {[&] { return dll.Set(handle, 2003, request, 8, 2); }, S_OK}, {direct}},
+        {"PEX direct request", {[&] { return dll.Set(handle, 1003, request, 8, 3); }, S_OK},
          {{Record(PpModuleRequest(5, 2, kPex)), {}, 8}}},
-        {"information block read", [&] { size = 80; return dll.Get(handle, 2126, info, &size, 2); }, S_OK,
-         {{parameter(1, kKreloModule, 31, 0), {}, kPpParameterBufferSize}}},
+        {"scalar write", {[&] { return dll.Set(handle, 2104, &twelve, 4, 2); }, S_OK}, {set(kKreloModule, 21, Words({4, 12}))}},
+        {"scalar read", {[&] { return dll.Get(handle, 2104, &read, &size, 2); }, S_OK, 4, L"DspController::GetParameter",
+                         L"Get krelo-post-gain: 12"},
+         {get(21, 1)}, 4},
+        // Information blocks by their fixed sizes.
+        {"information block too small", {[&] { size = 40; return dll.Get(handle, 2126, info, &size, 2); }, E_INVALIDARG,
+                                         3, L"DspController::GetParameter",
+                                         L"Get krelo-vis-bands failed. Input buffer[40] is too small. Please reallocate buffer[80.]"},
+         {get(31, 0)}, 80},
+        {"information block read",
+         {[&] {
+              dsp->SetParameter(kKreloModuleId, 31, Bytes8(80, 7));
+              size = 80;
+              return dll.Get(handle, 2126, info, &size, 2);
+          },
+          S_OK},
+         {get(31, 0)}, 80},
+        {"parameter set fails", {[&] { return dll.Set(handle, 2104, &one, 4, 2); }, fault, 2,
+                                 L"DspController::SetParameter", L"Set krelo-post-gain failed. " + Failure(fault)},
+         {set(kKreloModule, 21, Words({4, 1}))}, 0, sim::DspRequest::ParameterSet},
+        {"parameter get fails", {[&] { size = 8; return dll.Get(handle, 2104, info, &size, 2); }, fault, 2,
+                                 L"DspController::GetParameter", L"Get krelo-post-gain failed. " + Failure(fault)},
+         {get(21, 1)}, 8, sim::DspRequest::ParameterGet},
+        {"bypass set fails", {[&] { return dll.Set(handle, 2002, &one, 4, 2); }, fault, 2,
+                              L"DspController::SetParameter", L"Set krelo-bypass failed. " + Failure(fault)},
+         {enable}, 0, sim::DspRequest::ModuleEnableSet},
+        {"bypass get fails", {[&] { size = 8; return dll.Get(handle, 2002, info, &size, 2); }, fault, 3,
+                              L"CSonavelDspKrelo::GetModuleEnable", L"Failed to get PP module parameter!: " + Failure(fault)},
+         {enabled}, 4, sim::DspRequest::ModuleEnableGet},
+        {"direct request fails", {[&] { return dll.Set(handle, 2003, request, 8, 2); }, fault}, {direct}, 0,
+         sim::DspRequest::ModuleRequest},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         dsp->ClearRequests();
-        const HRESULT hr = c.call();
-        EXPECT_EQ(hr, c.hr) << Hex(hr);
+        if (c.fails) dsp->Fail(*c.fails, fault, 1);
+        Expect({c.call});
         ExpectSent(dsp->Requests(), c.sent);
-        if (!c.line.empty()) { EXPECT_TRUE(log.Has(4, kDsp, L"DspController::SetParameter", c.line)); }
+        if (c.size != 0) { EXPECT_EQ(size, c.size); }
     }
-    EXPECT_TRUE(log.Has(4, L"SonavelDspKrelo.cpp", L"CSonavelDspKrelo::SetFormFactor",
-                        L"Set pex_nelp-endpoint-form-facotr: 1"));
+    const std::vector<LogLine> lines = log.Lines();  // the form factor before each PEX write
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(), [](const LogLine& l) {
+                  return l.function == L"CSonavelDspKrelo::SetFormFactor" && l.message == L"Set pex_nelp-endpoint-form-facotr: 1";
+              }), 2);
     EXPECT_EQ(StoredI4(PexTuningKey(4)), -6);  // the store first
     EXPECT_EQ(StoredWords(PexTuningKey(13)), Join({{1, 20}, Iota(20, 1), {20}, Iota(20, 21)}));
     EXPECT_FALSE(dsp->Enabled(kKreloModuleId));
     EXPECT_EQ(state, 1);
+    EXPECT_EQ(read, 12);
+    EXPECT_EQ(info[79], 7);
     bypass = 0;
     ASSERT_EQ(dll.Set(handle, 2002, &bypass, 4, 2), S_OK);
     ASSERT_EQ(dll.Get(handle, 2002, &state, &size, 2), S_OK);
@@ -191,8 +241,8 @@ TEST_F(DspRouteTest, RequestsOnTheWire) {
     EXPECT_EQ(size, 4u);
 }
 
-TEST_F(DspRouteTest, ReadsShapeTheReplyIntoTheCallersBuffer) {
-    // Texts of the selected module, with their size negotiation.
+// Texts of the selected module, with their size negotiation, and its type.
+TEST_F(DspRouteTest, TextsOfTheSelectedModule) {
     struct Text {
         std::int32_t id;
         std::wstring text;
@@ -210,24 +260,6 @@ TEST_F(DspRouteTest, ReadsShapeTheReplyIntoTheCallersBuffer) {
     UINT32 type = 0, size = 4;
     ASSERT_EQ(dll.Get(handle, 1008, &type, &size, 2), S_OK);
     EXPECT_EQ(type, kPexType);
-
-    // A scalar written and read back; the information blocks by their fixed sizes, a fresh module
-    // answering zeros of that size; their reads go with a trailing byte of 0.
-    std::int32_t gain = 12, read = 0;
-    BYTE bands[80];
-    Expect({{[&] { return dll.Set(handle, 2104, &gain, 4, 2); }, S_OK},
-            {[&] { return dll.Get(handle, 2104, &read, &size, 2); }, S_OK, 4, L"DspController::GetParameter",
-             L"Get krelo-post-gain: 12"},
-            {[&] { size = 40; return dll.Get(handle, 2126, bands, &size, 2); }, E_INVALIDARG, 3,
-             L"DspController::GetParameter",
-             L"Get krelo-vis-bands failed. Input buffer[40] is too small. Please reallocate buffer[80.]"}});
-    EXPECT_EQ(read, 12);
-    EXPECT_EQ(size, 80u);
-    EXPECT_EQ(dll.Get(handle, 2126, bands, &size, 2), S_OK);
-    EXPECT_EQ(bands[79], 0);
-    dsp->SetParameter(kKreloModuleId, 31, Bytes8(80, 7));
-    EXPECT_EQ(dll.Get(handle, 2126, bands, &size, 2), S_OK);
-    EXPECT_EQ(bands[79], 7);
 }
 
 // Every array a client writes, of the size the public header gives, reads back as the caller
@@ -286,110 +318,76 @@ TEST_F(DspRouteTest, ArraysReadBackAsTheCallersStructure) {
     }
 }
 
-// The tuning information is 160 bytes below "1.4.1" (the headset's "1.3.1"), 720 from it on (the
-// speakers' "1.4.2").
-TEST_F(DspRouteTest, TuningInfoSizeFollowsTheModuleVersion) {
-    wchar_t* headsetHandle = nullptr;
-    OpenHeadsetWith({.modules = {{.id = kKrelo131Module, .name = "krelo", .version = "1.3"}}}, &headsetHandle);
-    std::vector<BYTE> info(720, 0xAA);
-    const struct {
-        wchar_t* on;
-        UINT32 size;
-        HRESULT hr;
-        UINT32 after;
-    } reads[] = {{headsetHandle, 160, S_OK, 160}, {headsetHandle, 159, E_INVALIDARG, 160},
-                 {handle, 719, E_INVALIDARG, 720}, {handle, 720, S_OK, 720}};
-    for (const auto& r : reads) {
-        UINT32 size = r.size;
-        EXPECT_EQ(dll.Get(r.on, 2125, info.data(), &size, 2), r.hr) << r.size;
-        EXPECT_EQ(size, r.after) << r.size;
-    }
-    EXPECT_EQ(dll.Close(headsetHandle), S_OK);
-}
-
-// "1.0.0" gains lose their count on the way in; read back, the count is put in front again: the
-// caller needs L + 4 bytes.
+// Modules of other kinds, each on an endpoint of its own. The tuning information is 160 bytes
+// below "1.4.1" ("1.3.1"), 720 from it on (the speakers' "1.4.2"). "1.0.0" gains lose their count
+// on the way in; read back, the count is put in front again: the caller needs L + 4 bytes. An AMD
+// module takes no request and no enable (always enabled), its writes go through the AMD set, and a
+// value must fit the 4096-byte buffer behind its length word.
 TEST_F(DspRouteTest, ModulesOfOtherKinds) {
-    wchar_t* headsetHandle = nullptr;
-    sim::Dsp& early =
-        OpenHeadsetWith({.modules = {{.id = kKrelo100Module, .name = "krelo", .version = "1.0"}}}, &headsetHandle);
-    ASSERT_EQ(SetBlob(2107, Words({2, 5, 6}), 2, headsetHandle), S_OK);
-    ExpectSent(early.Requests(), {{Record(PpModuleParameterRequest(2, {1, kKreloType, CoreGuid(kKrelo100Module)}, 23, 1)),
-                                   Buffer(Words({5, 6})), kPpParameterBufferSize}});
-    Bytes8 read(12);
-    UINT32 size = 11;
-    EXPECT_EQ(dll.Get(headsetHandle, 2107, read.data(), &size, 2), E_INVALIDARG);
-    EXPECT_EQ(size, 12u);
-    ASSERT_EQ(dll.Get(headsetHandle, 2107, read.data(), &size, 2), S_OK);
-    EXPECT_EQ(read, Words({2, 5, 6}));
-    EXPECT_EQ(dll.Close(headsetHandle), S_OK);
-}
-
-// An AMD module takes no request and no enable (always enabled), and its writes go through the
-// AMD set; a value must fit the 4096-byte buffer behind its length word.
-TEST_F(DspRouteTest, AmdModuleThroughTheExports) {
-    wchar_t* headsetHandle = nullptr;
-    sim::Dsp& amd = OpenHeadsetWith({.ppApi = false, .amdModules = {{.id = kAmdModule}}}, &headsetHandle);
-    BYTE request[8] = {};
-    EXPECT_EQ(dll.Set(headsetHandle, 2003, request, 8, 2), E_NOTIMPL);
-    std::int32_t bypass = 1;
-    EXPECT_EQ(dll.Set(headsetHandle, 2002, &bypass, 4, 2), S_FALSE);
-    UINT32 size = 4;
-    EXPECT_EQ(dll.Get(headsetHandle, 2002, &bypass, &size, 2), S_OK);
-    EXPECT_EQ(bypass, 0);
-    EXPECT_TRUE(amd.Requests().empty());
-    for (UINT32 length : {4093u, 4092u}) {
-        Bytes8 filter = Buffer(Bytes8(length - 4, 1));
-        EXPECT_EQ(SetBlob(2105, filter, 2, headsetHandle), length == 4093 ? E_INVALIDARG : S_OK) << length;
-    }
-    amd.ClearRequests();
-    std::int32_t gain = 7, read = 0;
-    ASSERT_EQ(dll.Set(headsetHandle, 2104, &gain, 4, 2), S_OK);
-    ExpectSent(amd.Requests(), {{Record(AmdParameterRequest(2, CoreGuid(kAmdModule), kKreloType, 21)),
-                                 Buffer(Words({7})), kAmdParameterBufferSize}});
-    ASSERT_EQ(dll.Get(headsetHandle, 2104, &read, &size, 2), S_OK);
-    EXPECT_EQ(read, 7);
-    EXPECT_EQ(dll.Close(headsetHandle), S_OK);
-}
-
-// 1005 is index 160: past the PEX list; 2123 is served.
-TEST_F(DspRouteTest, FamiliesAndIdsTheDspDoesNotServe) {
-    std::int32_t value = 1;
-    Expect({{[&] { return dll.Set(handle, 1005, &value, 4, 2); }, E_INVALIDARG, 3, L"IsValidParameter",
-             L"Failed to set PP module parameter!: " + Failure(E_INVALIDARG)},
-            {[&] { return dll.Set(handle, 2123, &value, 4, 2); }, S_OK}});
-    EXPECT_TRUE(dsp->Parameter(kKreloModuleId, 44).has_value());
-}
-
-// The bypass read states its size before the module is asked; a parameter read leaves it.
-TEST_F(DspRouteTest, FaultsOfTheDspComeBackUnchanged) {
-    struct Case {
-        sim::DspRequest kind;
-        std::int32_t id;
-        bool read;
-        std::wstring message;
+    UINT32 size = 0;
+    Bytes8 read(720, 0xAA);
+    const auto get = [&](wchar_t* on, std::int32_t id, UINT32 offered) {
+        size = offered;
+        return dll.Get(on, id, read.data(), &size, 2);
     };
-    const HRESULT fault = HRESULT_FROM_WIN32(ERROR_GEN_FAILURE);
-    const Case cases[] = {
-        {sim::DspRequest::ParameterSet, 2104, false, L"Set krelo-post-gain failed. " + Failure(fault)},
-        {sim::DspRequest::ParameterGet, 2104, true, L"Get krelo-post-gain failed. " + Failure(fault)},
-        {sim::DspRequest::ModuleEnableSet, 2002, false, L"Set krelo-bypass failed. " + Failure(fault)},
-        {sim::DspRequest::ModuleEnableGet, 2002, true, L"Failed to get PP module parameter!: " + Failure(fault)},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.id);
-        dsp->Fail(c.kind, fault, 1);
-        std::int32_t value[2] = {};
-        UINT32 size = 8;
-        EXPECT_EQ(c.read ? dll.Get(handle, c.id, value, &size, 2) : dll.Set(handle, c.id, value, 4, 2), fault);
-        if (c.read) { EXPECT_EQ(size, c.id == 2002 ? 4u : 8u); }
-        const std::vector<LogLine> lines = log.Lines();
-        EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const LogLine& l) { return l.message == c.message; }));
-    }
-    dsp->Fail(sim::DspRequest::ModuleRequest, fault, 1);
+    std::int32_t word = 1;
     BYTE request[8] = {};
-    EXPECT_EQ(dll.Set(handle, 2003, request, 8, 2), fault);
-    EXPECT_EQ(platform.References("IKsControl"), 2);
+    struct Step {
+        std::function<HRESULT(wchar_t*)> call;
+        HRESULT hr;
+        UINT32 size = 0;                         // the size the call leaves, when not 0
+        std::optional<std::vector<Sent>> sent = {};  // the requests it sends, when given
+        Bytes8 read = {};                        // the bytes it reads, when given
+    };
+    const Bytes8 filter = Buffer(Bytes8(4088, 1));  // 4092 bytes behind the AMD buffer's length word
+    const struct {
+        sim::DspConfig config;
+        std::vector<Step> steps;
+    } kinds[] = {
+        {{.modules = {{.id = kKrelo131Module, .name = "krelo", .version = "1.3"}}},
+         {{[&](wchar_t* on) { return get(on, 2125, 160); }, S_OK, 160},
+          {[&](wchar_t* on) { return get(on, 2125, 159); }, E_INVALIDARG, 160},
+          {[&](wchar_t*) { return get(handle, 2125, 719); }, E_INVALIDARG, 720},
+          {[&](wchar_t*) { return get(handle, 2125, 720); }, S_OK, 720}}},
+        {{.modules = {{.id = kKrelo100Module, .name = "krelo", .version = "1.0"}}},
+         {{[&](wchar_t* on) { return SetBlob(2107, Words({2, 5, 6}), 2, on); }, S_OK, 0,
+           std::vector<Sent>{{Record(PpModuleParameterRequest(2, {1, kKreloType, CoreGuid(kKrelo100Module)}, 23, 1)),
+                              Buffer(Words({5, 6})), kPpParameterBufferSize}}},
+          {[&](wchar_t* on) { return get(on, 2107, 11); }, E_INVALIDARG, 12},
+          {[&](wchar_t* on) { return get(on, 2107, 12); }, S_OK, 12, {}, Words({2, 5, 6})}}},
+        {{.ppApi = false, .amdModules = {{.id = kAmdModule}}},
+         {{[&](wchar_t* on) { return dll.Set(on, 2003, request, 8, 2); }, E_NOTIMPL, 0, std::vector<Sent>{}},
+          {[&](wchar_t* on) { return dll.Set(on, 2002, &word, 4, 2); }, S_FALSE, 0, std::vector<Sent>{}},
+          {[&](wchar_t* on) { return get(on, 2002, 4); }, S_OK, 4, std::vector<Sent>{}, Words({0})},
+          {[&](wchar_t* on) { return SetBlob(2105, Buffer(Bytes8(4089, 1)), 2, on); }, E_INVALIDARG, 0, std::vector<Sent>{}},
+          {[&](wchar_t* on) { return SetBlob(2105, filter, 2, on); }, S_OK},
+          {[&](wchar_t* on) { word = 7; return dll.Set(on, 2104, &word, 4, 2); }, S_OK, 0,
+           std::vector<Sent>{{Record(AmdParameterRequest(2, CoreGuid(kAmdModule), kKreloType, 21)), Buffer(Words({7})),
+                              kAmdParameterBufferSize}}},
+          {[&](wchar_t* on) { return get(on, 2104, 4); }, S_OK, 4, {}, Words({7})}}},
+    };
+    for (size_t k = 0; k < std::size(kinds); ++k) {
+        SCOPED_TRACE(k);
+        wchar_t guid[40];
+        _snwprintf(guid, 40, L"{5e1f0a11-0000-4000-8000-00000000a%03u}", static_cast<unsigned>(k) + 2);
+        const std::wstring id = std::wstring(L"{0.0.0.00000000}.") + guid;
+        sim::Endpoint& endpoint = k == 0 ? headset : platform.AddEndpoint({id});  // the walk needs the headset's GUID
+        DescribeEndpoint(endpoint, guid, 3, L"Headset");
+        sim::Dsp& other = platform.AddDsp(kinds[k].config);
+        platform.AttachDsp(endpoint, other);
+        wchar_t* on = nullptr;
+        ASSERT_EQ(dll.Open(&on, id.c_str()), S_OK);
+        for (size_t i = 0; i < kinds[k].steps.size(); ++i) {
+            const Step& step = kinds[k].steps[i];
+            SCOPED_TRACE(i);
+            other.ClearRequests();
+            EXPECT_EQ(step.call(on), step.hr);
+            if (step.size != 0) { EXPECT_EQ(size, step.size); }
+            if (step.sent) ExpectSent(other.Requests(), *step.sent);
+            if (!step.read.empty()) { EXPECT_EQ(Bytes8(read.begin(), read.begin() + step.read.size()), step.read); }
+        }
+        EXPECT_EQ(dll.Close(on), S_OK);
+    }
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
-// CPPAPIHelper on the simulated platform: the walk over the render endpoints and their device
-// topology, the PP API probe of every candidate pin, the AMD lookup, the module entries and the
-// references the walk takes and gives back; the module lookup and the instantiation question.
+// The kernel-streaming access on the simulated platform: CPPAPIHelper's walk over the render
+// endpoints and their device topology, the PP API probe of every candidate pin, the AMD lookup,
+// the module entries and the references the walk takes and gives back, the module lookup and the
+// instantiation question; then the DSP module access class and the DSP controller, for what the
+// exports cannot reach.
 #include <windows.h>
 #include <mmdeviceapi.h>
 #include <wrl/client.h>
@@ -18,10 +20,14 @@
 #include <vector>
 
 #include "DllUnderTest.h"
-#include "KsScenario.h"
+#include "DspController.h"
+#include "LogCapture.h"
 #include "PPAPIHelper.h"
+#include "SonavelDspKrelo.h"
+#include "core/KnownModules.h"
 #include "core/ModuleList.h"
 #include "core/PpApiRequests.h"
+#include "sim/EndpointProperties.h"
 #include "sim/Platform.h"
 
 using Microsoft::WRL::ComPtr;
@@ -29,16 +35,88 @@ using Microsoft::WRL::ComPtr;
 namespace kelix::test {
 namespace {
 
+// The log of the whole process at level 5, captured from before the first line: the logger of a
+// test process registers once.
+LogCapture* capture = nullptr;
+class CaptureEnvironment : public testing::Environment {
+public:
+    void SetUp() override { capture = new LogCapture(5); }
+    void TearDown() override { delete capture; }
+};
+const testing::Environment* const kEnvironment = testing::AddGlobalTestEnvironment(new CaptureEnvironment);
+LogCapture& Log() { return *capture; }
+
 constexpr wchar_t kWalk[] = L"CPPAPIHelper::PPInitialize";
 constexpr wchar_t kLookFor[] = L"CPPAPIHelper::LookForSonavelModuleInfo";
 constexpr wchar_t kExist[] = L"CPPAPIHelper::SonavelModuleExist";
+constexpr wchar_t kAmdLookup[] = L"CPPAPIHelper::LookForPPModuleConnectorId_AMD";
 constexpr wchar_t kPartWalk[] = L"PPFindConnectorPart";
+constexpr wchar_t kSetParam[] = L"CSonavelDspKrelo::SetModuleParam";
 
-constexpr wchar_t kHeadphones[] = L"{0.0.0.00000000}.{5a0c0002-0000-4000-8000-000000000002}";
-constexpr wchar_t kHeadphonesGuid[] = L"{5A0C0002-0000-4000-8000-000000000002}";
+// Known module ids of the PP API module list and AMD rows, and one id nobody knows.
+constexpr GUID kModule100 = {0x849F0D73, 0x1678, 0x4D57, {0x8C, 0x78, 0x61, 0xC5, 0x48, 0x25, 0x39, 0x93}};
+constexpr GUID kModule100b = {0xF5151CC1, 0xD8AA, 0x4F79, {0x8A, 0x05, 0x7A, 0xB5, 0x5D, 0x8B, 0x7A, 0x39}};
+constexpr GUID kModule120 = {0x2F20FF4C, 0x587D, 0x4EA5, {0xBD, 0x72, 0xF2, 0x46, 0x35, 0x1D, 0xEF, 0xE6}};
+constexpr GUID kModulePex = {0xD11B4F61, 0x42FA, 0x43BB, {0x99, 0x7C, 0x8D, 0x2B, 0x02, 0x6D, 0x11, 0xC8}};
+constexpr GUID kModule142 = {0xCBDD3DB0, 0x85AE, 0x4466, {0xB1, 0x8D, 0x50, 0x4F, 0xD8, 0xE7, 0x08, 0x2B}};
+constexpr GUID kAmdRow1 = {0xCFE115BD, 0x8AEA, 0x40BC, {0xA7, 0x64, 0xAD, 0x9C, 0x18, 0xFE, 0xE7, 0x30}};
+constexpr GUID kAmdRow4 = {0xB5FCC815, 0x1F49, 0x4F4E, {0xB0, 0x4C, 0x05, 0xF3, 0xA3, 0x83, 0xEF, 0xFF}};
+constexpr GUID kUnknownModule = {0x0BAD0BAD, 0x0001, 0x4002, {0x80, 0x03, 0x00, 0x00, 0x00, 0x00, 0x00, 0x04}};
+const sim::DspModule kKrelo{.id = kModule142, .type = 2, .name = "krelo", .version = "1.4.2.9"};
+
+constexpr wchar_t kSpeakers[] = L"{0.0.0.00000000}.{5a0c0001-0000-4000-8000-000000000001}";
+constexpr wchar_t kSpeakersGuid[] = L"{5A0C0001-0000-4000-8000-000000000001}";
 constexpr wchar_t kHeadset[] = L"{0.0.0.00000000}.{5a0c0003-0000-4000-8000-000000000003}";
 constexpr wchar_t kHeadsetGuid[] = L"{5A0C0003-0000-4000-8000-000000000003}";
-constexpr GUID kHeadsetEndpoint = {0x5A0C0003, 0x0000, 0x4000, {0x80, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x03}};
+
+// A render endpoint whose store holds its endpoint GUID (text), form factor and friendly name.
+struct EndpointSetup {
+    const wchar_t* id;
+    const wchar_t* guid;
+    UINT formFactor = 1;
+    const wchar_t* name = L"Speakers";
+    EDataFlow flow = eRender;
+    DWORD state = DEVICE_STATE_ACTIVE;
+};
+sim::Endpoint& AddEndpoint(sim::Platform& platform, const EndpointSetup& setup) {
+    sim::Endpoint& endpoint = platform.AddEndpoint({setup.id, setup.flow, setup.state});
+    sim::DescribeEndpoint(endpoint, setup.guid, setup.formFactor, setup.name);
+    return endpoint;
+}
+// A DSP with modules, attached to the endpoint through a topology.
+sim::Dsp& AttachDsp(sim::Platform& platform, sim::Endpoint& endpoint, sim::DspConfig config,
+                    sim::TopologyConfig topology = {}) {
+    sim::Dsp& dsp = platform.AddDsp(std::move(config));
+    platform.AttachDsp(endpoint, dsp, std::move(topology));
+    return dsp;
+}
+
+// A failure line as the library writes it: message, "[0x%.8x]" and the system text of hr.
+std::wstring Failure(const std::wstring& message, HRESULT hr) {
+    wchar_t code[16];
+    _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(hr));
+    return message + code + SystemText(hr);
+}
+// The messages of a function's captured lines, in order; those of one level when level is not 0.
+std::vector<std::wstring> Messages(const std::wstring& function, int level = 0) {
+    std::vector<std::wstring> messages;
+    for (const LogLine& line : Log().Lines()) {
+        if (line.function == function && (level == 0 || line.level == level)) messages.push_back(line.message);
+    }
+    return messages;
+}
+// Whether a line of that level, function and message was captured (any number of times).
+testing::AssertionResult Logged(int level, const std::wstring& function, const std::wstring& message) {
+    std::string text;
+    for (const LogLine& line : Log().Lines()) {
+        if (line.level == level && line.function == function && line.message == message) {
+            return testing::AssertionSuccess();
+        }
+        text += "\n  " + std::string(line.raw.begin(), line.raw.end());
+    }
+    return testing::AssertionFailure() << "no line of level " << level << ": "
+                                       << std::string(message.begin(), message.end()) << text;
+}
 
 std::wstring Text(BSTR text) { return text != nullptr ? std::wstring(text, SysStringLen(text)) : L"(null)"; }
 
@@ -48,15 +126,19 @@ std::wstring GuidString(const GUID& guid) {
     return text;
 }
 
+// The module part of an entry: pin, type, AMD flag, version and name.
+std::wstring ModuleText(const ModuleEntry& entry) {
+    wchar_t numbers[64];
+    _snwprintf(numbers, 64, L"pin %u type %u amd %u, ", entry.PinId, entry.ModuleType, entry.IsAmd);
+    return numbers + Text(entry.ModuleVersion) + L" " + Text(entry.ModuleName);
+}
 // Every field of an entry, the control and working word as their only possible values.
 std::wstring Summary(const ModuleEntry& entry) {
     wchar_t numbers[96];
-    _snwprintf(numbers, 96, L" %u %s: pin %u, ", entry.FormFactor, Text(entry.FriendlyName).c_str(), entry.PinId);
-    wchar_t kinds[32];
-    _snwprintf(kinds, 32, L" type %u amd %u, ", entry.ModuleType, entry.IsAmd);
+    _snwprintf(numbers, 96, L" %u %s: ", entry.FormFactor, Text(entry.FriendlyName).c_str());
     const bool plain = entry.KsControl != nullptr && entry.WorkingWord == 0;
-    return Text(entry.DeviceID) + L" " + GuidString(entry.EndpointGuid) + numbers + GuidString(entry.ModuleId) +
-           kinds + Text(entry.ModuleVersion) + L" " + Text(entry.ModuleName) + (plain ? L"" : L" (control or word)");
+    return Text(entry.DeviceID) + L" " + GuidString(entry.EndpointGuid) + numbers + GuidString(entry.ModuleId) + L" " +
+           ModuleText(entry) + (plain ? L"" : L" (control or word)");
 }
 
 class PPAPIHelperTest : public testing::Test {
@@ -69,19 +151,9 @@ protected:
 
     void TearDown() override {
         helper.ClearModuleList();
+        CSonavelDspKrelo::Instance().ClearModuleList();
         enumerator.Reset();
         EXPECT_EQ(platform.TotalReferences(), 0) << "references left on simulated objects";
-    }
-
-    sim::Dsp& Speakers(sim::DspConfig config, sim::TopologyConfig topology = {}) {
-        return AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid}), std::move(config),
-                         std::move(topology));
-    }
-
-    std::vector<std::wstring> Versions() const {
-        std::vector<std::wstring> versions;
-        for (const ModuleEntry& entry : helper.Modules()) versions.push_back(Text(entry.ModuleVersion));
-        return versions;
     }
 
     // Endpoint `index` of a case, with its DSP; connector 0 carries the high word 1.
@@ -89,6 +161,12 @@ protected:
         ids.push_back(L"{0.0.0.00000000}.{case-" + std::to_wstring(index) + L"}");
         return AttachDsp(platform, AddEndpoint(platform, {ids.back().c_str(), kSpeakersGuid}), std::move(config),
                          {.localIdHighWord = 1});
+    }
+    // The module part of each entry, in order.
+    std::vector<std::wstring> Entries() const {
+        std::vector<std::wstring> entries;
+        for (const ModuleEntry& entry : helper.Modules()) entries.push_back(ModuleText(entry));
+        return entries;
     }
     IMMDeviceEnumerator* Enumerator() {
         if (!enumerator) {
@@ -103,19 +181,6 @@ protected:
         if (device) { EXPECT_EQ(device->Activate(__uuidof(IKsControl), CLSCTX_ALL, nullptr, &control), S_OK); }
         return control;
     }
-    ComPtr<IMMDeviceCollection> Devices() {
-        ComPtr<IMMDeviceCollection> devices;
-        EXPECT_EQ(Enumerator()->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &devices), S_OK);
-        return devices;
-    }
-    // Warning lines of a function since the last Clear.
-    static std::vector<std::wstring> Warnings(const std::wstring& function) {
-        std::vector<std::wstring> warnings;
-        for (const LogLine& line : Log().Lines()) {
-            if (line.level == 3 && line.function == function) warnings.push_back(line.message);
-        }
-        return warnings;
-    }
 
     sim::Platform platform;
     std::optional<sim::Installation> installed;
@@ -124,29 +189,39 @@ protected:
     CPPAPIHelper helper;
 };
 
+// The walk over every active render endpoint in device order. Each entry holds one reference: a
+// refresh gives back those of the list before, copies of an entry take none, and an empty list
+// holds nothing. An endpoint GUID that is no GUID ends the walk.
 TEST_F(PPAPIHelperTest, KnownModulesOfEveryActiveRenderEndpointInDeviceOrder) {
-    sim::Dsp& speakers = AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid, 1, L"Speakers"}),
-              {.modules = {{.id = kModulePex, .type = 1, .name = "pex", .version = "2.10.3"}, kKrelo},
-               .amdModules = {{kAmdRow1, true}}});  // not asked: a pin yields modules
-    AttachDsp(platform, AddEndpoint(platform, {kHeadphones, kHeadphonesGuid, 3, L"Headphones"}), {.ppApi = false});
+    sim::Dsp& dsp = AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid, 1, L"Speakers"}),
+                              {.modules = {{.id = kModulePex, .type = 1, .name = "pex", .version = "2.10.3"}, kKrelo}});
+    const wchar_t headphones[] = L"{0.0.0.00000000}.{5a0c0002-0000-4000-8000-000000000002}";
+    AttachDsp(platform, AddEndpoint(platform, {headphones, L"{5A0C0002-0000-4000-8000-000000000002}", 3, L"Headphones"}),
+              {.ppApi = false});
     AddEndpoint(platform, {L"{0.0.1.00000000}.{mic}", L"{5A0C0004-0000-4000-8000-000000000004}", 4, L"Mic", eCapture});
     AddEndpoint(platform, {L"{0.0.0.00000000}.{hdmi}", L"{5A0C0005-0000-4000-8000-000000000005}", 1, L"HDMI", eRender,
                            DEVICE_STATE_DISABLED});
     AttachDsp(platform, AddEndpoint(platform, {kHeadset, kHeadsetGuid, 5, L"Headset"}),
               {.offloadPin = 2, .loopbackPin = 5, .modules = {{.id = kModule100b, .type = 0, .name = "sfx"}}});
 
-    EXPECT_EQ(helper.PPInitialize(GUID_NULL), S_OK);
+    EXPECT_EQ(helper.RefreshModuleList(), S_OK);
+    EXPECT_EQ(helper.RefreshModuleList(), S_OK);
     std::vector<std::wstring> entries;
     for (const ModuleEntry& entry : helper.Modules()) entries.push_back(Summary(entry));
+    const std::wstring speakers = std::wstring(kSpeakers) + L" " + kSpeakersGuid + L" 1 Speakers: ";
+    const std::wstring headset = std::wstring(kHeadset) + L" " + kHeadsetGuid +
+                                 L" 5 Headset: {F5151CC1-D8AA-4F79-8A05-7AB55D8B7A39} pin 2 type 0 amd 0, 1.0.0 sfx";
     EXPECT_EQ(entries, (std::vector<std::wstring>{
-                           std::wstring(kSpeakers) + L" " + kSpeakersGuid +
-                               L" 1 Speakers: pin 1, {D11B4F61-42FA-43BB-997C-8D2B026D11C8} type 1 amd 0, 2.10.0-lite pex",
-                           std::wstring(kSpeakers) + L" " + kSpeakersGuid +
-                               L" 1 Speakers: pin 1, {CBDD3DB0-85AE-4466-B18D-504FD8E7082B} type 2 amd 0, 1.4.2 krelo",
-                           std::wstring(kHeadset) + L" " + kHeadsetGuid +
-                               L" 5 Headset: pin 2, {F5151CC1-D8AA-4F79-8A05-7AB55D8B7A39} type 0 amd 0, 1.0.0 sfx",
-                       }));
-    for (const sim::KsRequest& request : speakers.Requests()) EXPECT_NE(request.property.at(0), 0xbd);
+                           speakers + L"{D11B4F61-42FA-43BB-997C-8D2B026D11C8} pin 1 type 1 amd 0, 2.10.0-lite pex",
+                           speakers + L"{CBDD3DB0-85AE-4466-B18D-504FD8E7082B} pin 1 type 2 amd 0, 1.4.2 krelo", headset}));
+    {
+        const ModuleEntry& entry = helper.Modules().at(0);
+        ModuleEntry copy(entry);
+        EXPECT_NE(copy.DeviceID, entry.DeviceID);
+        EXPECT_EQ(Summary(copy), Summary(entry));
+        ModuleEntry moved(std::move(copy));
+        EXPECT_EQ(Summary(moved), Summary(entry));
+    }
     // One reference per entry, nothing else held.
     EXPECT_EQ(platform.References("IKsControl"), 3);
     EXPECT_EQ(platform.TotalReferences(), 3);
@@ -160,255 +235,144 @@ TEST_F(PPAPIHelperTest, KnownModulesOfEveryActiveRenderEndpointInDeviceOrder) {
     // The endpoint without the PP API yields nothing and does not stop the walk.
     EXPECT_TRUE(Logged(3, kWalk, Failure(L"Failed to retrieve version! ", HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND))));
 
+    dsp.Fail(sim::DspRequest::Version, E_ABORT);
+    EXPECT_EQ(helper.RefreshModuleList(), S_OK);
+    EXPECT_EQ(Entries(), std::vector<std::wstring>{L"pin 2 type 0 amd 0, 1.0.0 sfx"});
+    EXPECT_EQ(platform.TotalReferences(), 1);
     helper.ClearModuleList();
     EXPECT_TRUE(helper.Modules().empty());
     EXPECT_EQ(platform.TotalReferences(), 0);
 
-    // One endpoint asked for by its GUID.
-    Log().Clear();
-    EXPECT_EQ(helper.PPInitialize(kHeadsetEndpoint), S_OK);
-    ASSERT_EQ(helper.Modules().size(), 1u);
-    EXPECT_EQ(Text(helper.Modules()[0].DeviceID), kHeadset);
-    const auto walk = Messages(kWalk);
-    EXPECT_EQ(std::count(walk.begin(), walk.end(), L"Device does not match."), 2);
-    EXPECT_EQ(std::count(walk.begin(), walk.end(), L"Using pin id:  2"), 1);
+    AddEndpoint(platform, {L"{0.0.0.00000000}.{no-guid}", L"speakers"});
+    EXPECT_EQ(helper.PPInitialize(GUID_NULL), CO_E_CLASSSTRING);
+    EXPECT_TRUE(Logged(3, kWalk, Failure(L"Failed to convert device GUID! ", CO_E_CLASSSTRING)));
 }
 
-TEST_F(PPAPIHelperTest, RequestsOnTheWire) {
-    sim::Dsp& dsp = Speakers({.modules = {kKrelo}});
-    ASSERT_EQ(helper.PPInitialize(GUID_NULL), S_OK);
-    ASSERT_EQ(helper.Modules().size(), 1u);
-
-    // The records' bytes are the core's (PpApiRequestTest); here which request goes to which pin.
-    const auto record = [](const auto& bytes) { return std::vector<BYTE>(bytes.begin(), bytes.end()); };
-    const std::vector<BYTE> moduleList = record(PpModuleHeader(kPpModuleList, kKsPropertyGet, 1));
-    struct Expected {
-        const wchar_t* device;
-        std::vector<BYTE> property;
-        ULONG dataLength;
-        HRESULT result;
-    };
-    // The path ends at the topology filter (no audio engine), then at the wave filter's host
-    // and offload pins; the candidate pins are the offload pin and the loopback pin.
-    const Expected expected[] = {
-        {L"\\\\?\\sim#topology#1", record(AudioEngineDescriptorRequest(0)), 12,
-         HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND)},
-        {L"\\\\?\\sim#wave#1", record(AudioEngineDescriptorRequest(0)), 12, S_OK},
-        {L"\\\\?\\sim#wave#1", record(AudioEngineDescriptorRequest(1)), 12, S_OK},
-        {L"\\\\?\\sim#wave#1", record(PpShortHeader(kPpVersion, kKsPropertyGet, 1)), 5, S_OK},
-        {L"\\\\?\\sim#wave#1", moduleList, 0, S_OK},
-        {L"\\\\?\\sim#wave#1", moduleList, 156, S_OK},
-        {L"\\\\?\\sim#wave#1", record(PpShortHeader(kPpVersion, kKsPropertyGet, 2)), 5, E_INVALIDARG},
-    };
-    const std::vector<sim::KsRequest> requests = dsp.Requests();
-    ASSERT_EQ(requests.size(), std::size(expected));
-    for (size_t i = 0; i < std::size(expected); ++i) {
-        SCOPED_TRACE(i);
-        EXPECT_EQ(requests[i].device, expected[i].device);
-        EXPECT_EQ(requests[i].property, expected[i].property);
-        EXPECT_EQ(requests[i].dataLength, expected[i].dataLength);
-        EXPECT_EQ(requests[i].result, expected[i].result);
-    }
-    EXPECT_TRUE(requests[4].nullData);  // the size query
-    EXPECT_TRUE(Logged(3, kPartWalk, Failure(L"Failed to retrieve pin id! ", HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND))));
-    EXPECT_TRUE(Logged(3, kWalk, L"Unexpected wave filter connector type! 4"));
-    EXPECT_TRUE(Logged(3, kWalk, Failure(L"GetSignalPath call failed! ", HRESULT_FROM_WIN32(ERROR_NOT_FOUND))));
-    EXPECT_TRUE(Logged(3, kWalk, Failure(L"Failed to retrieve version! ", E_INVALIDARG)));
-}
-
-// Each case is an endpoint with a DSP of its own, walked alone by its endpoint GUID. Replies
+// Each scenario is an endpoint with a DSP of its own, walked alone by its endpoint GUID: the
+// entries it yields, lines among those logged, the AMD rows asked (the catalogue's, in order,
+// until the first that reports itself instantiated), and every reference given back. Replies
 // that lie about their count or texts are the parser's (ModuleListTest).
-TEST_F(PPAPIHelperTest, ProbeOfAPin) {
-    struct Case {
+TEST_F(PPAPIHelperTest, ScenariosOfOneEndpoint) {
+    struct Scenario {
         const char* name;
         sim::DspConfig config;
-        std::function<void(sim::Dsp&)> adjust;
-        std::vector<std::wstring> modules;                // version, type and name of the entries made
-        std::vector<std::pair<int, std::wstring>> lines;  // among the walk's lines
+        std::vector<std::wstring> entries = {};
+        std::vector<std::tuple<int, const wchar_t*, std::wstring>> lines = {};
+        sim::TopologyConfig topology = {};
+        std::function<void(sim::Platform&, sim::Dsp&)> adjust = {};
+        HRESULT result = S_OK;
+        size_t amdRows = 0;
     };
-    const auto none = [](sim::Dsp&) {};
-    const Case cases[] = {
-        {"version 2", {.apiVersion = 2, .modules = {kKrelo}}, none, {}, {{3, L"Version mismatch! 2"}}},
+    const std::wstring krelo = L"pin 1 type 2 amd 0, 1.4.2 krelo";
+    const auto listSize = [](ULONG size, HRESULT hr = S_OK) {
+        return [=](sim::Platform&, sim::Dsp& dsp) {
+            dsp.SetModuleListSize(size);
+            if (hr != S_OK) dsp.SetModuleListSizeResult(hr);
+        };
+    };
+    const auto failing = [](const char* method, HRESULT hr) {
+        return [=](sim::Platform& p, sim::Dsp&) { p.FailMethod(method, hr, 1); };
+    };
+    const HRESULT notFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND), setNotFound = HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND);
+    const HRESULT moreData = HRESULT_FROM_WIN32(ERROR_MORE_DATA);
+    const size_t all = AmdModules().size();  // no pin yielded a module and no row is instantiated
+    const Scenario scenarios[] = {
+        // The path ends at the topology filter (no audio engine), then at the wave filter's host and
+        // offload pins; the candidate pins are the offload pin and the loopback pin, which has no
+        // PP API (the requests: DspRouteTest.RequestsOnTheWire). A pin that yields modules leaves
+        // the AMD rows unasked.
+        {"a known module", {.modules = {kKrelo}, .amdModules = {{kAmdRow1, true}}}, {krelo},
+         {{3, kPartWalk, Failure(L"Failed to retrieve pin id! ", setNotFound)},
+          {3, kWalk, L"Unexpected wave filter connector type! 4"},
+          {3, kWalk, Failure(L"GetSignalPath call failed! ", notFound)},
+          {3, kWalk, Failure(L"Failed to retrieve version! ", E_INVALIDARG)}}},
+        {"version 2", {.apiVersion = 2, .modules = {kKrelo}}, {}, {{3, kWalk, L"Version mismatch! 2"}}, {}, {}, S_OK, all},
         {"unknown, then 1.2.0", {.modules = {{.id = kUnknownModule, .name = "other"}, {.id = kModule120, .name = "k"}}},
-         none, {L"1.2.0 2 k"},
-         {{3, L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}"}, {4, L"Modules count: 2, modules size: 304"}}},
-        {"the second 1.0.0 id", {.modules = {{.id = kModule100b, .name = "b"}}}, none, {L"1.0.0 2 b"}, {}},
-        {"type 7", {.modules = {{.id = kModule142, .type = 7, .name = "seven", .version = "v"}}}, none,
-         {L"1.4.2 7 seven"}, {{4, L"Module type: Unknown module type, version: v, name: seven"}}},
-        {"size query of 0", {.modules = {kKrelo}}, [](sim::Dsp& dsp) { dsp.SetModuleListSize(0); }, {},
-         {{4, L"Modules count: 0, modules size: 0"}}},
+         {L"pin 1 type 2 amd 0, 1.2.0 k"},
+         {{3, kWalk, L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}"},
+          {4, kWalk, L"Modules count: 2, modules size: 304"}}},
+        {"the second 1.0.0 id", {.modules = {{.id = kModule100b, .name = "b"}}}, {L"pin 1 type 2 amd 0, 1.0.0 b"}},
+        {"type 7", {.modules = {{.id = kModule142, .type = 7, .name = "seven", .version = "v"}}},
+         {L"pin 1 type 7 amd 0, 1.4.2 seven"}, {{4, kWalk, L"Module type: Unknown module type, version: v, name: seven"}}},
+        {"size query of 0", {.modules = {kKrelo}}, {}, {{4, kWalk, L"Modules count: 0, modules size: 0"}}, {},
+         listSize(0), S_OK, all},
         // No reply of the PP API is larger than 64,004 bytes: a larger size leaves the pin.
-        {"size query of 64,005 bytes", {.modules = {kKrelo}}, [](sim::Dsp& dsp) { dsp.SetModuleListSize(64005); },
-         {}, {{3, L"Modules list size 64005 is larger than any reply (64004 bytes); the pin is left."}}},
-        {"size query of 64,004 bytes", {.modules = {kKrelo}}, [](sim::Dsp& dsp) { dsp.SetModuleListSize(64004); },
-         {L"1.4.2 2 krelo"}, {{4, L"Modules count: 1, modules size: 156"}}},
+        {"size query of 64,005 bytes", {.modules = {kKrelo}}, {},
+         {{3, kWalk, L"Modules list size 64005 is larger than any reply (64004 bytes); the pin is left."}}, {},
+         listSize(64005), S_OK, all},
+        {"size query of 64,004 bytes", {.modules = {kKrelo}}, {krelo}, {{4, kWalk, L"Modules count: 1, modules size: 156"}},
+         {}, listSize(64004)},
         // Size answers of drivers that report "more data" with the size in the byte count.
-        {"size as more data", {.modules = {kKrelo}},
-         [](sim::Dsp& dsp) { dsp.SetModuleListSizeResult(HRESULT_FROM_WIN32(ERROR_MORE_DATA)); }, {L"1.4.2 2 krelo"}, {}},
-        {"size as insufficient buffer", {.modules = {kKrelo}},
-         [](sim::Dsp& dsp) { dsp.SetModuleListSizeResult(HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER)); },
-         {L"1.4.2 2 krelo"}, {}},
-        {"size as buffer overflow", {.modules = {kKrelo}},
-         [](sim::Dsp& dsp) { dsp.SetModuleListSizeResult(static_cast<HRESULT>(0x80000005)); }, {L"1.4.2 2 krelo"}, {}},
-        {"more data without a size", {.modules = {kKrelo}},
-         [](sim::Dsp& dsp) {
-             dsp.SetModuleListSizeResult(HRESULT_FROM_WIN32(ERROR_MORE_DATA));
-             dsp.SetModuleListSize(0);
-         },
-         {}, {{3, L"Failed to retrieve modules list size! [0x800700ea]" + SystemText(HRESULT_FROM_WIN32(ERROR_MORE_DATA))}}},
+        {"size as more data", {.modules = {kKrelo}}, {krelo}, {}, {}, listSize(156, moreData)},
+        {"size as insufficient buffer", {.modules = {kKrelo}}, {krelo}, {}, {},
+         listSize(156, HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER))},
+        {"size as buffer overflow", {.modules = {kKrelo}}, {krelo}, {}, {}, listSize(156, static_cast<HRESULT>(0x80000005))},
+        {"more data without a size", {.modules = {kKrelo}}, {},
+         {{3, kWalk, Failure(L"Failed to retrieve modules list size! ", moreData)}}, {}, listSize(0, moreData), S_OK,
+         all},
+        // Connector local ids with a high word: the descriptor request names the node by the low
+        // word; the wave filter's connectors are candidates with their ids as they are, and no such
+        // pins exist.
+        {"local ids with a high word", {.offloadPin = 4, .modules = {kKrelo}}, {L"pin 4 type 2 amd 0, 1.4.2 krelo"},
+         {{4, kWalk, L"Using pin id:  65540"}, {4, kWalk, L"Using pin id:  65538"}, {4, kWalk, L"Using pin id:  4"}},
+         {.localIdHighWord = 1}},
+        {"offload and loopback pin with the PP API", {.ppPins = {1, 2}, .modules = {kKrelo}},
+         {krelo, L"pin 2 type 2 amd 0, 1.4.2 krelo"}},
+        {"AMD rows when no pin yields a module", {.ppApi = false, .amdModules = {{kAmdRow1, false}, {kAmdRow4, true}}},
+         {L"pin 0 type 2 amd 1, 1.4.1 krelo-amd"}, {{4, kAmdLookup, L"Sonavel AMD module info is found, version 1.4.1"}},
+         {}, {}, S_OK, 4},
+        {"first connector an unconnected Software_IO", {.modules = {kKrelo}}, {krelo}, {{5, kWalk, L"Next connector..."}},
+         {.shape = sim::TopologyShape::Direct}},
+        {"input selector, no topology filter", {.modules = {kKrelo}}, {krelo},
+         {{4, kPartWalk, L"Input selector activated."}}, {.topologyFilter = false, .subunits = {sim::Selector::Input}}},
+        {"output selector refuses", {.modules = {kKrelo}}, {krelo},
+         {{3, kPartWalk, Failure(L"Failed to select output selector! ", E_ACCESSDENIED)}}, {},
+         failing("IAudioOutputSelector::SetSelection", E_ACCESSDENIED)},
+        {"the loop ends at the endpoint's own connector", {.modules = {kKrelo}}, {},
+         {{3, kWalk, Failure(L"Connector IsConnected failed! ", E_ABORT)}, {3, kWalk, L"Unexpected connector type! 4"}},
+         {}, failing("IConnector::IsConnected", E_ABORT), E_FAIL},
+        {"no parts behind the connector", {.modules = {kKrelo}}, {},
+         {{5, kPartWalk, L"No parts were found!"},
+          {5, kWalk, L"End of connectors."},
+          {3, kWalk, Failure(L"Software IO connector not found! ", S_FALSE)}},
+         {.shape = sim::TopologyShape::NoParts}, {}, E_FAIL},
     };
     std::vector<GUID> endpoints;
-    for (unsigned i = 0; i < std::size(cases); ++i) {
+    std::vector<sim::Dsp*> dsps;
+    for (unsigned i = 0; i < std::size(scenarios); ++i) {
         wchar_t id[40];
         wchar_t guid[40];
         _snwprintf(id, 40, L"{0.0.0.00000000}.{probe-%u}", i);
         _snwprintf(guid, 40, L"{5A0C1%03u-0000-4000-8000-000000000000}", i);
-        cases[i].adjust(AttachDsp(platform, AddEndpoint(platform, {id, guid}), cases[i].config));
+        dsps.push_back(&AttachDsp(platform, AddEndpoint(platform, {id, guid}), scenarios[i].config, scenarios[i].topology));
         endpoints.emplace_back();
         ASSERT_EQ(CLSIDFromString(guid, &endpoints.back()), S_OK);
     }
-    for (unsigned i = 0; i < std::size(cases); ++i) {
-        const Case& c = cases[i];
-        SCOPED_TRACE(c.name);
-        helper.ClearModuleList();
+    for (unsigned i = 0; i < std::size(scenarios); ++i) {
+        const Scenario& s = scenarios[i];
+        SCOPED_TRACE(s.name);
+        if (s.adjust) s.adjust(platform, *dsps[i]);
         Log().Clear();
-        EXPECT_EQ(helper.PPInitialize(endpoints[i]), S_OK);
-        std::vector<std::wstring> modules;
-        for (const ModuleEntry& entry : helper.Modules()) {
-            modules.push_back(Text(entry.ModuleVersion) + L" " + std::to_wstring(entry.ModuleType) + L" " +
-                              Text(entry.ModuleName));
-        }
-        EXPECT_EQ(modules, c.modules);
-        for (const auto& [level, message] : c.lines) EXPECT_TRUE(Logged(level, kWalk, message));
-        const auto walk = Messages(kWalk);
-        EXPECT_LE(std::count_if(walk.begin(), walk.end(),
+        EXPECT_EQ(helper.PPInitialize(endpoints[i]), s.result);
+        EXPECT_EQ(Entries(), s.entries);
+        EXPECT_EQ(platform.References("IKsControl"), static_cast<long>(s.entries.size()));
+        for (const auto& [level, function, message] : s.lines) EXPECT_TRUE(Logged(level, function, message));
+        const auto unknown = Messages(kWalk, 3);
+        EXPECT_LE(std::count_if(unknown.begin(), unknown.end(),
                                 [](const std::wstring& m) { return m.starts_with(L"Unspecific ModuleId"); }),
                   1);
-    }
-}
-
-TEST_F(PPAPIHelperTest, EveryCandidatePinIsProbed) {
-    // Speakers: connector local ids with a high word. The descriptor request names the node by
-    // the low word; the wave filter's connectors are candidates with their ids as they are, and
-    // no such pins exist. Headset: the offload pin 1 and the loopback pin 2 both carry the PP
-    // API, one entry per pin.
-    sim::Dsp& dsp = Speakers({.offloadPin = 4, .modules = {kKrelo}}, {.localIdHighWord = 1});
-    sim::Dsp& plain = AttachDsp(platform, AddEndpoint(platform, {kHeadset, kHeadsetGuid}),
-                                {.ppPins = {1, 2}, .modules = {kKrelo}});
-    ASSERT_EQ(helper.PPInitialize(GUID_NULL), S_OK);
-    std::vector<UINT32> pins;
-    for (const ModuleEntry& entry : helper.Modules()) pins.push_back(entry.PinId);
-    EXPECT_EQ(pins, (std::vector<UINT32>{4, 1, 2}));
-    EXPECT_EQ(platform.References("IKsControl"), 3);
-    std::vector<ULONG> nodes;
-    for (const sim::KsRequest& request : dsp.Requests()) {
-        if (request.Flags() == 0x10000001) nodes.push_back(request.Word(24));
-    }
-    EXPECT_EQ(nodes, (std::vector<ULONG>{0, 0, 4}));
-    const auto walk = Messages(kWalk);
-    for (const wchar_t* pin : {L"Using pin id:  65540", L"Using pin id:  65538", L"Using pin id:  4"}) {
-        EXPECT_EQ(std::count(walk.begin(), walk.end(), pin), 1) << std::string(pin, pin + wcslen(pin));
-    }
-    EXPECT_FALSE(plain.Requests().empty());
-}
-
-TEST_F(PPAPIHelperTest, AmdLookupWhenNoPinYieldsAModule) {
-    sim::Dsp& dsp = Speakers({.ppApi = false, .amdModules = {{kAmdRow1, false}, {kAmdRow4, true}}});
-    ASSERT_EQ(helper.PPInitialize(GUID_NULL), S_OK);
-    ASSERT_EQ(helper.Modules().size(), 1u);
-    EXPECT_EQ(Summary(helper.Modules()[0]), std::wstring(kSpeakers) + L" " + kSpeakersGuid + L" 1 Speakers: pin 0, " +
-                                                GuidString(kAmdRow4) + L" type 2 amd 1, 1.4.1 krelo-amd");
-    EXPECT_EQ(platform.References("IKsControl"), 1);
-    EXPECT_TRUE(Logged(4, L"CPPAPIHelper::LookForPPModuleConnectorId_AMD", L"Sonavel AMD module info is found, version 1.4.1"));
-
-    // Rows in order until the first that reports itself instantiated.
-    std::vector<sim::KsRequest> amd;
-    for (const sim::KsRequest& request : dsp.Requests()) {
-        if (request.property.size() == 48 && request.property[0] == 0xbd) amd.push_back(request);
-    }
-    ASSERT_EQ(amd.size(), 4u);
-    // The record's bytes are the core's (PpApiRequestTest); here the row each request names.
-    EXPECT_EQ(std::memcmp(amd[0].property.data() + 24, &kAmdRow1, 16), 0);
-    EXPECT_EQ(std::memcmp(amd[3].property.data() + 24, &kAmdRow4, 16), 0);
-    EXPECT_EQ(amd[0].dataLength, 8u);
-}
-
-TEST_F(PPAPIHelperTest, TopologyShapes) {
-    struct Case {
-        const char* name;
-        sim::TopologyConfig topology;
-        std::function<void(sim::Platform&)> adjust;
-        HRESULT result;
-        size_t entries;
-        std::vector<std::tuple<int, const wchar_t*, std::wstring>> lines;
-    };
-    const auto none = [](sim::Platform&) {};
-    const Case cases[] = {
-        {"first connector unconnected Software_IO", {.shape = sim::TopologyShape::Direct}, none, S_OK, 1,
-         {{5, kWalk, L"Next connector..."}}},
-        {"input selector, no topology filter", {.topologyFilter = false, .subunits = {sim::Selector::Input}}, none,
-         S_OK, 1, {{4, kPartWalk, L"Input selector activated."}}},
-        {"output selector refuses", {},
-         [](sim::Platform& p) { p.FailMethod("IAudioOutputSelector::SetSelection", E_ACCESSDENIED); }, S_OK, 1,
-         {{3, kPartWalk, Failure(L"Failed to select output selector! ", E_ACCESSDENIED)}}},
-        {"the loop ends at the endpoint's own connector", {},
-         [](sim::Platform& p) { p.FailMethod("IConnector::IsConnected", E_ABORT, 1); }, E_FAIL, 0,
-         {{3, kWalk, Failure(L"Connector IsConnected failed! ", E_ABORT)}, {3, kWalk, L"Unexpected connector type! 4"}}},
-        {"no parts behind the connector", {.shape = sim::TopologyShape::NoParts}, none, E_FAIL, 0,
-         {{5, kPartWalk, L"No parts were found!"},
-          {5, kWalk, L"End of connectors."},
-          {3, kWalk, Failure(L"Software IO connector not found! ", S_FALSE)}}},
-    };
-    installed.reset();  // each case installs a platform of its own
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        sim::Platform scenario;
-        sim::Installation installation(scenario);
-        AttachDsp(scenario, AddEndpoint(scenario, {kSpeakers, kSpeakersGuid}), {.modules = {kKrelo}}, c.topology);
-        // A second endpoint: reached only when the first ends well.
-        AttachDsp(scenario, AddEndpoint(scenario, {kHeadset, kHeadsetGuid}), {.modules = {kKrelo}});
-        c.adjust(scenario);
-        Log().Clear();
-        {
-            CPPAPIHelper walk;
-            EXPECT_EQ(walk.PPInitialize(GUID_NULL), c.result);
-            EXPECT_EQ(walk.Modules().size(), c.entries == 0 ? 0 : c.entries + 1);
+        size_t amd = 0;
+        for (const sim::KsRequest& request : dsps[i]->Requests()) {
+            if (request.property.at(0) != 0xbd) continue;
+            ASSERT_LT(amd, AmdModules().size());
+            EXPECT_EQ(std::memcmp(request.property.data() + 24, &AmdModules()[amd++].id, 16), 0) << amd;
+            EXPECT_EQ(request.dataLength, 8u);
         }
-        for (const auto& [level, function, message] : c.lines) EXPECT_TRUE(Logged(level, function, message));
-        const auto walk = Messages(kWalk);
-        const bool second = std::find(walk.begin(), walk.end(), L"Current device id: 1") != walk.end();
-        EXPECT_EQ(second, SUCCEEDED(c.result));
-        EXPECT_EQ(scenario.TotalReferences(), 0);
+        EXPECT_EQ(amd, s.amdRows);
+        platform.ClearFailures();
+        helper.ClearModuleList();
+        EXPECT_EQ(platform.TotalReferences(), 0);
     }
-}
-
-// Each entry holds one reference: a refresh gives back those of the list before, copies of an
-// entry take none, and an empty list holds nothing.
-TEST_F(PPAPIHelperTest, RefreshRebuildsTheList) {
-    sim::Dsp& dsp = Speakers({.modules = {kKrelo, {.id = kModule120}}});
-    ASSERT_EQ(helper.RefreshModuleList(), S_OK);
-    ASSERT_EQ(helper.RefreshModuleList(), S_OK);
-    EXPECT_EQ(Versions(), (std::vector<std::wstring>{L"1.4.2", L"1.2.0"}));
-    EXPECT_EQ(platform.References("IKsControl"), 2);
-    {
-        const ModuleEntry& entry = helper.Modules().at(0);
-        ModuleEntry copy(entry);
-        EXPECT_NE(copy.DeviceID, entry.DeviceID);
-        EXPECT_EQ(Summary(copy), Summary(entry));
-        ModuleEntry moved(std::move(copy));
-        EXPECT_EQ(Summary(moved), Summary(entry));
-    }
-    EXPECT_EQ(platform.References("IKsControl"), 2);
-    dsp.Fail(sim::DspRequest::Version, E_ABORT);
-    EXPECT_EQ(helper.RefreshModuleList(), S_OK);
-    EXPECT_TRUE(helper.Modules().empty());
-    EXPECT_EQ(platform.TotalReferences(), 0);
-}
-
-TEST_F(PPAPIHelperTest, EndpointGuidThatIsNoGuid) {
-    AddEndpoint(platform, {kSpeakers, L"speakers"});
-    EXPECT_EQ(helper.PPInitialize(GUID_NULL), CO_E_CLASSSTRING);
-    EXPECT_TRUE(Logged(3, kWalk, Failure(L"Failed to convert device GUID! ", CO_E_CLASSSTRING)));
 }
 
 // Each call of the platform that the walk makes fails in turn: every failure is logged with its
@@ -483,43 +447,96 @@ TEST_F(PPAPIHelperTest, EachPlatformCallFailingInTurn) {
     }
 }
 
-// LookForSonavelModuleInfo and SonavelModuleExist: one endpoint with a DSP of its own per case.
-TEST_F(PPAPIHelperTest, FirstKnownModuleOfTheList) {
+// SonavelModuleExist on device i of the collection: the pin is the low word of the named
+// connector's local id, the module the first known one the list names (LookForSonavelModuleInfo);
+// without it only the first AMD row is asked. Each step that fails is logged with its own message.
+TEST_F(PPAPIHelperTest, ModuleExistAsksTheInstantiationState) {
     struct Case {
         const char* name;
         sim::DspConfig config;
-        UINT32 pin;
         HRESULT result;
-        std::vector<std::wstring> warnings;
+        std::vector<std::wstring> warnings;  // of the lookup and of SonavelModuleExist, in order
+        size_t amdRequests = 0;
+        std::function<void(sim::Platform&, sim::Dsp&)> adjust = {};
+        UINT32 connector = 0;
     };
+    const auto failing = [](const char* method, int call) {
+        return [=](sim::Platform& p, sim::Dsp&) { p.FailMethodCall(method, call, E_ABORT); };
+    };
+    const auto failingRequest = [](sim::DspRequest request) {
+        return [=](sim::Platform&, sim::Dsp& dsp) { dsp.Fail(request, E_ABORT, 1); };
+    };
+    const std::wstring unknown = L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}";
+    const std::wstring noAmd = Failure(L"Failed to GetInstantiationState_AMD: ", HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND));
+    const std::wstring noApi = Failure(L"Failed to retrieve version: ", HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND));
+    const std::wstring notInstantiated = L"fInstantiated is false.";
     const Case cases[] = {
-        {"unknown, then known", {.modules = {{.id = kUnknownModule}, kKrelo, {.id = kModule120}}}, 1, S_OK,
-         {L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}"}},
-        {"only unknown", {.modules = {{.id = kUnknownModule}}}, 1, E_FAIL,
-         {L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}"}},
-        {"empty list", {}, 1, E_FAIL, {}},
-        {"version 2", {.apiVersion = 2, .modules = {kKrelo}}, 1, E_FAIL, {L"Version mismatch: 2"}},
-        {"pin without the API", {.modules = {kKrelo}}, 2, E_INVALIDARG,
-         {Failure(L"Failed to retrieve version: ", E_INVALIDARG)}},
+        {"unknown, then known", {.modules = {{.id = kUnknownModule}, kKrelo, {.id = kModule120}}}, S_OK, {unknown}},
+        {"not instantiated", {.modules = {{.id = kModule142, .type = 2, .instantiated = false}}}, E_FAIL,
+         {notInstantiated}},
+        {"only unknown", {.modules = {{.id = kUnknownModule}}}, E_FAIL, {unknown, noAmd, notInstantiated}, 1},
+        {"empty list", {}, E_FAIL, {noAmd, notInstantiated}, 1},
+        {"version 2", {.apiVersion = 2, .modules = {kKrelo}}, E_FAIL, {L"Version mismatch: 2", noAmd, notInstantiated}, 1},
+        {"pin without the API", {.ppPins = {2}, .modules = {kKrelo}}, E_FAIL,
+         {Failure(L"Failed to retrieve version: ", E_INVALIDARG), noAmd, notInstantiated}, 1},
+        {"list size fails", {.modules = {kKrelo}}, E_FAIL,
+         {Failure(L"Failed to retrieve modules list size: ", E_ABORT), noAmd, notInstantiated}, 1,
+         failingRequest(sim::DspRequest::ModuleListSize)},
+        {"list fails", {.modules = {kKrelo}}, E_FAIL,
+         {Failure(L"Failed to read modules list: ", E_ABORT), noAmd, notInstantiated}, 1,
+         failingRequest(sim::DspRequest::ModuleList)},
+        {"AMD first row", {.ppApi = false, .amdModules = {{kAmdRow1, true}, {kAmdRow4, true}}}, S_OK, {noApi}, 1},
+        {"AMD without the first row", {.ppApi = false, .amdModules = {{kAmdRow4, true}}}, E_FAIL,
+         {noApi, Failure(L"Failed to GetInstantiationState_AMD: ", HRESULT_FROM_WIN32(ERROR_NOT_FOUND)), notInstantiated},
+         1},
+        {"state request fails", {.modules = {kKrelo}}, E_FAIL,
+         {Failure(L"Failed to GetInstantiationState: ", E_ABORT), notInstantiated}, 0,
+         failingRequest(sim::DspRequest::InstantiationState)},
+        {"no connector 3", {.modules = {kKrelo}}, E_INVALIDARG, {Failure(L"Failed to get connector: ", E_INVALIDARG)},
+         0, {}, 3},
+        {"topology", {.modules = {kKrelo}}, E_ABORT, {Failure(L"Failed to active device IDeviceTopology: ", E_ABORT)}, 0,
+         failing("IMMDevice::Activate", 1)},
+        {"local id", {.modules = {kKrelo}}, E_ABORT, {Failure(L"Failed to get local id: ", E_ABORT)}, 0,
+         failing("IPart::GetLocalId", 1)},
+        {"KS control", {.modules = {kKrelo}}, E_ABORT, {Failure(L"Failed to active device IKsControl: ", E_ABORT)}, 0,
+         failing("IMMDevice::Activate", 2)},
     };
-    for (int i = 0; i < static_cast<int>(std::size(cases)); ++i) AddCase(i, cases[i].config);
-    for (int i = 0; i < static_cast<int>(std::size(cases)); ++i) {
+    std::vector<sim::Dsp*> dsps;
+    for (int i = 0; i < static_cast<int>(std::size(cases)); ++i) dsps.push_back(&AddCase(i, cases[i].config));
+    ComPtr<IMMDeviceCollection> devices;
+    ASSERT_EQ(Enumerator()->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &devices), S_OK);
+    for (UINT i = 0; i < std::size(cases); ++i) {
         const Case& c = cases[i];
         SCOPED_TRACE(c.name);
+        if (c.adjust) c.adjust(platform, *dsps[i]);
         Log().Clear();
-        ModuleDescriptor info{};
-        EXPECT_EQ(helper.LookForSonavelModuleInfo(Control(i).Get(), c.pin, &info), c.result);
-        EXPECT_EQ(Warnings(kLookFor), c.warnings);
-        if (c.result != S_OK) continue;
+        EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), i, c.connector), c.result);
+        std::vector<std::wstring> warnings;
+        for (const LogLine& line : Log().Lines()) {
+            if (line.level == 3 && (line.function == kLookFor || line.function == kExist)) warnings.push_back(line.message);
+        }
+        EXPECT_EQ(warnings, c.warnings);
+        const std::vector<sim::KsRequest> requests = dsps[i]->Requests();
+        EXPECT_EQ(std::count_if(requests.begin(), requests.end(), [](const sim::KsRequest& r) { return r.property.at(0) == 0xbd; }),
+                  static_cast<std::ptrdiff_t>(c.amdRequests));
+        if (i > 0) continue;
+        // The first known module of the list, with the library's version text, not the firmware's;
+        // its state asked on the pin of connector 0 by the type and id the list gives.
         EXPECT_TRUE(Logged(4, kLookFor, L"Found DSP module, name = krelo, version = 1.4.2, type = 2"));
-        EXPECT_EQ(info.type, 2u);
-        EXPECT_EQ(std::memcmp(&info.id, &kModule142, 16), 0);
-        EXPECT_EQ(DescriptorText(info.name), "krelo");
-        EXPECT_EQ(DescriptorText(info.version), "1.4.2");  // the library's text, not the firmware's
+        PpModuleAddress module{1, 2, {}};
+        std::memcpy(&module.moduleId, &kModule142, sizeof module.moduleId);
+        const auto record = PpModuleRequest(kPpInstantiationState, kKsPropertyGet, module);
+        EXPECT_EQ(requests.back().property, std::vector<BYTE>(record.begin(), record.end()));
+        EXPECT_EQ(requests.back().dataLength, 1u);
     }
-    // The colon forms of the list failures; null arguments, before anything is asked.
-    sim::Dsp& dsp = AddCase(5, {.modules = {kKrelo}});
-    ComPtr<IKsControl> control = Control(5);
+    Log().Clear();
+    EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), std::size(cases), 0), E_INVALIDARG);
+    EXPECT_EQ(helper.SonavelModuleExist(Enumerator(), 0, 0), E_NOINTERFACE);
+    EXPECT_EQ(Messages(kExist, 3), (std::vector<std::wstring>{Failure(L"Failed to get device: ", E_INVALIDARG),
+                                                              L"Query interface IMMDeviceCollection failed."}));
+    // Null arguments, before anything is asked.
+    dsps[0]->ClearRequests();
+    ComPtr<IKsControl> control = Control(0);
     ModuleDescriptor info{};
     ModuleEntry entry;
     for (const HRESULT hr : {helper.LookForSonavelModuleInfo(nullptr, 1, &info),
@@ -528,90 +545,87 @@ TEST_F(PPAPIHelperTest, FirstKnownModuleOfTheList) {
                              helper.LookForPPModuleConnectorId_AMD(control.Get(), nullptr)}) {
         EXPECT_EQ(hr, E_POINTER) << Hex(hr);
     }
-    EXPECT_TRUE(dsp.Requests().empty());
-    for (const auto& [request, text] : {
-             std::pair{sim::DspRequest::ModuleListSize, L"Failed to retrieve modules list size: "},
-             std::pair{sim::DspRequest::ModuleList, L"Failed to read modules list: "}}) {
-        dsp.Fail(request, E_ABORT, 1);
-        EXPECT_EQ(helper.LookForSonavelModuleInfo(control.Get(), 1, &info), E_ABORT);
-        EXPECT_TRUE(Logged(3, kLookFor, Failure(text, E_ABORT)));
-    }
+    EXPECT_TRUE(dsps[0]->Requests().empty());
+    // A list that cannot be read: the lookup answers its failure.
+    dsps[0]->Fail(sim::DspRequest::ModuleList, E_ABORT, 1);
+    EXPECT_EQ(helper.LookForSonavelModuleInfo(control.Get(), 1, &info), E_ABORT);
 }
 
-TEST_F(PPAPIHelperTest, ModuleExistAsksTheInstantiationState) {
-    struct Case {
-        const char* name;
-        sim::DspConfig config;
-        HRESULT result;
-        std::vector<std::wstring> warnings;
-        size_t amdRequests;
-    };
-    const Case cases[] = {
-        {"instantiated", {.modules = {kKrelo}}, S_OK, {}, 0},
-        {"not instantiated", {.modules = {{.id = kModule142, .type = 2, .instantiated = false}}}, E_FAIL,
-         {L"fInstantiated is false."}, 0},
-        {"AMD first row", {.ppApi = false, .amdModules = {{kAmdRow1, true}, {kAmdRow4, true}}}, S_OK, {}, 1},
-        {"AMD without the first row", {.ppApi = false, .amdModules = {{kAmdRow4, true}}}, E_FAIL,
-         {Failure(L"Failed to GetInstantiationState_AMD: ", HRESULT_FROM_WIN32(ERROR_NOT_FOUND)),
-          L"fInstantiated is false."},
-         1},
-        {"state request fails", {.modules = {kKrelo}}, E_FAIL,
-         {Failure(L"Failed to GetInstantiationState: ", E_ABORT), L"fInstantiated is false."}, 0},
-    };
-    std::vector<sim::Dsp*> dsps;
-    for (int i = 0; i < static_cast<int>(std::size(cases)); ++i) dsps.push_back(&AddCase(i, cases[i].config));
-    dsps.back()->Fail(sim::DspRequest::InstantiationState, E_ABORT);
-    ComPtr<IMMDeviceCollection> devices = Devices();
-    for (UINT i = 0; i < std::size(cases); ++i) {
-        const Case& c = cases[i];
-        SCOPED_TRACE(c.name);
-        Log().Clear();
-        EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), i, 0), c.result);
-        EXPECT_EQ(Warnings(kExist), c.warnings);
-        const std::vector<sim::KsRequest> requests = dsps[i]->Requests();
-        size_t amd = 0;
-        for (const sim::KsRequest& request : requests) amd += request.property.at(0) == 0xbd ? 1 : 0;
-        EXPECT_EQ(amd, c.amdRequests);
-        if (i == 0) {
-            // The pin is the low word of connector 0's local id; the module as the list names it.
-            PpModuleAddress module{1, 2, {}};
-            std::memcpy(&module.moduleId, &kModule142, sizeof module.moduleId);
-            const auto record = PpModuleRequest(6, 1, module);
-            EXPECT_EQ(requests.back().property, std::vector<BYTE>(record.begin(), record.end()));
-            EXPECT_EQ(requests.back().dataLength, 1u);
-        }
+// The DSP module access class: without modules every call is refused; with all modules selected
+// (-1) a parameter goes to each in order until the first failure.
+TEST_F(PPAPIHelperTest, DspModuleAccessEmptyThenAllModulesInOrder) {
+    CSonavelDspKrelo& dsp = CSonavelDspKrelo::Instance();
+    dsp.ClearModuleList();
+    UINT32 enabled = 0;
+    BYTE reply[kModuleReplySize];
+    const BYTE value[4] = {9, 0, 0, 0};
+    int call = 0;  // in this order: select -1 and 0, set a parameter, set and get the enable, get a parameter
+    for (HRESULT hr : {dsp.SelectModule(-1), dsp.SelectModule(0), dsp.SetModuleParam(20, value, 4),
+                       dsp.SetModuleEnable(1), dsp.GetModuleEnable(&enabled), dsp.GetModuleParam(reply, 20)}) {
+        EXPECT_EQ(hr, E_FAIL) << "call " << call++;
     }
+    EXPECT_FALSE(dsp.SelectedIsVersion100());
+
+    sim::Dsp& firmware = AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid}),
+                                   {.modules = {{.id = kModule142, .name = "full", .version = "1.4.2"},
+                                                {.id = kModule100, .name = "early", .version = "1.0.0"}}});
+    ASSERT_EQ(dsp.RefreshModules(), S_OK);
+    firmware.ClearRequests();
+    UINT32 count = 0;
+    ASSERT_EQ(dsp.GetModuleCount(&count), S_OK);
+    ASSERT_EQ(count, 2u);
+    EXPECT_EQ(dsp.SelectModule(-2), E_FAIL);
+    EXPECT_EQ(dsp.SelectModule(2), E_FAIL);
+    ASSERT_EQ(dsp.SelectModule(-1), S_OK);
+    EXPECT_FALSE(dsp.SelectedIsVersion100());  // the first module reads for -1
+
+    // 40 is valid for "1.4.2" but not for "1.0.0": the first is set, then E_INVALIDARG.
+    EXPECT_EQ(dsp.SetModuleParam(40, value, 4), E_INVALIDARG);
+    EXPECT_TRUE(firmware.Parameter(kModule142, 40).has_value());
+    EXPECT_FALSE(firmware.Parameter(kModule100, 40).has_value());
+    EXPECT_EQ(firmware.Requests().size(), 1u);
+
+    // Initialisation items are sent to every module without validation.
+    firmware.ClearRequests();
+    EXPECT_EQ(dsp.SetModuleParam(5, value, 4), S_OK);
+    EXPECT_EQ(firmware.Requests().size(), 2u);
+    EXPECT_TRUE(Logged(4, kSetParam, L"Speakers - [max_num_channels]"));
+
+    // A failure at the first module stops there.
+    firmware.ClearRequests();
+    const HRESULT fault = HRESULT_FROM_WIN32(ERROR_GEN_FAILURE);
+    firmware.Fail(sim::DspRequest::ParameterSet, fault, 1);
+    EXPECT_EQ(dsp.SetModuleParam(21, value, 4), fault);
+    EXPECT_EQ(firmware.Requests().size(), 1u);
+    EXPECT_TRUE(Logged(3, kSetParam, Failure(L"Failed to set PP module parameter!: ", fault)));
+
+    // Values beyond the buffer are refused before anything is sent.
+    firmware.ClearRequests();
+    std::vector<BYTE> large(64001, 1);
+    EXPECT_EQ(dsp.SetModuleParam(21, large.data(), 64001), E_INVALIDARG);
+    EXPECT_EQ(dsp.SetModuleParam(21, nullptr, 4), E_INVALIDARG);
+    EXPECT_TRUE(firmware.Requests().empty());
+    ASSERT_EQ(dsp.SelectModule(1), S_OK);
+    EXPECT_TRUE(dsp.SelectedIsVersion100());
 }
 
-TEST_F(PPAPIHelperTest, ModuleExistStepsThatFail) {
-    AddCase(0, {.modules = {kKrelo}});
-    EXPECT_EQ(helper.SonavelModuleExist(Enumerator(), 0, 0), E_NOINTERFACE);
-    EXPECT_TRUE(Logged(3, kExist, L"Query interface IMMDeviceCollection failed."));
-
-    struct Case {
-        const char* method;  // failing once, or null
-        int call;
-        UINT32 device;
-        UINT32 connector;
-        HRESULT result;
-        std::wstring line;
-    };
-    const Case cases[] = {
-        {nullptr, 0, 1, 0, E_INVALIDARG, Failure(L"Failed to get device: ", E_INVALIDARG)},
-        {nullptr, 0, 0, 3, E_INVALIDARG, Failure(L"Failed to get connector: ", E_INVALIDARG)},
-        {"IMMDevice::Activate", 1, 0, 0, E_ABORT, Failure(L"Failed to active device IDeviceTopology: ", E_ABORT)},
-        {"IPart::GetLocalId", 1, 0, 0, E_ABORT, Failure(L"Failed to get local id: ", E_ABORT)},
-        {"IMMDevice::Activate", 2, 0, 0, E_ABORT, Failure(L"Failed to active device IKsControl: ", E_ABORT)},
-    };
-    ComPtr<IMMDeviceCollection> devices = Devices();
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.line);
-        if (c.method != nullptr) platform.FailMethodCall(c.method, c.call, E_ABORT);
-        Log().Clear();
-        EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), c.device, c.connector), c.result);
-        EXPECT_EQ(Warnings(kExist), std::vector<std::wstring>{c.line});
-    }
-    EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), 0, 0), S_OK);
+// The DSP controller on a device with one family.
+TEST_F(PPAPIHelperTest, DspControllerOnADeviceWithOnlyThePexModule) {
+    AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid}),
+              {.modules = {{.id = kModulePex, .name = "pex", .version = "2.10"}}});
+    ASSERT_EQ(DspController::Open(kSpeakers), S_OK);
+    EXPECT_TRUE(Logged(4, L"DspController::Open", L"DSP module index: " + std::wstring(kSpeakers) + L"[0, -10]"));
+    EXPECT_FALSE(DspController::FamilyMissing(kSpeakers, 1105));
+    EXPECT_TRUE(DspController::FamilyMissing(kSpeakers, 2104));
+    EXPECT_FALSE(DspController::FamilyMissing(kSpeakers, 3002));  // of neither family
+    EXPECT_EQ(DspController::SelectModule(kSpeakers, 1105), S_OK);
+    EXPECT_EQ(DspController::SelectModule(kSpeakers, 2104), E_INVALIDARG);
+    EXPECT_EQ(DspController::SelectModule(kSpeakers, 3002), E_INVALIDARG);
+    // A second open keeps the modules found at the first.
+    EXPECT_EQ(DspController::Open(kSpeakers), S_OK);
+    EXPECT_TRUE(Logged(4, L"DspController::Open", L"DSP module for device[" + std::wstring(kSpeakers) + L"] is already opened."));
+    EXPECT_EQ(DspController::Close(kSpeakers), S_OK);
+    EXPECT_TRUE(DspController::FamilyMissing(kSpeakers, 1105));
 }
 
 }  // namespace
