@@ -152,8 +152,7 @@ protected:
     long calls = 0;
     int setValues = 0;
     int ksCalls = 0;
-    std::string current;  // the case under way, for a fault report
-    FaultNote note{[this] { return current; }};
+    std::string& current = memory.scene;  // the case under way, for a fault report
 };
 
 // One write of a value to an id: the call, given handle and flags, and what makes the value

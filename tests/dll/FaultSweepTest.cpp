@@ -29,10 +29,12 @@ namespace {
 constexpr auto kInjected = static_cast<HRESULT>(0x8007001F);
 
 // One session on a fresh platform and a freshly loaded library; `fail` (counted from 1, 0: none)
-// makes that platform call fail with kInjected. Returns the steps' results.
+// makes that platform call fail with kInjected, described by `scene` for a fault report. Returns
+// the steps' results.
 class Session {
 public:
-    explicit Session(int fail) {
+    explicit Session(int fail, const std::string& scene = "") {
+        memory_.scene = scene;
         AttachDspWithBothFamilies(platform_, speakers_);
         // The ieq bands as the store holds them: count, then each array behind its length.
         StoreWords(speakers_, PexTuningKey(13), Join({{3, 20}, Iota(20, 1), {20}, Iota(20, 21)}));
@@ -116,13 +118,11 @@ TEST(FaultSweepTest, EveryPlatformCallOfASessionFailsInTurn) {
     }
     ASSERT_GT(calls.size(), 20u);
 
-    std::string current;
-    FaultNote note([&] { return current; });
     int surfaced = 0;  // replays in which an export answered the injected code
     for (int call = 1; call <= static_cast<int>(calls.size()); ++call) {
-        current = "call " + std::to_string(call) + " (" + calls[call - 1] + ") failing with " + Hex(kInjected);
+        const std::string current = "call " + std::to_string(call) + " (" + calls[call - 1] + ") failing with " + Hex(kInjected);
         SCOPED_TRACE(current);
-        Session session(call);
+        Session session(call, current);
         // The same session up to the failing call: the call that failed is the one recorded.
         const std::vector<std::string> replayed = session.Calls();
         ASSERT_GE(replayed.size(), static_cast<size_t>(call));
@@ -198,8 +198,7 @@ TEST_F(HostileDriverTest, MutatedAnswersReachNoCallerAsEarlierBytes) {
 
     GuardedBuffer memory;
     ASSERT_TRUE(memory.Ready());
-    std::string scene;
-    FaultNote note([&] { return scene; });
+    std::string& scene = memory.scene;
     long reads = 0, successfulReads = 0, earlierBytes = 0, undocumented = 0, heldAfterClose = 0;
     int call = 0, sessions = 0;
     for (; sessions < kMaxSessions && machine.dsp->MutationCounts().answers < kMutatedAnswers; ++sessions) {
