@@ -199,7 +199,7 @@ TEST_F(HostileDriverTest, MutatedAnswersReachNoCallerAsEarlierBytes) {
     GuardedBuffer memory;
     ASSERT_TRUE(memory.Ready());
     std::string& scene = memory.scene;
-    long reads = 0, successfulReads = 0, earlierBytes = 0, undocumented = 0, heldAfterClose = 0;
+    long reads = 0, successfulReads = 0, earlierBytes = 0;
     int call = 0, sessions = 0;
     for (; sessions < kMaxSessions && machine.dsp->MutationCounts().answers < kMutatedAnswers; ++sessions) {
         wchar_t* handle = nullptr;
@@ -232,20 +232,15 @@ TEST_F(HostileDriverTest, MutatedAnswersReachNoCallerAsEarlierBytes) {
                     if (++earlierBytes <= 3) ADD_FAILURE() << scene << ": bytes of call " << marked;
                 }
             }
-            if (!documented.contains(hr)) {
-                ++undocumented;
-                ADD_FAILURE() << scene << ": " << Hex(hr);
-            }
+            EXPECT_TRUE(documented.contains(hr)) << scene << ": " << Hex(hr);
         }
         EXPECT_EQ(dll.Close(handle), S_OK);
-        if (platform.TotalReferences() != 0) ++heldAfterClose;
+        EXPECT_EQ(platform.TotalReferences(), 0) << "references held after the close of session " << sessions;
     }
 
     const sim::DspMutationCounts counts = machine.dsp->MutationCounts();
     EXPECT_GE(counts.answers, kMutatedAnswers);
     EXPECT_EQ(earlierBytes, 0) << "successful reads holding bytes of an earlier reply";
-    EXPECT_EQ(undocumented, 0);
-    EXPECT_EQ(heldAfterClose, 0) << "sessions after whose close references were held";
     EXPECT_LE(counts.largestListRead, kLargestReply) << "a module list read into more than the largest reply";
     std::printf("hostile driver (seed %u): %d sessions, %ld mutated answers, %ld reads, %ld successful\n", kSeed,
                 sessions, counts.answers, reads, successfulReads);
