@@ -6,11 +6,11 @@
 namespace kelix::test {
 namespace {
 
-FaultNote* current = nullptr;
+GuardedBuffer* current = nullptr;
 
 LONG CALLBACK ReportFault(EXCEPTION_POINTERS* exception) {
     if (exception->ExceptionRecord->ExceptionCode == EXCEPTION_ACCESS_VIOLATION && current != nullptr) {
-        std::fprintf(stderr, "access violation during: %s\n", current->Describe().c_str());
+        std::fprintf(stderr, "access violation during: %s\n", current->scene.c_str());
         std::fflush(stderr);
     }
     return EXCEPTION_CONTINUE_SEARCH;
@@ -18,23 +18,18 @@ LONG CALLBACK ReportFault(EXCEPTION_POINTERS* exception) {
 
 }  // namespace
 
-GuardedBuffer::GuardedBuffer() {
+GuardedBuffer::GuardedBuffer()
+    : handler_(AddVectoredExceptionHandler(1, ReportFault)), previous_(std::exchange(current, this)) {
     auto* base = static_cast<BYTE*>(VirtualAlloc(nullptr, kRoom + 4096, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
     DWORD previous = 0;
     if (base == nullptr || !VirtualProtect(base + kRoom, 4096, PAGE_NOACCESS, &previous)) return;
     base_ = base;
 }
 
-GuardedBuffer::~GuardedBuffer() { if (base_ != nullptr) VirtualFree(base_, 0, MEM_RELEASE); }
-
-FaultNote::FaultNote(std::function<std::string()> describe)
-    : describe_(std::move(describe)), handler_(AddVectoredExceptionHandler(1, ReportFault)) {
-    current = this;
-}
-
-FaultNote::~FaultNote() {
-    current = nullptr;
+GuardedBuffer::~GuardedBuffer() {
+    current = previous_;
     if (handler_ != nullptr) RemoveVectoredExceptionHandler(handler_);
+    if (base_ != nullptr) VirtualFree(base_, 0, MEM_RELEASE);
 }
 
 }  // namespace kelix::test

@@ -14,12 +14,10 @@ std::wstring OnSpeakers(const wchar_t* before, const wchar_t* after) {
     return before + std::wstring(kSpeakers) + after;
 }
 
-std::wstring PexKeyText(const wchar_t* name, int pid) {
-    return name + std::wstring(L", {F112024A-FE30-42A8-80AB-8DD825A06F78}, ") + std::to_wstring(pid);
-}
-
-std::wstring KreloKeyText(const wchar_t* name, int pid) {
-    return name + std::wstring(L", {5510C7AB-DFC2-40D0-A98B-5F77F697005E}, ") + std::to_wstring(pid);
+std::wstring KeyText(const wchar_t* name, const PROPERTYKEY& key) {
+    wchar_t fmtid[40];
+    StringFromGUID2(key.fmtid, fmtid, 40);
+    return name + std::wstring(L", ") + fmtid + L", " + std::to_wstring(key.pid);
 }
 
 PROPERTYKEY FxKey(DWORD pid) {

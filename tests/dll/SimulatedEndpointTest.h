@@ -36,9 +36,8 @@ PROPERTYKEY KreloTuningKey(DWORD pid);
 
 // before + the speakers' id + after: the messages that name the device.
 std::wstring OnSpeakers(const wchar_t* before, const wchar_t* after);
-// "name, {fmtid}, pid": a tuning key of each family as the library's lines name it.
-std::wstring PexKeyText(const wchar_t* name, int pid);
-std::wstring KreloKeyText(const wchar_t* name, int pid);
+// "name, {FMTID}, pid": a property key as the library's lines name it.
+std::wstring KeyText(const wchar_t* name, const PROPERTYKEY& key);
 
 // One export call, the result it must give and the line it must log (level 0: none checked).
 // The component follows from the function: ApoController, DspController, the exports' own

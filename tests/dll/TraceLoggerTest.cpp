@@ -6,11 +6,10 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "LogCapture.h"
 #include "TraceLogger.h"
 
 namespace kelix {
@@ -125,15 +124,13 @@ TEST(TraceLoggerTest, EachLineReachesTheSinksItsStateAllows) {
         SCOPED_TRACE(row.name);
         recorded = Recorded{};
         recorded.registerResult = row.registration;
-        wchar_t directory[MAX_PATH], path[MAX_PATH];
-        GetTempPathW(MAX_PATH, directory);
-        ASSERT_NE(GetTempFileNameW(directory, L"snk", 0, path), 0u);
+        test::LogCapture sink;
         SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", row.sink);
-        SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", row.toStandardError ? nullptr : path);
+        if (row.toStandardError) SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", nullptr);
         const HANDLE saved = GetStdHandle(STD_ERROR_HANDLE);
-        const HANDLE standardError = row.toStandardError
-            ? CreateFileW(path, GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)
-            : INVALID_HANDLE_VALUE;
+        const HANDLE standardError = row.toStandardError ? CreateFileW(sink.Path().c_str(), GENERIC_WRITE, FILE_SHARE_READ,
+                                                                       nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)
+                                                         : INVALID_HANDLE_VALUE;
         if (row.toStandardError) SetStdHandle(STD_ERROR_HANDLE, standardError);
         {
             TraceLogger logger(kFakeApi, row.provider);
@@ -145,11 +142,6 @@ TEST(TraceLoggerTest, EachLineReachesTheSinksItsStateAllows) {
         }
         SetStdHandle(STD_ERROR_HANDLE, saved);
         if (standardError != INVALID_HANDLE_VALUE) CloseHandle(standardError);
-        SetEnvironmentVariableW(L"KELIX3PEX_LOG_LEVEL", nullptr);
-        SetEnvironmentVariableW(L"KELIX3PEX_LOG_FILE", nullptr);
-        std::stringstream sunk;
-        sunk << std::ifstream(path, std::ios::binary).rdbuf();
-        DeleteFileW(path);
 
         // Registered: the event source opened, the line traced and reported, both given back at the
         // end. Refused: asked again (by IsEnabled), and nothing else.
@@ -161,12 +153,11 @@ TEST(TraceLoggerTest, EachLineReachesTheSinksItsStateAllows) {
         if (row.traced && row.level <= kLevelError) calls.push_back(L"report [PexControl]: " + line);
         if (registered) calls.insert(calls.end(), {L"unregister", L"deregister"});
         EXPECT_EQ(recorded.calls, calls);
-        const std::wstring digitAndLine = std::to_wstring(row.level) + L" " + line + L"\n";
-        std::string utf8(digitAndLine.size() * 3, '\0');
-        utf8.resize(static_cast<size_t>(WideCharToMultiByte(CP_UTF8, 0, digitAndLine.data(),
-                                                            static_cast<int>(digitAndLine.size()), utf8.data(),
-                                                            static_cast<int>(utf8.size()), nullptr, nullptr)));
-        EXPECT_EQ(sunk.str(), row.sunk ? utf8 : "");
+        // The text sink's lines, read back as UTF-8.
+        std::vector<std::wstring> sunk;
+        for (const test::LogLine& logged : sink.Lines()) sunk.push_back(logged.raw);
+        EXPECT_EQ(sunk, row.sunk ? std::vector<std::wstring>{std::to_wstring(row.level) + L" " + line}
+                                 : std::vector<std::wstring>{});
     }
 }
 

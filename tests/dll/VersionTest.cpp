@@ -87,8 +87,6 @@ TEST_F(VersionTest, ClassIdsMapThroughTheKeysInOrder) {
          L"pex2.10"},
         {"wrapper as REG_BINARY is skipped", 1001, {{13, {kMfxSlot}}, {5, {kPex25}}},
          {{L"APO_MFX", REG_BINARY, kPex210}}, L"pex2.5"},
-        {"wrapper as REG_MULTI_SZ is skipped", 1001, {{13, {kMfxSlot}}, {5, {kPex25}}},
-         {{L"APO_MFX", REG_MULTI_SZ, kPex210}}, L"pex2.5"},
         {"wrapper without a registry value, next slot", 1001,
          {{13, {kEfxSlot}}, {5, {L"{d9916f9f-99f7-11e7-bf21-6c0b849889e1}"}}}, {}, L"pex2.5-gaming"},
         {"composite endpoint before composite mode", 2001,

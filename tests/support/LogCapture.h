@@ -25,6 +25,7 @@ public:
 
     std::vector<LogLine> Lines() const;
     void Clear() const;
+    const std::wstring& Path() const { return path_; }
 
     // Exactly one line with this level, file, function and message; the line
     // number is checked by shape (a number, or none in a Leave line).
