@@ -19,17 +19,12 @@ struct Outcome {
     std::string err;
 };
 
-std::wstring Widen(const std::string& utf8);
-std::string Narrow(const std::wstring& wide);
-// The directory of the test program (and of pexctl.exe), with its separator.
-std::wstring Directory();
-std::string ReadAll(const std::wstring& path);
+std::string ReadAll(const std::string& path);
 
 // Runs pexctl with UTF-8 arguments (each quoted for the command line), its
 // streams sent to files.
 Outcome Pexctl(const std::vector<std::string>& args);
 std::string Describe(const std::vector<std::string>& args, const Outcome& run);
-std::vector<std::string> Simulated(std::vector<std::string> args);  // --simulate first
 // The document on stdout; a test failure that names the run when it is no JSON.
 Json Parse(const std::vector<std::string>& args, const Outcome& run);
 // The document's leaves, a "/json/pointer=value\n" line each in key order, strings as they are:
@@ -43,11 +38,11 @@ public:
     ~TemporaryFile();
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
-    std::string Path() const { return Narrow(path_); }
+    const std::string& Path() const { return path_; }
     std::string Content() const { return ReadAll(path_); }
 
 private:
-    std::wstring path_;
+    std::string path_;
 };
 
 }  // namespace pexctl_test
