@@ -151,7 +151,7 @@ try:
 finally:
     driver.quit()
 check(server.stop() == 0, "pexctl serve did not end with 0")
-check(server.pexctl_json("--route", "dsp", "get", "pex_ieq_bands").get("dsp") == final,
+check(pexctl_json(runner, pexctl, machine, "--route", "dsp", "get", "pex_ieq_bands").get("dsp") == final,
       "pexctl on the profile does not read the page's pex_ieq_bands")
 
 # A read-only store: the failing write shows its words in place and in the log.
