@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 
@@ -93,6 +94,35 @@ std::string Leaves(const Json& document) {
     }
     return text;
 }
+
+void Check(const Case& run, bool simulated) {
+    std::vector<std::string> args = run.args;
+    if (simulated && (args.empty() || (args[0].rfind("--simulate=", 0) != 0 && args[0] != "--no-save"))) {
+        args.insert(args.begin(), "--simulate");
+    }
+    const Outcome outcome = Pexctl(args);
+    const std::string what = Describe(args, outcome);
+    const bool json = std::find(args.begin(), args.end(), "--json") != args.end();
+    EXPECT_EQ(outcome.exitCode, run.exitCode) << what;
+    const std::string out = json ? Leaves(Parse(args, outcome)) : outcome.out;
+    for (const std::string& text : run.out) EXPECT_NE(out.find(text), std::string::npos) << text << "\n" << out << what;
+    for (const std::string& text : run.err) EXPECT_NE(outcome.err.find(text), std::string::npos) << text << "\n" << what;
+    if (run.out.empty()) {
+        EXPECT_EQ(outcome.out, "") << what;
+    }
+    if (run.err.empty()) {
+        EXPECT_EQ(outcome.err, "") << what;
+    }
+    // Errors: "pexctl: " lines on stderr, or the error objects of --json; a bad input is one error.
+    if (run.exitCode != 0 && !json) {
+        EXPECT_EQ(outcome.err.rfind("pexctl: ", 0), 0u) << what;
+    }
+    if (run.exitCode == 2 && json) {
+        EXPECT_EQ(out.find("/errors/1/"), std::string::npos) << what;
+    }
+}
+
+std::string ShippedProfile(const char* name) { return ReadAll(std::string(KELIX_PROFILES_DIR "/") + name); }
 
 TemporaryFile::TemporaryFile(const std::string& name, const std::string& content)
     : path_(Directory() + std::to_string(GetCurrentProcessId()) + "-" + name) {

@@ -31,6 +31,20 @@ Json Parse(const std::vector<std::string>& args, const Outcome& run);
 // what a run answered, found by text whatever the nesting.
 std::string Leaves(const Json& document);
 
+// A run and the answer it must give.
+struct Case {
+    // After --simulate (the built-in machine) unless they name a profile or start with --no-save,
+    // which needs one; on Wine's own audio when not simulated.
+    std::vector<std::string> args;
+    DWORD exitCode;
+    std::vector<std::string> err;  // each found on stderr; none: stderr is empty
+    std::vector<std::string> out;  // each found on stdout, among the Leaves with --json; none: stdout is empty
+};
+void Check(const Case& run, bool simulated = true);
+
+// A machine profile as shipped in sim/profiles.
+std::string ShippedProfile(const char* name);
+
 // A file beside the test program, removed when the test ends.
 class TemporaryFile {
 public:

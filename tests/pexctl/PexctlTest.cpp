@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -14,42 +13,6 @@
 namespace {
 
 using namespace pexctl_test;
-
-struct Case {
-    // After --simulate (the built-in machine) unless they name a profile or start with --no-save,
-    // which needs one; on Wine's own audio when not simulated.
-    std::vector<std::string> args;
-    DWORD exitCode;
-    std::vector<std::string> err;  // each found on stderr; none: stderr is empty
-    std::vector<std::string> out;  // each found on stdout, among the Leaves with --json; none: stdout is empty
-};
-
-void Check(const Case& run, bool simulated = true) {
-    std::vector<std::string> args = run.args;
-    if (simulated && (args.empty() || (args[0].rfind("--simulate=", 0) != 0 && args[0] != "--no-save"))) {
-        args.insert(args.begin(), "--simulate");
-    }
-    const Outcome outcome = Pexctl(args);
-    const std::string what = Describe(args, outcome);
-    const bool json = std::find(args.begin(), args.end(), "--json") != args.end();
-    EXPECT_EQ(outcome.exitCode, run.exitCode) << what;
-    const std::string out = json ? Leaves(Parse(args, outcome)) : outcome.out;
-    for (const std::string& text : run.out) EXPECT_NE(out.find(text), std::string::npos) << text << "\n" << out << what;
-    for (const std::string& text : run.err) EXPECT_NE(outcome.err.find(text), std::string::npos) << text << "\n" << what;
-    if (run.out.empty()) {
-        EXPECT_EQ(outcome.out, "") << what;
-    }
-    if (run.err.empty()) {
-        EXPECT_EQ(outcome.err, "") << what;
-    }
-    // Errors: "pexctl: " lines on stderr, or the error objects of --json; a bad input is one error.
-    if (run.exitCode != 0 && !json) {
-        EXPECT_EQ(outcome.err.rfind("pexctl: ", 0), 0u) << what;
-    }
-    if (run.exitCode == 2 && json) {
-        EXPECT_EQ(out.find("/errors/1/"), std::string::npos) << what;
-    }
-}
 
 // A bad input (exit 2) says what is wrong, with no HRESULT; each case in text or as the error
 // object of --json in turn, both forms coming from one error path.
@@ -101,11 +64,21 @@ TEST(PexctlTest, RunsAnswerWithExitCodeAndTexts) {
     const TemporaryFile recordsFile("records.json", records.dump()), saved("saved.json"), page("page.html");
     // Machine profiles that do not read, one whose device is removed while a command runs (its
     // store answers AUDCLNT_E_DEVICE_INVALIDATED), and a snapshot of a format this build does not read.
-    std::string removing = ReadAll(KELIX_PROFILES_DIR "/laptop-speakers.json");
+    std::string removing = ShippedProfile("laptop-speakers.json");
     removing.insert(1, R"("failures": [{"method": "IPropertyStore::SetValue", "hresult": "0x88890004"}], )");
     const std::string unreadable = R"({"format": 1, "endpoints": [{"id": "a", "guid": "x", "friendlyName": "A"}]})";
     const TemporaryFile badProfile("bad-machine.json", unreadable), noProfile("no-machine.json"),
         removed("removed-machine.json", removing), format2("format-2.json", R"({"format": 2, "parameters": []})");
+    // A DSP that refuses every parameter write; snapshots of the store and DSP gains, and of DSP values.
+    std::string refusing = ShippedProfile("laptop-speakers.json");
+    refusing.insert(refusing.find("\"modules\": ["), R"("failures": [{"request": "ParameterSet", "hresult": "0x8007001F"}], )");
+    const auto snapshot = [](const char* first, const char* second, const char* route) {
+        const Json entries = {{{"name", first}, {"route", route}, {"value", 5}}, {{"name", second}, {"route", "dsp"}, {"value", 5}}};
+        return Json{{"format", 1}, {"endpoint", {{"id", "x"}}}, {"parameters", entries}}.dump();
+    };
+    const TemporaryFile refusingMachine("refusing-machine.json", refusing), amd("amd.json", ShippedProfile("amd-laptop.json")),
+        gains("gains.json", snapshot("pex_postgain", "pex_postgain", "store")),
+        dspValues("dsp-values.json", snapshot("pex_postgain", "krelo_peak_level", "dsp"));
     // A value set echoes is the one it sent: the simulated platform lives as long as one run.
     const auto set = [](const std::string& route, const std::string& name, const std::string& value, const Json& echo) {
         const Json written = route == "both" ? Json{"store", "dsp"} : Json{route};
@@ -138,6 +111,13 @@ TEST(PexctlTest, RunsAnswerWithExitCodeAndTexts) {
         {{"--no-save", "set", "pex_postgain", "1"}, 2, {"--no-save applies to --simulate=PROFILE.json"}, {}},
         {{"apply", format2.Path()}, 2,
          {"cannot be used, nothing was written: snapshot format 2; this build reads format 1"}, {}},
+        // apply writes what fits the endpoint: writes that fail are reported one by one and end with
+        // 3; a family its DSP lacks is left out.
+        {{"--simulate=" + refusingMachine.Path(), "--no-save", "--json", "apply", gains.Path()}, 3, {},
+         {"/writes/0/result=written\n", "/writes/1/result=0x8007001F",
+          "writing pex_postgain on the dsp route failed: 0x8007001F"}},
+        {{"--simulate=" + amd.Path(), "--json", "apply", "--dry-run", dspValues.Path()}, 4, {},
+         {"/skipped/0/family=PEX\n", "/skippedValues=1\n", "/wouldWrite=1\n", "/writes/0/name=krelo_peak_level\n"}},
         // A family that is not on an endpoint's DSP is skipped, said once, and no failure.
         {{"--device", "1", "--route", "dsp", "dump"}, 0,
          {"pexctl: the PEX family is not on this endpoint's DSP: its DSP parameters are skipped\n"
