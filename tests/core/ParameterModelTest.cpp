@@ -189,31 +189,6 @@ TEST(ParameterModelTest, EncodingRefusesBadFieldsInWords) {
     }
 }
 
-TEST(ParameterModelTest, SizesFollowTheCountsInTheCallerBytes) {
-    struct Case {
-        std::string_view parameter;
-        std::vector<std::int32_t> words;
-        std::optional<std::uint32_t> size;
-    };
-    const Case cases[] = {
-        {"pex_init_info", {}, 168},
-        {"pex_tuning_partial_output_mode", {7, -1}, std::nullopt},
-        {"pex_tuning_partial_output_mode", {7}, std::nullopt},  // the count word is missing
-        {"krelo_filter_config", {2044}, 2048},
-        {"krelo_filter_config", {2045}, std::nullopt},
-        {"pex_postgain", {}, 4},
-    };
-    for (const Case& c : cases) {
-        const auto* bytes = reinterpret_cast<const std::uint8_t*>(c.words.data());
-        EXPECT_EQ(StructureSize(Parameter(c.parameter), bytes, static_cast<std::uint32_t>(c.words.size() * 4)), c.size)
-            << c.parameter;
-    }
-    // Bytes shorter than the counts say do not decode.
-    const std::vector<std::int32_t> shortGains{3, 1, 2};
-    EXPECT_FALSE(DecodeStructure(Parameter("krelo_audio_optimizer_gains"),
-                                 reinterpret_cast<const std::uint8_t*>(shortGains.data()), 12));
-}
-
 // docs/parameters.md is what `pexctl params --markdown` writes: the page pins every parameter's
 // kind, access, routes, property key and DSP index and name.
 TEST(ParameterReferenceTest, DocsPageIsCurrent) {

@@ -16,9 +16,13 @@ namespace {
 using namespace pexctl_test;
 using kelix::test::ClearCatalogueValuesOfTheDefaultEndpoint;
 
-// pexctl on the machine the profile holds; the exit code checked.
-Json OnMachine(const TemporaryFile& machine, std::vector<std::string> args, DWORD exitCode = 0) {
-    args.insert(args.begin(), {"--simulate=" + machine.Path(), "--json"});
+// pexctl --json on the machine the profile holds, or with nullptr on Wine's own audio with
+// --type ui4; the exit code checked.
+Json OnMachine(const TemporaryFile* machine, std::vector<std::string> args, DWORD exitCode = 0) {
+    const std::vector<std::string> options = machine != nullptr
+                                                 ? std::vector<std::string>{"--simulate=" + machine->Path(), "--json"}
+                                                 : std::vector<std::string>{"--json", "--type", "ui4"};
+    args.insert(args.begin(), options.begin(), options.end());
     const Outcome run = Pexctl(args);
     EXPECT_EQ(run.exitCode, exitCode) << Describe(args, run);
     return Parse(args, run);
@@ -51,12 +55,12 @@ Json Saved(const TemporaryFile& snapshot) {
 TEST(PexctlTest, SnapshotRoundTripOnBothRoutes) {
     const TemporaryFile machine("round-trip.json", ShippedProfile("laptop-speakers.json"));
     const TemporaryFile snapshot("snapshot.json"), again("snapshot-again.json");
-    OnMachine(machine, {"list"});
+    OnMachine(&machine, {"list"});
     EXPECT_EQ(machine.Content(), ShippedProfile("laptop-speakers.json")) << "a run that changes nothing";
-    OnMachine(machine, {"--route", "both", "set", "pex_postgain", "-6"});
-    OnMachine(machine, {"--route", "both", "set", "pex_ieq_bands", Bands(100).dump()});
-    OnMachine(machine, {"set", "krelo_peak_level", "7"});
-    const Json saved = OnMachine(machine, {"save", snapshot.Path()});
+    OnMachine(&machine, {"--route", "both", "set", "pex_postgain", "-6"});
+    OnMachine(&machine, {"--route", "both", "set", "pex_ieq_bands", Bands(100).dump()});
+    OnMachine(&machine, {"set", "krelo_peak_level", "7"});
+    const Json saved = OnMachine(&machine, {"save", snapshot.Path()});
     const Json file = Json::parse(snapshot.Content());
     EXPECT_EQ(file.at("routes"), Json({"store", "dsp"}));
     EXPECT_EQ(saved.at("saved"), file.at("parameters").size());
@@ -67,22 +71,22 @@ TEST(PexctlTest, SnapshotRoundTripOnBothRoutes) {
     }
     EXPECT_TRUE(found) << snapshot.Content();
 
-    OnMachine(machine, {"--route", "both", "set", "pex_postgain", "-2"});
-    OnMachine(machine, {"--route", "dsp", "set", "pex_ieq_bands", Bands(7).dump()});
-    OnMachine(machine, {"set", "krelo_peak_level", "0"});
-    OnMachine(machine, {"--no-save", "--route", "both", "set", "krelo_post_gain", "5"});
+    OnMachine(&machine, {"--route", "both", "set", "pex_postgain", "-2"});
+    OnMachine(&machine, {"--route", "dsp", "set", "pex_ieq_bands", Bands(7).dump()});
+    OnMachine(&machine, {"set", "krelo_peak_level", "0"});
+    OnMachine(&machine, {"--no-save", "--route", "both", "set", "krelo_post_gain", "5"});
     const std::vector<std::string> changed = {"pex_postgain/store", "krelo_peak_level/store", "pex_postgain/dsp",
                                               "pex_ieq_bands/dsp"};
-    EXPECT_EQ(Names(OnMachine(machine, {"diff", snapshot.Path()}, 4).at("differences")), changed);
+    EXPECT_EQ(Names(OnMachine(&machine, {"diff", snapshot.Path()}, 4).at("differences")), changed);
     const std::string before = machine.Content();
-    const Json dry = OnMachine(machine, {"apply", "--dry-run", snapshot.Path()}, 4);
+    const Json dry = OnMachine(&machine, {"apply", "--dry-run", snapshot.Path()}, 4);
     EXPECT_EQ(Names(dry.at("writes")), changed);
     EXPECT_EQ(dry.at("wouldWrite"), changed.size());
     EXPECT_EQ(machine.Content(), before) << "a dry run writes nothing";
-    const Json applied = OnMachine(machine, {"apply", snapshot.Path()});
+    const Json applied = OnMachine(&machine, {"apply", snapshot.Path()});
     ASSERT_EQ(Names(applied.at("writes")), changed);
     for (const Json& write : applied.at("writes")) EXPECT_EQ(write.at("result"), "written") << write.dump();
-    OnMachine(machine, {"save", again.Path()});
+    OnMachine(&machine, {"save", again.Path()});
     EXPECT_EQ(Saved(again), Saved(snapshot));
 }
 
@@ -140,7 +144,7 @@ TEST(PexctlTest, CapturedMachinesAnswerAsTheOriginals) {
             }
         }
         const TemporaryFile captured("captured.json");
-        const Json capture = OnMachine(machine, {"capture", captured.Path()});
+        const Json capture = OnMachine(&machine, {"capture", captured.Path()});
         EXPECT_EQ(capture.at("unreadDspValues"), Json::array());
         const std::vector<std::string> original = Answers(machine.Path()), copy = Answers(captured.Path());
         ASSERT_EQ(original.size(), copy.size());
@@ -149,7 +153,7 @@ TEST(PexctlTest, CapturedMachinesAnswerAsTheOriginals) {
     // --device: that endpoint alone (the laptop's line out, whose store opens read-only).
     const TemporaryFile machine("original.json", ShippedProfile("laptop-speakers.json"));
     const TemporaryFile captured("captured.json");
-    OnMachine(machine, {"--device", "2", "capture", captured.Path()});
+    OnMachine(&machine, {"--device", "2", "capture", captured.Path()});
     const Json endpoints = Json::parse(captured.Content()).at("endpoints");
     ASSERT_EQ(endpoints.size(), 1u);
     EXPECT_EQ(endpoints[0].at("id"), Json::parse(ShippedProfile("laptop-speakers.json"))["endpoints"][2].at("id"));
@@ -157,29 +161,22 @@ TEST(PexctlTest, CapturedMachinesAnswerAsTheOriginals) {
 }
 
 // Wine's null device: one endpoint, whose store takes scalars only as VT_UI4 and says so; save,
-// apply, save gives the same file; its capture.
+// apply, save gives the same file (diff's rules: the simulated round trip); its capture.
 TEST(PexctlWineTest, WineEndpointSnapshotRoundTrip) {
     // Earlier programs of the prefix left values of every kind in Wine's store.
     ASSERT_NO_FATAL_FAILURE(ClearCatalogueValuesOfTheDefaultEndpoint());
     Check({{"set", "krelo_peak_level", "7"}, 1, {"(the store refused the value's type; some stores take only --type ui4)"}, {}},
           false);
     const TemporaryFile snapshot("wine-snapshot.json"), again("wine-snapshot-again.json");
-    const auto run = [](std::vector<std::string> args, DWORD exitCode = 0) {
-        args.insert(args.begin(), {"--json", "--type", "ui4"});
-        const Outcome outcome = Pexctl(args);
-        EXPECT_EQ(outcome.exitCode, exitCode) << Describe(args, outcome);
-        return Parse(args, outcome);
-    };
-    run({"set", "krelo_peak_level", "11"});
-    run({"set", "pex_postgain", "3"});
-    run({"--route", "store", "save", snapshot.Path()});
+    OnMachine(nullptr, {"set", "krelo_peak_level", "11"});
+    OnMachine(nullptr, {"set", "pex_postgain", "3"});
+    OnMachine(nullptr, {"--route", "store", "save", snapshot.Path()});
     EXPECT_EQ(Json::parse(snapshot.Content()).at("endpoint").at("formFactor"), 1);
-    run({"set", "pex_postgain", "9"});
-    EXPECT_EQ(Names(run({"diff", snapshot.Path()}, 4).at("differences")), std::vector<std::string>{"pex_postgain/store"});
-    const Json applied = run({"apply", snapshot.Path()});
+    OnMachine(nullptr, {"set", "pex_postgain", "9"});
+    const Json applied = OnMachine(nullptr, {"apply", snapshot.Path()});
     ASSERT_EQ(applied.at("writes").size(), 1u);
     EXPECT_EQ(applied["writes"][0].at("result"), "written");
-    run({"--route", "store", "save", again.Path()});
+    OnMachine(nullptr, {"--route", "store", "save", again.Path()});
     EXPECT_EQ(Saved(again), Saved(snapshot));
     // Captured, the simulated copy answers as Wine does.
     const TemporaryFile captured("wine-captured.json");
