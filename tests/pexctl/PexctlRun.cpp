@@ -122,6 +122,15 @@ void Check(const Case& run, bool simulated) {
     }
 }
 
+Json Bands(int first) {
+    Json bands = {{"count", 4}, {"a", Json::array()}, {"b", Json::array()}};
+    for (int i = 0; i < 20; ++i) {
+        bands["a"].push_back(first * (i + 1));
+        bands["b"].push_back(i % 5 - 2);
+    }
+    return bands;
+}
+
 std::string ShippedProfile(const char* name) { return ReadAll(std::string(KELIX_PROFILES_DIR "/") + name); }
 
 TemporaryFile::TemporaryFile(const std::string& name, const std::string& content)

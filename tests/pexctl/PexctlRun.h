@@ -42,6 +42,9 @@ struct Case {
 };
 void Check(const Case& run, bool simulated = true);
 
+// pex_ieq_bands' value: count 4, the arrays a (first, 2 * first, ...) and b (-2..2 repeated).
+Json Bands(int first);
+
 // A machine profile as shipped in sim/profiles.
 std::string ShippedProfile(const char* name);
 

@@ -53,11 +53,7 @@ std::vector<Case> BadInputs() {
 }
 
 TEST(PexctlTest, RunsAnswerWithExitCodeAndTexts) {
-    Json bands = {{"count", 3}, {"a", Json::array()}, {"b", Json::array()}};
-    for (int i = 0; i < 20; ++i) {
-        bands["a"].push_back(1000 + i);
-        bands["b"].push_back(-i);
-    }
+    const Json bands = Bands(1000);
     const Json records = {{"records", {{1, 2, 3, 4, 5, 6}, {-1, -2, -3, -4, -5, 0x7FFFFFFF}}}};
     std::vector<std::uint8_t> filter(2044);
     for (size_t i = 0; i < filter.size(); ++i) filter[i] = static_cast<std::uint8_t>(i * 7);

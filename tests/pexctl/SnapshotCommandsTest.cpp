@@ -28,15 +28,6 @@ Json OnMachine(const TemporaryFile* machine, std::vector<std::string> args, DWOR
     return Parse(args, run);
 }
 
-Json Bands(int first) {
-    Json bands = {{"count", 4}, {"a", Json::array()}, {"b", Json::array()}};
-    for (int i = 0; i < 20; ++i) {
-        bands["a"].push_back(first * (i + 1));
-        bands["b"].push_back(i % 5 - 2);
-    }
-    return bands;
-}
-
 std::vector<std::string> Names(const Json& list) {
     std::vector<std::string> names;
     for (const Json& item : list) names.push_back(item.at("name").get<std::string>() + "/" + item.at("route").get<std::string>());
@@ -115,11 +106,7 @@ std::vector<std::string> Answers(const std::string& machine) {
 // holds every kind of endpoint (a DSP with both families, none, a read-only store, unplugged);
 // the AMD laptop reaches its DSP through the AMD module set.
 TEST(PexctlTest, CapturedMachinesAnswerAsTheOriginals) {
-    Json thresholds = {{"a", Json::array()}, {"b", Json::array()}};
-    for (int i = 0; i < 20; ++i) {
-        thresholds["a"].push_back(i - 7);
-        thresholds["b"].push_back(3 * i);
-    }
+    const Json thresholds = {{"a", Bands(-3)["a"]}, {"b", Bands(5)["b"]}};
     Json parameters = Json::array();
     const auto add = [&](const char* name, std::vector<const char*> routes, const Json& value) {
         for (const char* route : routes) parameters.push_back({{"name", name}, {"route", route}, {"value", value}});
