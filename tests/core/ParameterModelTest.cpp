@@ -180,6 +180,12 @@ TEST(ParameterModelTest, EncodingRefusesBadFieldsInWords) {
         EXPECT_NE(encoded.error.find(c.error), std::string::npos) << c.parameter << ": " << encoded.error;
         EXPECT_TRUE(encoded.bytes.empty()) << c.parameter;
     }
+    // In caller bytes that end at the count, a count up to the field's maximum has a size, one above none.
+    for (const std::int32_t count : {2044, 2045}) {
+        EXPECT_EQ(StructureSize(Parameter("krelo_filter_config"), reinterpret_cast<const std::uint8_t*>(&count), 4),
+                  count == 2044 ? std::optional<std::uint32_t>(2048) : std::nullopt)
+            << count;
+    }
 }
 
 // docs/parameters.md is what `pexctl params --markdown` writes: the page pins every parameter's
