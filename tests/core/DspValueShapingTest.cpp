@@ -73,14 +73,6 @@ TEST(ReshapeBlobForDspTest, BytesSentPerParameter) {
     EXPECT_TRUE(ReshapeBlobForDsp(2105, nullptr, 12, false).empty());
 }
 
-TEST(ParseModuleVersionTest, ThreeNumbersOrNothing) {
-    const std::pair<const wchar_t*, std::optional<std::array<int, 3>>> cases[] = {
-        {L"1.4.1", {{1, 4, 1}}}, {L"1.3.1-lite", {{1, 3, 1}}}, {L"2.10.0-lite", {{2, 10, 0}}},
-        {L"2.10", {}},           {L"1,4,1", {}},               {L"", {}},                     {L"krelo-amd", {}},
-    };
-    for (const auto& [text, version] : cases) EXPECT_EQ(ParseModuleVersion(text), version) << std::wstring(text);
-}
-
 TEST(ShapeDspReplyTest, RepliesIntoCallerBuffers) {
     struct ReadCase {
         const char* name;

@@ -24,7 +24,12 @@ TEST(TextTest, ListsTrimmedMessagesGuidsAndFallbackTexts) {
         {Int32ListText(words, 4), L"7, -1, 2147483647, -2147483648"}, {Int32ListText(words, 1), L"7"},
         {Int32ListText(words, 0), L"NULL"}, {Int32ListText(nullptr, 3), L"NULL"},
         {ByteListText(bytes, 3), L"0, 255, 16"}, {ByteListText(nullptr, 0), L"NULL"},
-        {CountedValueText(1105, nullptr, 8), L"NULL"},
+        // Counted values by parameter: a remainder under four bytes is not shown; the filter configuration is bytes.
+        {CountedValueText(1105, nullptr, 8), L"NULL"}, {CountedValueText(1105, Bytes({5, -6}).data(), 8), L"5, -6"},
+        {CountedValueText(1105, Bytes({5, -6}).data(), 7), L"5"}, {CountedValueText(1105, Bytes({5}).data(), 3), L"NULL"},
+        {CountedValueText(1114, Bytes({1, 2, 3}).data(), 11), L"1, 2"},
+        {CountedValueText(2105, Bytes({5, 200}).data(), 5), L"5, 0, 0, 0, 200"},
+        {CountedValueText(2105, nullptr, 0), L"NULL"},
         {TrimSystemMessage(L"Invalid parameter.\r\n"), L"Invalid parameter."},
         {TrimSystemMessage(L"Two\r\n\r\n"), L"Two\r\n"}, {TrimSystemMessage(L"Bare\n"), L"Bare"},
         {TrimSystemMessage(L"None"), L"None"}, {TrimSystemMessage(L""), L""},
@@ -39,26 +44,6 @@ TEST(TextTest, ListsTrimmedMessagesGuidsAndFallbackTexts) {
         {FallbackHResultText(0xDEADBEEF), L"Unknown error 0xDEADBEEF"},
     };
     for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].first, cases[i].second) << "row " << i;
-}
-
-TEST(ValueTextTest, CountedValuesByParameter) {
-    struct Case {
-        ParameterId id;
-        std::vector<std::uint8_t> data;
-        std::uint32_t size;
-        const wchar_t* text;
-    };
-    const Case cases[] = {
-        {1105, Bytes({5, -6}), 8, L"5, -6"},
-        {1105, Bytes({5, -6}), 7, L"5"},          // a remainder under four bytes is not shown
-        {1105, Bytes({5}), 3, L"NULL"},
-        {1114, Bytes({1, 2, 3}), 3 * 4 - 1, L"1, 2"},
-        {2105, {5, 0, 0, 0, 200}, 5, L"5, 0, 0, 0, 200"},  // the filter configuration is bytes
-        {2105, {}, 0, L"NULL"},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(CountedValueText(c.id, c.data.data(), c.size), c.text) << c.id << " size " << c.size;
-    }
 }
 
 int Sign(int value) { return (value > 0) - (value < 0); }

@@ -1,7 +1,12 @@
-// Snapshot documents: what is refused (and how the error names the entry) and
-// what Compare reports; the round trip through the file: SnapshotCommandsTest.
+// Snapshot documents: what is refused (and how the error names the entry), what
+// Compare reports, and the report page of them (the values that differ marked,
+// text escaped, nothing that would be fetched); the round trip through the file:
+// SnapshotCommandsTest.
 #include <gtest/gtest.h>
 
+#include <regex>
+
+#include "Report.h"
 #include "Snapshot.h"
 
 namespace pexctl {
@@ -16,14 +21,21 @@ Json Bands(int first) {
     return bands;
 }
 
-std::string Document(const Json& parameters, int format = kSnapshotFormat) {
-    return Json{{"format", format}, {"endpoint", {{"id", "e"}, {"name", "Speakers"}}}, {"parameters", parameters}}.dump();
+std::string Document(const Json& parameters, int format = kSnapshotFormat, const std::string& name = "Speakers") {
+    const Json endpoint = {{"id", "e"}, {"name", name}, {"formFactor", 1}};
+    return Json{{"format", format}, {"endpoint", endpoint}, {"parameters", parameters}}.dump();
 }
 
-Snapshot Read(const Json& parameters) {
-    const SnapshotReading reading = SnapshotFromJson(Document(parameters));
+Snapshot Read(const Json& parameters, const std::string& name = "Speakers") {
+    const SnapshotReading reading = SnapshotFromJson(Document(parameters, kSnapshotFormat, name));
     EXPECT_EQ(reading.error, "");
     return reading.snapshot;
+}
+
+std::size_t Count(const std::string& text, const std::string& pattern) {
+    const std::regex expression(pattern);
+    return static_cast<std::size_t>(
+        std::distance(std::sregex_iterator(text.begin(), text.end(), expression), std::sregex_iterator()));
 }
 
 TEST(SnapshotTest, RefusedDocumentsNameTheEntryAndKeepNothing) {
@@ -93,6 +105,43 @@ TEST(SnapshotTest, CompareReportsChangedMissingAndExtraValues) {
         EXPECT_EQ(DifferenceLines(differences[i]), expected[i].lines) << expected[i].name;
     }
     EXPECT_TRUE(Compare(saved, saved).empty());
+}
+
+// Only the compared values that differ are marked; structures other than band arrays show by
+// field; every chart labels its axes (the curves themselves: the page in Chromium, render-report.sh).
+TEST(ReportTest, ComparedValuesThatDifferAreMarked) {
+    const Json bands = Bands(-40);
+    const Snapshot tuned = Read({
+        {{"name", "pex_postgain"}, {"route", "store"}, {"value", -6}},
+        {{"name", "pex_ieq_bands"}, {"route", "store"}, {"value", bands}},
+        {{"name", "krelo_vis_bands"}, {"route", "dsp"}, {"value", {{"v", Bands(7)["a"]}}}},
+        {{"name", "krelo_mb_compressor_tuning"}, {"route", "store"}, {"value", {{"n", 1}, {"records", {{1, 2, 3, 4, 5, 6}}}}}},
+    });
+    const Snapshot reference = Read({{{"name", "pex_ieq_bands"}, {"route", "store"}, {"value", bands}},
+                                     {{"name", "pex_postgain"}, {"route", "store"}, {"value", -4}}});
+    const ReportSource other{&reference, "reference.json"};
+    const std::string page = ReportHtml({&tuned, "tuned.json"}, &other);
+    EXPECT_EQ(Count(page, "<tr class=\"differs\"><td class=\"number\">1105</td><td>pex_postgain</td><td>store</td>"
+                          "<td class=\"number\">-6</td><td class=\"number\">-4</td>"),
+              1u);
+    EXPECT_EQ(Count(page, "<tr class=\"differs\"><td class=\"number\">1114"), 0u);
+    EXPECT_NE(page.find("records = [1, 2, 3, 4, 5, 6]"), std::string::npos);
+    EXPECT_GT(Count(page, "<figure class=\"chart\""), 0u);
+    EXPECT_EQ(Count(page, ">band</text>"), Count(page, "<figure class=\"chart\""));
+    EXPECT_EQ(Count(page, ">value</text>"), Count(page, "<figure class=\"chart\""));
+}
+
+TEST(ReportTest, TextIsEscapedAndNothingIsFetched) {
+    const Snapshot snapshot = Read({{{"name", "pex_postgain"}, {"route", "store"}, {"value", 1}}},
+                                   "<script>alert('x')</script> & \"Ger\xC3\xA4t\"");
+    const std::string page = ReportHtml({&snapshot, "a<b>.json"}, nullptr);
+    EXPECT_EQ(page.find("<script"), std::string::npos);
+    EXPECT_NE(page.find("&lt;script&gt;alert(&#39;x&#39;)&lt;/script&gt; &amp; &quot;Ger\xC3\xA4t&quot;"), std::string::npos);
+    EXPECT_NE(page.find("a&lt;b&gt;.json"), std::string::npos);
+    EXPECT_NE(page.find("content=\"default-src 'none'; style-src 'unsafe-inline'\""), std::string::npos);
+    EXPECT_EQ(Count(page, "(src|href)="), 0u);
+    EXPECT_EQ(Count(page, "url\\(|@import|https?:"), 0u);
+    EXPECT_NE(page.find("No band array holds a value."), std::string::npos);
 }
 
 }  // namespace

@@ -29,15 +29,6 @@ TEST(ValuesTest, IntegersAreStrict) {
     }
 }
 
-TEST(ValuesTest, Utf8AndUtf16RoundTrip) {
-    const std::u16string text = u"Ger\u00E4t\u20AC \"\\ \U0001F50A";
-    const std::string utf8 = Utf16ToUtf8(text);
-    EXPECT_EQ(utf8, "Ger\xC3\xA4t\xE2\x82\xAC \"\\ \xF0\x9F\x94\x8A");
-    EXPECT_EQ(Utf8ToUtf16(utf8), text);
-    EXPECT_EQ(Utf8ToUtf16("a\xFF" "b"), u"a\uFFFDb");
-    EXPECT_EQ(Utf16ToUtf8(std::u16string(1, char16_t{0xD800})), "\xEF\xBF\xBD");
-}
-
 // Values as get shows them go back through set unchanged, structures by field.
 TEST(ValuesTest, JsonValuesRoundTripThroughTheCallerBytes) {
     const struct {
@@ -67,7 +58,7 @@ TEST(ValuesTest, JsonValuesRoundTripThroughTheCallerBytes) {
 TEST(ValuesTest, DevicesByDefaultIndexIdAndName) {
     std::vector<Endpoint> endpoints(3);
     endpoints[0] = {0, u"{0.0.0.00000000}.{aa}", u"Speakers (Realtek)", false, 1, 1, "", ""};
-    endpoints[1] = {1, u"{0.0.0.00000000}.{bb}", u"Lautsprecher Ger\u00E4t", true, 1, 1, "", ""};
+    endpoints[1] = {1, u"{0.0.0.00000000}.{bb}", u"Lautsprecher Ger\u00E4t \U0001F50A", true, 1, 1, "", ""};
     endpoints[2] = {2, u"{0.0.0.00000000}.{cc}", u"Speakers (USB)", false, 8, 1, "", ""};
     struct Case {
         const char* selector;
@@ -80,7 +71,7 @@ TEST(ValuesTest, DevicesByDefaultIndexIdAndName) {
         {"3", -1, "no render endpoint has the index 3; `pexctl list` shows the render endpoints"},
         {"{0.0.0.00000000}.{AA}", 0, ""},
         {"usb", 2, ""},
-        {"GER\xC3\x84T", 1, ""},
+        {"GER\xC3\x84T \xF0\x9F\x94\x8A", 1, ""},  // beyond ASCII, a surrogate pair among them
         {"speakers", -1, "--device \"speakers\" matches 2 endpoints; give more of the name, the index or the id:\n"
                          "  [0] Speakers (Realtek) {0.0.0.00000000}.{aa}\n  [2] Speakers (USB) {0.0.0.00000000}.{cc}"},
         {"hdmi", -1, "no render endpoint matches --device \"hdmi\"; `pexctl list` shows the render endpoints"},

@@ -36,7 +36,9 @@ def console(driver):
     return [entry["message"] for entry in driver.get_log("browser")]
 
 
-def bands_value(value, field, index):
+def band(server, route, field, index):
+    """pex_ieq_bands' item as the endpoint holds it on a route (None when it cannot be read)."""
+    value = server.value("pex_ieq_bands", route)
     return value[field][index] if value else None
 
 
@@ -72,11 +74,11 @@ try:
     dot = point(driver, "a", 5)
     ActionChains(driver).click_and_hold(dot).move_by_offset(0, -30).move_by_offset(0, -30).release().perform()
     shown = lambda: int(point(driver, "a", 5).get_attribute("aria-label").split(": ")[1])
-    until(lambda: idle(driver) and bands_value(server.value("pex_ieq_bands", "dsp"), "a", 5) == shown(),
+    until(lambda: idle(driver) and band(server, "dsp", "a", 5) == shown(),
           "the DSP holds the dragged value the page shows")
     dragged = shown()
     check(dragged > 600, f"the drag moved band 6 from 600 to {dragged} only")
-    check(bands_value(server.value("pex_ieq_bands", "store"), "a", 5) == 600, "the drag wrote the store route too")
+    check(band(server, "store", "a", 5) == 600, "the drag wrote the store route too")
     check(driver.find_element(By.CSS_SELECTOR, "#log tbody tr").get_attribute("data-parameter") == "pex_ieq_bands",
           "the drag is not in the write log")
 
@@ -104,7 +106,7 @@ try:
     check(active() == "0", f"Tab reaches the first band of pex_ieq_bands a (focus: {active()})")
     ActionChains(driver).send_keys(Keys.ARROW_RIGHT, Keys.ARROW_RIGHT, Keys.ARROW_UP, Keys.ARROW_UP,
                                    Keys.ARROW_UP).perform()
-    until(lambda: bands_value(server.value("pex_ieq_bands", "dsp"), "a", 2) == 303, "arrow keys make band 3 303")
+    until(lambda: band(server, "dsp", "a", 2) == 303, "arrow keys make band 3 303")
 
     # A change made elsewhere shows within the poll.
     server.api("PUT", "param/pex_postgain?route=dsp", {"value": -9})
@@ -118,14 +120,11 @@ try:
             entry["value"] = -3
         if entry["name"] == "pex_ieq_bands" and entry["route"] == "dsp":
             entry["value"]["b"] = [-2 * i for i in range(20)]
-    good = os.path.join(out, "snapshot.json")
+    good, bad = os.path.join(out, "snapshot.json"), os.path.join(out, "bad-snapshot.json")
     with open(good, "w") as file:
         json.dump(snapshot, file)
-    bad = os.path.join(out, "bad-snapshot.json")
-    broken = json.loads(json.dumps(snapshot))
-    broken["parameters"][0]["id"] = 99999
     with open(bad, "w") as file:
-        json.dump(broken, file)
+        json.dump({**snapshot, "parameters": [{**snapshot["parameters"][0], "id": 99999}]}, file)
     driver.find_element(By.ID, "open").send_keys(bad)
     until(lambda: not driver.find_element(By.ID, "apply").get_attribute("disabled"), "the bad snapshot opened")
     driver.find_element(By.ID, "apply").click()
@@ -138,7 +137,7 @@ try:
     driver.find_element(By.ID, "apply").click()
     until(lambda: server.value("pex_postgain", "dsp") == -3 and server.value("pex_postgain", "store") == -3,
           "applying the snapshot writes pex_postgain on both routes")
-    check(bands_value(server.value("pex_ieq_bands", "dsp"), "b", 19) == -38, "applying wrote pex_ieq_bands b")
+    check(band(server, "dsp", "b", 19) == -38, "applying wrote pex_ieq_bands b")
     until(lambda: "written" in driver.find_element(By.ID, "snapshot-status").text, "the apply is reported")
     driver.execute_script("document.activeElement.blur(); window.scrollTo(0, 0)")
     driver.save_screenshot(os.path.join(out, "serve-page.png"))
@@ -151,7 +150,7 @@ try:
 finally:
     driver.quit()
 check(server.stop() == 0, "pexctl serve did not end with 0")
-check(server.pexctl_json("--route", "dsp", "get", "pex_ieq_bands").get("dsp") == final,
+check(pexctl_json(runner, pexctl, machine, "--route", "dsp", "get", "pex_ieq_bands").get("dsp") == final,
       "pexctl on the profile does not read the page's pex_ieq_bands")
 
 # A read-only store: the failing write shows its words in place and in the log.

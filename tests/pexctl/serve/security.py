@@ -12,7 +12,7 @@ import sys
 import threading
 
 sys.path.insert(0, os.path.dirname(__file__))
-from served import Served, arguments, check, finish, ws_receive, ws_send, ws_upgrade
+from served import Served, arguments, check, finish, pexctl_json, ws_receive, ws_send, ws_upgrade
 
 pexctl, runner, out, machine = arguments()
 
@@ -25,8 +25,13 @@ check(server.api("PUT", "param/pex_postgain?route=store", {"value": -5})[0] == 2
 json_type = {"Content-Type": "application/json"}
 big = "[" + "0," * (1024 * 1024 // 2) + "0]"
 ws = ws_upgrade(server.host)
-# name, method, target, headers (None removes one), body, status, words of the error
+# name, method, target, headers (None removes one), body, status, words of the error; every answer,
+# the page's as the errors', carries the content policy and no CORS header.
 cases = [
+    ("the page", "GET", "/", {}, None, 200, ""),
+    ("the page's script", "GET", "/app.js", {}, None, 200, ""),
+    ("localhost", "GET", "/api/values", {"Host": f"localhost:{port}"}, None, 200, ""),
+    ("the server's own Origin", "GET", "/api/values", {"Origin": f"http://127.0.0.1:{port}"}, None, 200, ""),
     ("no cookie", "GET", "/api/values", {"Cookie": None}, None, 403, "open the page at the address"),
     ("no cookie, page", "GET", "/", {"Cookie": None}, None, 403, "token"),
     ("a wrong cookie", "GET", "/api/values", {"Cookie": f"pexctl-{port}=" + "0" * 32}, None, 403, "token"),
@@ -61,10 +66,10 @@ cases = [
     ("the socket without an upgrade", "GET", "/api/socket", {}, None, 426, "WebSocket upgrade"),
 ]
 for name, method, target, headers, body, status, words in cases:
-    sent = {"Content-Type": None}
-    sent.update(headers)
-    got, answer_headers, answer = server.request(method, target, body, sent)
+    got, answer_headers, answer = server.request(method, target, body, headers)
     check(got == status, f"{name}: {got}, expected {status}: {answer[:200]!r}")
+    check("default-src 'none'" in answer_headers.get("content-security-policy", ""), f"{name}: no content policy")
+    check(not any(h.startswith("access-control-") for h in answer_headers), f"{name}: a CORS header")
     try:
         message = json.loads(answer)["errors"][0]["message"]
     except (ValueError, KeyError, IndexError):
@@ -77,16 +82,6 @@ cookie = headers.get("set-cookie", "")
 check(got == 303 and headers.get("location") == "/", f"the token: {got} to {headers.get('location')}")
 check(cookie.startswith(server.cookie + ";") and "HttpOnly" in cookie and "SameSite=Strict" in cookie,
       f"the cookie: {cookie!r}")
-# Good requests: localhost too, the server's own Origin too.
-for name, headers in [("localhost", {"Host": f"localhost:{port}"}), ("own Origin", {"Origin": f"http://127.0.0.1:{port}"})]:
-    got, answer_headers, _ = server.request("GET", "/api/values", headers=headers)
-    check(got == 200, f"{name}: {got}")
-# Every answer: the content policy, no CORS, for the page as for errors.
-for target, headers in [("/", {}), ("/app.js", {}), ("/api/endpoint", {}), ("/api/values", {"Cookie": None}),
-                        ("/api/values", {"Origin": "http://attacker.example"})]:
-    _, answer_headers, _ = server.request("GET", target, headers=headers)
-    check("default-src 'none'" in answer_headers.get("content-security-policy", ""), f"{target}: no content policy")
-    check(not any(h.startswith("access-control-") for h in answer_headers), f"{target}: a CORS header")
 # Listening on 127.0.0.1 alone: another loopback address is refused.
 try:
     socket.create_connection(("127.0.0.2", port), timeout=5).close()
@@ -164,6 +159,6 @@ check(status == 200 and document.get("store") == -8, f"a good write after them: 
 # POST /api/shutdown ends it, and the machine is written back.
 check(server.request("POST", "/api/shutdown", "{}", {"Cookie": None})[0] == 403, "shutdown without the cookie")
 check(server.stop() == 0, "pexctl serve did not end with 0")
-check(server.pexctl_json("get", "pex_postgain").get("store") == -8, "the profile does not hold the last write")
+check(pexctl_json(runner, pexctl, machine, "get", "pex_postgain").get("store") == -8, "the profile does not hold the last write")
 
 finish("the security rules hold")

@@ -1,7 +1,6 @@
 # pexctl serve run as a user runs it, for the tests and the benchmark: the
 # server started on a simulated machine kept in a profile, its URL and token
 # read from what it prints, raw HTTP requests to it, and its end.
-import http.client
 import json
 import os
 import re
@@ -9,6 +8,7 @@ import shutil
 import socket
 import subprocess
 import sys
+import time
 
 failures = []
 
@@ -48,7 +48,6 @@ def chromium(width=1400, height=2000):
 
 def open_page(driver, server):
     """The page entered with the token, once it has read the endpoint."""
-    import time
     driver.get(server.url)
     deadline = time.monotonic() + 30
     while driver.find_element("tag name", "body").get_attribute("data-ready") != "true":
@@ -64,7 +63,6 @@ def finish(success):
 
 class Served:
     def __init__(self, runner, pexctl, profile, *options):
-        self.runner, self.pexctl, self.profile = runner, pexctl, profile
         self.process = subprocess.Popen(runner + [pexctl, f"--simulate={profile}", *options, "serve", "--port", "0"],
                                         stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         for line in self.process.stdout:
@@ -77,29 +75,26 @@ class Served:
         self.host = f"127.0.0.1:{self.port}"
         self.cookie = f"pexctl-{self.port}={self.token}"
 
+    def head(self, method, path, headers):
+        """A request's head: Host and the cookie, then `headers` (None removes one)."""
+        sent = {"Host": self.host, "Cookie": self.cookie, **headers}
+        lines = [f"{method} {path} HTTP/1.1"] + [f"{k}: {v}" for k, v in sent.items() if v is not None]
+        return ("\r\n".join(lines) + "\r\n\r\n").encode()
+
     def request(self, method, path, body=None, headers=None):
-        """(status, headers with lower-case names, body) of one request on a fresh connection."""
-        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=30)
-        sent = {"Host": self.host, "Cookie": self.cookie}
-        if body is not None:
-            sent["Content-Type"] = "application/json"
-        sent.update(headers or {})
-        connection.putrequest(method, path, skip_host=True, skip_accept_encoding=True)
-        for name, value in sent.items():
-            if value is not None:
-                connection.putheader(name, value)
+        """(status, headers with lower-case names, body) of one request on a connection of its own."""
         data = body.encode() if isinstance(body, str) else body
+        sent = {"Connection": "close", **(headers or {})}
         if data is not None:
-            connection.putheader("Content-Length", str(len(data)))
-        connection.endheaders(data)
-        response = connection.getresponse()
-        answer = (response.status, {k.lower(): v for k, v in response.getheaders()}, response.read())
-        connection.close()
-        return answer
+            sent["Content-Length"] = str(len(data))
+        head, _, answer = self.raw(self.head(method, path, sent) + (data or b"")).partition(b"\r\n\r\n")
+        lines = head.decode().split("\r\n")
+        return int(lines[0].split()[1]), {k.lower(): v for k, _, v in (n.partition(": ") for n in lines[1:])}, answer
 
     def api(self, method, path, document=None):
         """(status, document) of an /api/ request."""
-        status, _, body = self.request(method, "/api/" + path, None if document is None else json.dumps(document))
+        sent = None if document is None else json.dumps(document)
+        status, _, body = self.request(method, "/api/" + path, sent, {"Content-Type": "application/json"} if sent else {})
         return status, json.loads(body)
 
     def value(self, name, route):
@@ -121,9 +116,7 @@ class Served:
     def socket(self):
         """A WebSocket opened on /api/socket as the page opens it: (connection, the handshake's answer)."""
         connection = socket.create_connection(("127.0.0.1", self.port), timeout=30)
-        sent = {"Host": self.host, "Cookie": self.cookie, **ws_upgrade(self.host)}
-        head = "GET /api/socket HTTP/1.1\r\n" + "".join(f"{k}: {v}\r\n" for k, v in sent.items())
-        connection.sendall((head + "\r\n").encode())
+        connection.sendall(self.head("GET", "/api/socket", ws_upgrade(self.host)))
         answer = b""
         while b"\r\n\r\n" not in answer and (chunk := connection.recv(1)):
             answer += chunk
@@ -136,9 +129,6 @@ class Served:
             self.process.kill()
         self.process.stdout.read()
         return self.process.wait(timeout=60)
-
-    def pexctl_json(self, *args):
-        return pexctl_json(self.runner, self.pexctl, self.profile, *args)
 
 
 def ws_upgrade(host):
