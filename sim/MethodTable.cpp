@@ -8,7 +8,8 @@ namespace {
 
 // Every method a simulated object implements, except IUnknown's: QueryInterface, AddRef and
 // Release are neither counted nor failed, because COM itself calls them a different number of
-// times on Windows and under Wine (CoCreateInstance may query the new object again).
+// times on Windows and under Wine (CoCreateInstance may query the new object again). Only the
+// query between a part's IPart and IConnector, which COM never makes, is a method here.
 constexpr std::string_view kMethods[] = {
     "CoCreateInstance(MMDeviceEnumerator)",
     "IClassFactory::LockServer",
@@ -46,6 +47,7 @@ constexpr std::string_view kMethods[] = {
     "IConnector::GetConnectedTo",
     "IConnector::GetConnectorIdConnectedTo",
     "IConnector::GetDeviceIdConnectedTo",
+    "IConnector::QueryInterface(IPart)",
     "IPart::GetName",
     "IPart::GetLocalId",
     "IPart::GetGlobalId",
@@ -59,6 +61,7 @@ constexpr std::string_view kMethods[] = {
     "IPart::Activate",
     "IPart::RegisterControlChangeCallback",
     "IPart::UnregisterControlChangeCallback",
+    "IPart::QueryInterface(IConnector)",
     "IPartsList::GetCount",
     "IPartsList::GetPart",
     "IAudioInputSelector::GetSelection",

@@ -22,7 +22,12 @@ Part::Part(std::shared_ptr<PlatformState> state, PartModel& model) noexcept
 HRESULT Part::Create(std::shared_ptr<PlatformState> state, PartModel& model, REFIID riid, void** out) noexcept {
     ClearOut(out);
     if (out == nullptr) return E_POINTER;
-    return Hand(new (std::nothrow) Part(std::move(state), model), riid, out);
+    // The platform's own hand-out is no caller's query: it is neither counted nor failed.
+    Part* part = new (std::nothrow) Part(std::move(state), model);
+    if (part == nullptr) return E_OUTOFMEMORY;
+    const HRESULT hr = part->Query(riid, out);
+    part->Release();
+    return hr;
 }
 
 PartModel* Part::ModelOf(IUnknown* part) noexcept {
@@ -34,7 +39,20 @@ PartModel* Part::ModelOf(IUnknown* part) noexcept {
     return model;
 }
 
+// A caller's query between a connector's IPart and IConnector is a method of the table: an
+// injected failure answers E_NOINTERFACE, as a query can only fail on Windows, with the out
+// pointer null and no reference taken.
 HRESULT Part::QueryInterface(REFIID riid, void** out) {
+    ClearOut(out);
+    const bool connectorSide = riid == __uuidof(IConnector);
+    if (connectorSide || (riid == __uuidof(IPart) && model_.type == Connector)) {
+        if (FAILED(Enter(connectorSide ? "IPart::QueryInterface(IConnector)" : "IConnector::QueryInterface(IPart)")))
+            return E_NOINTERFACE;
+    }
+    return Query(riid, out);
+}
+
+HRESULT Part::Query(REFIID riid, void** out) noexcept {
     ClearOut(out);
     if (out == nullptr) return E_POINTER;
     if (riid == __uuidof(IUnknown) || riid == __uuidof(IPart) || riid == kSimulatedPart) {

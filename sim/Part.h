@@ -56,6 +56,8 @@ public:
 private:
     Part(std::shared_ptr<PlatformState> state, PartModel& model) noexcept;
     ~Part() override = default;
+    // QueryInterface without the failure point.
+    HRESULT Query(REFIID riid, void** out) noexcept;
 
     PartModel& model_;
 };

@@ -118,6 +118,11 @@ testing::AssertionResult Logged(int level, const std::wstring& function, const s
                                        << std::string(message.begin(), message.end()) << text;
 }
 
+// A case's adjustment: the call-th call of method from now fails with hr.
+std::function<void(sim::Platform&, sim::Dsp&)> Failing(const char* method, HRESULT hr, int call = 1) {
+    return [=](sim::Platform& p, sim::Dsp&) { p.FailMethodCall(method, call, hr); };
+}
+
 std::wstring Text(BSTR text) { return text != nullptr ? std::wstring(text, SysStringLen(text)) : L"(null)"; }
 
 std::wstring GuidString(const GUID& guid) {
@@ -162,10 +167,10 @@ protected:
         return AttachDsp(platform, AddEndpoint(platform, {ids.back().c_str(), kSpeakersGuid}), std::move(config),
                          {.localIdHighWord = 1});
     }
-    // The module part of each entry, in order.
-    std::vector<std::wstring> Entries() const {
+    // The text of each entry, in order: its module part unless another text is asked for.
+    std::vector<std::wstring> Entries(std::wstring (*text)(const ModuleEntry&) = ModuleText) const {
         std::vector<std::wstring> entries;
-        for (const ModuleEntry& entry : helper.Modules()) entries.push_back(ModuleText(entry));
+        for (const ModuleEntry& entry : helper.Modules()) entries.push_back(text(entry));
         return entries;
     }
     IMMDeviceEnumerator* Enumerator() {
@@ -206,12 +211,10 @@ TEST_F(PPAPIHelperTest, KnownModulesOfEveryActiveRenderEndpointInDeviceOrder) {
 
     EXPECT_EQ(helper.RefreshModuleList(), S_OK);
     EXPECT_EQ(helper.RefreshModuleList(), S_OK);
-    std::vector<std::wstring> entries;
-    for (const ModuleEntry& entry : helper.Modules()) entries.push_back(Summary(entry));
     const std::wstring speakers = std::wstring(kSpeakers) + L" " + kSpeakersGuid + L" 1 Speakers: ";
     const std::wstring headset = std::wstring(kHeadset) + L" " + kHeadsetGuid +
                                  L" 5 Headset: {F5151CC1-D8AA-4F79-8A05-7AB55D8B7A39} pin 2 type 0 amd 0, 1.0.0 sfx";
-    EXPECT_EQ(entries, (std::vector<std::wstring>{
+    EXPECT_EQ(Entries(Summary), (std::vector<std::wstring>{
                            speakers + L"{D11B4F61-42FA-43BB-997C-8D2B026D11C8} pin 1 type 1 amd 0, 2.10.0-lite pex",
                            speakers + L"{CBDD3DB0-85AE-4466-B18D-504FD8E7082B} pin 1 type 2 amd 0, 1.4.2 krelo", headset}));
     {
@@ -270,9 +273,6 @@ TEST_F(PPAPIHelperTest, ScenariosOfOneEndpoint) {
             if (hr != S_OK) dsp.SetModuleListSizeResult(hr);
         };
     };
-    const auto failing = [](const char* method, HRESULT hr) {
-        return [=](sim::Platform& p, sim::Dsp&) { p.FailMethod(method, hr, 1); };
-    };
     const HRESULT notFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND), setNotFound = HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND);
     const HRESULT moreData = HRESULT_FROM_WIN32(ERROR_MORE_DATA);
     const size_t all = AmdModules().size();  // no pin yielded a module and no row is instantiated
@@ -327,10 +327,10 @@ TEST_F(PPAPIHelperTest, ScenariosOfOneEndpoint) {
          {{4, kPartWalk, L"Input selector activated."}}, {.topologyFilter = false, .subunits = {sim::Selector::Input}}},
         {"output selector refuses", {.modules = {kKrelo}}, {krelo},
          {{3, kPartWalk, Failure(L"Failed to select output selector! ", E_ACCESSDENIED)}}, {},
-         failing("IAudioOutputSelector::SetSelection", E_ACCESSDENIED)},
+         Failing("IAudioOutputSelector::SetSelection", E_ACCESSDENIED)},
         {"the loop ends at the endpoint's own connector", {.modules = {kKrelo}}, {},
          {{3, kWalk, Failure(L"Connector IsConnected failed! ", E_ABORT)}, {3, kWalk, L"Unexpected connector type! 4"}},
-         {}, failing("IConnector::IsConnected", E_ABORT), E_FAIL},
+         {}, Failing("IConnector::IsConnected", E_ABORT), E_FAIL},
         {"no parts behind the connector", {.modules = {kKrelo}}, {},
          {{5, kPartWalk, L"No parts were found!"},
           {5, kWalk, L"End of connectors."},
@@ -340,13 +340,10 @@ TEST_F(PPAPIHelperTest, ScenariosOfOneEndpoint) {
     std::vector<GUID> endpoints;
     std::vector<sim::Dsp*> dsps;
     for (unsigned i = 0; i < std::size(scenarios); ++i) {
-        wchar_t id[40];
-        wchar_t guid[40];
-        _snwprintf(id, 40, L"{0.0.0.00000000}.{probe-%u}", i);
-        _snwprintf(guid, 40, L"{5A0C1%03u-0000-4000-8000-000000000000}", i);
-        dsps.push_back(&AttachDsp(platform, AddEndpoint(platform, {id, guid}), scenarios[i].config, scenarios[i].topology));
-        endpoints.emplace_back();
-        ASSERT_EQ(CLSIDFromString(guid, &endpoints.back()), S_OK);
+        endpoints.push_back({0x5A0C1000 + i, 0, 0x4000, {0x80}});
+        const std::wstring id = L"{0.0.0.00000000}.{probe-" + std::to_wstring(i) + L"}";
+        sim::Endpoint& endpoint = AddEndpoint(platform, {id.c_str(), GuidString(endpoints.back()).c_str()});
+        dsps.push_back(&AttachDsp(platform, endpoint, scenarios[i].config, scenarios[i].topology));
     }
     for (unsigned i = 0; i < std::size(scenarios); ++i) {
         const Scenario& s = scenarios[i];
@@ -357,10 +354,8 @@ TEST_F(PPAPIHelperTest, ScenariosOfOneEndpoint) {
         EXPECT_EQ(Entries(), s.entries);
         EXPECT_EQ(platform.References("IKsControl"), static_cast<long>(s.entries.size()));
         for (const auto& [level, function, message] : s.lines) EXPECT_TRUE(Logged(level, function, message));
-        const auto unknown = Messages(kWalk, 3);
-        EXPECT_LE(std::count_if(unknown.begin(), unknown.end(),
-                                [](const std::wstring& m) { return m.starts_with(L"Unspecific ModuleId"); }),
-                  1);
+        const auto unknown = [](const std::wstring& m) { return m.starts_with(L"Unspecific ModuleId"); };
+        EXPECT_LE(std::ranges::count_if(Messages(kWalk, 3), unknown), 1);
         size_t amd = 0;
         for (const sim::KsRequest& request : dsps[i]->Requests()) {
             if (request.property.at(0) != 0xbd) continue;
@@ -407,7 +402,7 @@ TEST_F(PPAPIHelperTest, EachPlatformCallFailingInTurn) {
             }
             EXPECT_EQ(failing.TotalReferences(), 0);
             for (const LogLine& line : Log().Lines()) {
-                if (line.message.find(L"[0x80004004]") != std::wstring::npos) {
+                if (line.message.find(L"[0x8000400") != std::wstring::npos) {
                     EXPECT_EQ(line.level, 3);
                     failures.emplace(line.function, line.message);
                 }
@@ -415,30 +410,37 @@ TEST_F(PPAPIHelperTest, EachPlatformCallFailingInTurn) {
         }
     }
     EXPECT_GT(runs, 80);  // the walk of this scenario makes some 90 calls
-    const std::vector<const wchar_t*> walkFailures = {
-        L"Failed to initialize COM instance MMDeviceEnumerator! ", L"EnumAudioEndpoints failed! ",
-        L"GetCount for devices list failed! ", L"Failed to get device from collection! ", L"Failed to get device id! ",
-        L"Failed to open device property store! ", L"Failed to read device GUID! ",
-        L"Failed to read device Form Factor: ", L"Failed to read device friendly name: ", L"GetDataFlow failed! ",
-        L"Device activation failed! ", L"GetConnector failed! ", L"Connector IsConnected failed! ",
-        L"Connector GetType failed! ", L"Connector GetConnectedTo failed! ", L"Failed to find connector part! ",
-        L"Software IO connector not found! ", L"IConnector GetType failed! ", L"GetTopologyObject failed! ",
-        L"GetConnectorCount failed! ", L"Wave filter Connector GetType failed! ", L"GetSignalPath call failed! ",
-        L"Failed to read connector local id! ", L"GetDeviceId failed! ", L"Failed to retrieve wave filer device! ",
-        L"Activate ks control failed! ", L"Failed to retrieve version! ", L"Failed to retrieve modules list size! ",
-        L"Failed to read modules list! "
-    };
-    const std::vector<const wchar_t*> partFailures = {
-        L"EnumParts failed. ", L"Failed to retrieve count of the outgoing/incoming parts! ",
-        L"Failed to retrieve next part from incoming parts! ", L"GetPartType failed! ",
-        L"IPart interface GetLocalId failed! ", L"Failed to select input selector! ",
-        L"Failed to select output selector! ", L"PPFindConnectorPart failed! ", L"GetTopologyObject failed! ",
-        L"GetDeviceId failed! ", L"GetDevice failed! ", L"Failed to activate IKsControl interface! ",
-        L"Failed to retrieve node id! ", L"Failed to retrieve pin id! "
+    // By function and code; a failed query of a connector's IPart or IConnector answers E_NOINTERFACE.
+    const std::tuple<const wchar_t*, HRESULT, std::vector<const wchar_t*>> expected[] = {
+        {kWalk, E_ABORT,
+         {L"Failed to initialize COM instance MMDeviceEnumerator! ", L"EnumAudioEndpoints failed! ",
+          L"GetCount for devices list failed! ", L"Failed to get device from collection! ", L"Failed to get device id! ",
+          L"Failed to open device property store! ", L"Failed to read device GUID! ",
+          L"Failed to read device Form Factor: ", L"Failed to read device friendly name: ", L"GetDataFlow failed! ",
+          L"Device activation failed! ", L"GetConnector failed! ", L"Connector IsConnected failed! ",
+          L"Connector GetType failed! ", L"Connector GetConnectedTo failed! ", L"Failed to find connector part! ",
+          L"Software IO connector not found! ", L"IConnector GetType failed! ", L"GetTopologyObject failed! ",
+          L"GetConnectorCount failed! ", L"Wave filter Connector GetType failed! ", L"GetSignalPath call failed! ",
+          L"Failed to read connector local id! ", L"GetDeviceId failed! ", L"Failed to retrieve wave filer device! ",
+          L"Activate ks control failed! ", L"Failed to retrieve version! ", L"Failed to retrieve modules list size! ",
+          L"Failed to read modules list! "}},
+        {kPartWalk, E_ABORT,
+         {L"EnumParts failed. ", L"Failed to retrieve count of the outgoing/incoming parts! ",
+          L"Failed to retrieve next part from incoming parts! ", L"GetPartType failed! ",
+          L"IPart interface GetLocalId failed! ", L"Failed to select input selector! ",
+          L"Failed to select output selector! ", L"PPFindConnectorPart failed! ", L"GetTopologyObject failed! ",
+          L"GetDeviceId failed! ", L"GetDevice failed! ", L"Failed to activate IKsControl interface! ",
+          L"Failed to retrieve node id! ", L"Failed to retrieve pin id! "}},
+        {kWalk, E_NOINTERFACE,
+         {L"Connector QueryInterfacet failed! ", L"Software IO connector QueryInterfacet failed! ",
+          L"Failed to query next connector IPart interface! ", L"Failed to find connector part! ",
+          L"Software IO connector not found! "}},
+        {kPartWalk, E_NOINTERFACE, {L"Failed to query starting connector IPart interface! ", L"PPFindConnectorPart failed! "}},
     };
     std::set<std::pair<std::wstring, std::wstring>> wanted;
-    for (const wchar_t* message : walkFailures) wanted.emplace(kWalk, Failure(message, E_ABORT));
-    for (const wchar_t* message : partFailures) wanted.emplace(kPartWalk, Failure(message, E_ABORT));
+    for (const auto& [function, hr, messages] : expected) {
+        for (const wchar_t* message : messages) wanted.emplace(function, Failure(message, hr));
+    }
     for (const auto& line : wanted) {
         EXPECT_TRUE(failures.contains(line)) << "never logged: " << std::string(line.second.begin(), line.second.end());
     }
@@ -459,9 +461,6 @@ TEST_F(PPAPIHelperTest, ModuleExistAsksTheInstantiationState) {
         size_t amdRequests = 0;
         std::function<void(sim::Platform&, sim::Dsp&)> adjust = {};
         UINT32 connector = 0;
-    };
-    const auto failing = [](const char* method, int call) {
-        return [=](sim::Platform& p, sim::Dsp&) { p.FailMethodCall(method, call, E_ABORT); };
     };
     const auto failingRequest = [](sim::DspRequest request) {
         return [=](sim::Platform&, sim::Dsp& dsp) { dsp.Fail(request, E_ABORT, 1); };
@@ -495,11 +494,11 @@ TEST_F(PPAPIHelperTest, ModuleExistAsksTheInstantiationState) {
         {"no connector 3", {.modules = {kKrelo}}, E_INVALIDARG, {Failure(L"Failed to get connector: ", E_INVALIDARG)},
          0, {}, 3},
         {"topology", {.modules = {kKrelo}}, E_ABORT, {Failure(L"Failed to active device IDeviceTopology: ", E_ABORT)}, 0,
-         failing("IMMDevice::Activate", 1)},
+         Failing("IMMDevice::Activate", E_ABORT)},
         {"local id", {.modules = {kKrelo}}, E_ABORT, {Failure(L"Failed to get local id: ", E_ABORT)}, 0,
-         failing("IPart::GetLocalId", 1)},
+         Failing("IPart::GetLocalId", E_ABORT)},
         {"KS control", {.modules = {kKrelo}}, E_ABORT, {Failure(L"Failed to active device IKsControl: ", E_ABORT)}, 0,
-         failing("IMMDevice::Activate", 2)},
+         Failing("IMMDevice::Activate", E_ABORT, 2)},
     };
     std::vector<sim::Dsp*> dsps;
     for (int i = 0; i < static_cast<int>(std::size(cases)); ++i) dsps.push_back(&AddCase(i, cases[i].config));
