@@ -83,7 +83,6 @@ TEST_F(SimEnumerator, RefusalsAnswerAsWindowsWithNullOut) {
         HRESULT expected;
     } cases[] = {
         {"unknown endpoint id", [&](void** out) { return enumerator->GetDevice(L"{0.0.0.00000000}.{no-such}", reinterpret_cast<IMMDevice**>(out)); }, kNotFound},
-        {"empty id", [&](void** out) { return enumerator->GetDevice(L"", reinterpret_cast<IMMDevice**>(out)); }, E_INVALIDARG},
         {"no endpoint id", [&](void** out) { return enumerator->GetDevice(L"{speakers}.{x}", reinterpret_cast<IMMDevice**>(out)); }, E_INVALIDARG},
         {"null id", [&](void** out) { return enumerator->GetDevice(nullptr, reinterpret_cast<IMMDevice**>(out)); }, E_POINTER},
         {"unknown flow", [&](void** out) { return enumerator->EnumAudioEndpoints(EDataFlow_enum_count, DEVICE_STATE_ACTIVE, reinterpret_cast<IMMDeviceCollection**>(out)); }, E_INVALIDARG},
@@ -92,11 +91,26 @@ TEST_F(SimEnumerator, RefusalsAnswerAsWindowsWithNullOut) {
         {"no audio client", [&](void** out) { return render->Activate(__uuidof(IAudioClient), CLSCTX_ALL, nullptr, out); }, E_NOINTERFACE},
         {"no topology without a DSP", [&](void** out) { return render->Activate(__uuidof(IDeviceTopology), CLSCTX_ALL, nullptr, out); }, E_NOINTERFACE},
         {"a device is no store", [&](void** out) { return render->QueryInterface(__uuidof(IPropertyStore), out); }, E_NOINTERFACE},
+        // Store access: a read-only store opened for writing, a store that opens for nobody, an exclusive store.
+        {"read-only store for writing", [&](void** out) { return Device(kRenderSecond)->OpenPropertyStore(STGM_WRITE, reinterpret_cast<IPropertyStore**>(out)); }, E_ACCESSDENIED},
+        {"no store", [&](void** out) {
+             platform.Find(kRenderSecond)->SetAccess(sim::StoreAccess::None);
+             return Device(kRenderSecond)->OpenPropertyStore(STGM_READ, reinterpret_cast<IPropertyStore**>(out)); }, E_ACCESSDENIED},
+        {"exclusive store", [&](void** out) { return render->OpenPropertyStore(STGM_READWRITE | STGM_SHARE_EXCLUSIVE, reinterpret_cast<IPropertyStore**>(out)); }, E_INVALIDARG},
     };
     for (const auto& c : cases) {
         void* out = SentinelPointer<void>();
         EXPECT_HR(c.expected, c.call(&out)) << c.name;
         EXPECT_EQ(nullptr, out) << c.name;
+    }
+    // A store opened for reading refuses writes whatever the endpoint allows; one opened for writing takes them.
+    for (const auto& [mode, set] : {std::pair{DWORD{STGM_READ}, STG_E_ACCESSDENIED}, std::pair{DWORD{STGM_WRITE}, S_OK}}) {
+        ComPtr<IPropertyStore> store;
+        ASSERT_HR(S_OK, render->OpenPropertyStore(mode, &store));
+        PROPVARIANT value{};
+        value.vt = VT_UI4;
+        EXPECT_HR(set, store->SetValue({GUID_NULL, 2}, value)) << mode;
+        EXPECT_HR(set, store->Commit()) << mode;
     }
     // A callback is kept by the process-wide enumerator until unregistered once.
     IMMNotificationClient* const client = SentinelPointer<IMMNotificationClient>();  // never called

@@ -32,12 +32,7 @@ std::wstring DefaultRenderId(Platform& platform) {
     Microsoft::WRL::ComPtr<IMMDeviceEnumerator> enumerator;
     EXPECT_EQ(platform.CreateClassFactory()->CreateInstance(nullptr, IID_PPV_ARGS(&enumerator)), S_OK);
     Microsoft::WRL::ComPtr<IMMDevice> device;
-    if (FAILED(enumerator->GetDefaultAudioEndpoint(eRender, eConsole, &device))) return {};
-    LPWSTR id = nullptr;
-    EXPECT_EQ(device->GetId(&id), S_OK);
-    std::wstring text = id;
-    CoTaskMemFree(id);
-    return text;
+    return SUCCEEDED(enumerator->GetDefaultAudioEndpoint(eRender, eConsole, &device)) ? simtest::IdOf(device.Get()) : L"";
 }
 
 // A machine nobody changed saves as a profile that saves the same again, with its default: each
