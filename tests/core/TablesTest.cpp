@@ -2,7 +2,6 @@
 // and key is pinned by docs/parameters.md (ParameterReferenceTest), so only what no page shows.
 #include <gtest/gtest.h>
 
-#include <stdexcept>
 #include <tuple>
 
 #include "core/DspParameterTables.h"
@@ -66,17 +65,6 @@ TEST(TablesTest, EffectLookupsMatchTheWholeKeyExactly) {
     };
     for (const Case& c : cases) EXPECT_EQ(c.lookup(c.key), c.name) << std::wstring(c.key);
     EXPECT_EQ(LowerAscii(L"{AEFC7-Z@[}\u00C9"), L"{aefc7-z@[}\u00C9");  // both ends of A..Z, and their neighbours
-}
-
-// The probe order per family is the DLL's version detection's (VersionTest); a lookup of
-// another id is a programming fault, raised as the container's out-of-range error.
-TEST(TablesTest, ProbeKeysOfAnotherIdAreAFault) {
-    try {
-        ProbeKeysFor(1002);
-        ADD_FAILURE() << "no probe keys for 1002";
-    } catch (const std::out_of_range& fault) {
-        EXPECT_STREQ(fault.what(), "invalid map<K, T> key");
-    }
 }
 
 }  // namespace

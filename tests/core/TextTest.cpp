@@ -8,7 +8,6 @@
 #include "core/DeviceIdOrder.h"
 #include "core/Guid.h"
 #include "core/HResultText.h"
-#include "core/ParameterCatalogue.h"
 #include "core/ValueText.h"
 
 namespace kelix {
@@ -33,8 +32,6 @@ TEST(TextTest, ListsTrimmedMessagesGuidsAndFallbackTexts) {
         {TrimSystemMessage(L"Invalid parameter.\r\n"), L"Invalid parameter."},
         {TrimSystemMessage(L"Two\r\n\r\n"), L"Two\r\n"}, {TrimSystemMessage(L"Bare\n"), L"Bare"},
         {TrimSystemMessage(L"None"), L"None"}, {TrimSystemMessage(L""), L""},
-        {GuidText(kFmtidPexTuning), L"{F112024A-FE30-42A8-80AB-8DD825A06F78}"},
-        {GuidText(kFmtidKreloTuning), L"{5510C7AB-DFC2-40D0-A98B-5F77F697005E}"},
         {GuidText(Guid{}), L"{00000000-0000-0000-0000-000000000000}"},
         {FallbackHResultText(0x80040201), L"IDispatch error #1"}, {FallbackHResultText(0x1), L"Unknown error 0x1"},
         {FallbackHResultText(0x8004FFFF), L"IDispatch error #65023"}, {FallbackHResultText(0x0), L"Unknown error 0x0"},
