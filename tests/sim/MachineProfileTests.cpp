@@ -1,14 +1,11 @@
 // Machine profiles: the shipped ones install, a saved profile brings back what
 // the endpoints and modules held, and a profile that does not read names its
 // field and installs nothing.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include <mmreg.h>
-#include <wrl/client.h>
 
 #include <cstring>
 #include <tuple>
@@ -29,9 +26,9 @@ std::string ReadFile(const std::filesystem::path& path) {
 
 // The platform's default render endpoint, through the enumerator a product creates.
 std::wstring DefaultRenderId(Platform& platform) {
-    Microsoft::WRL::ComPtr<IMMDeviceEnumerator> enumerator;
+    simtest::ComPtr<IMMDeviceEnumerator> enumerator;
     EXPECT_EQ(platform.CreateClassFactory()->CreateInstance(nullptr, IID_PPV_ARGS(&enumerator)), S_OK);
-    Microsoft::WRL::ComPtr<IMMDevice> device;
+    simtest::ComPtr<IMMDevice> device;
     return SUCCEEDED(enumerator->GetDefaultAudioEndpoint(eRender, eConsole, &device)) ? simtest::IdOf(device.Get()) : L"";
 }
 
