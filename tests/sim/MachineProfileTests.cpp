@@ -17,13 +17,6 @@
 namespace sim {
 namespace {
 
-std::string ReadFile(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 // The platform's default render endpoint, through the enumerator a product creates.
 std::wstring DefaultRenderId(Platform& platform) {
     simtest::ComPtr<IMMDeviceEnumerator> enumerator;
@@ -41,7 +34,9 @@ TEST(MachineProfileTest, ShippedProfilesInstallAndSaveAsTheyAre) {
         ++installed;
         Platform platform;
         RegistryOverride registry;
-        MachineProfile profile(ReadFile(file.path()));
+        std::stringstream text;
+        text << std::ifstream(file.path(), std::ios::binary).rdbuf();
+        MachineProfile profile(text.str());
         ASSERT_NO_THROW(profile.Install(platform, registry));
         const std::wstring defaultId = DefaultRenderId(platform);
         ASSERT_NE(platform.Find(defaultId), nullptr);
