@@ -4,7 +4,7 @@
 #include <mmdeviceapi.h>
 
 #include <algorithm>
-#include <cstring>
+#include <bit>
 #include <tuple>
 #include <vector>
 
@@ -20,13 +20,7 @@ constexpr GUID kAmdRow = {0xB5FCC815, 0x1F49, 0x4F4E, {0xB0, 0x4C, 0x05, 0xF3, 0
 constexpr UINT32 kPin = 1;
 const HRESULT kTooSmall = HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER);
 
-kelix::Guid Wire(const GUID& guid) {
-    kelix::Guid out;
-    std::memcpy(&out, &guid, sizeof out);
-    return out;
-}
-
-const kelix::PpModuleAddress kAddress{kPin, 2, Wire(kModule)};
+const kelix::PpModuleAddress kAddress{kPin, 2, std::bit_cast<kelix::Guid>(kModule)};
 
 class SimDsp : public SimFixture {
 protected:
@@ -65,7 +59,7 @@ TEST_F(SimDsp, RefusesMalformedRequests) {
     const auto version = Bytes(kelix::PpShortHeader(kelix::kPpVersion, kelix::kKsPropertyGet, kPin));
     const auto parameterSet = Bytes(kelix::PpModuleParameterRequest(kelix::kKsPropertySet, kAddress, 20, 1));
     const auto enableGet = Bytes(kelix::PpModuleEnableRequest(kelix::kKsPropertyGet, kAddress, 0));
-    const auto amd = Bytes(kelix::AmdInstantiationRequest(Wire(kAmdRow)));
+    const auto amd = Bytes(kelix::AmdInstantiationRequest(std::bit_cast<kelix::Guid>(kAmdRow)));
     const auto changed = [](std::vector<BYTE> bytes, size_t offset, BYTE value) {
         bytes.at(offset) = value;
         return bytes;
@@ -135,7 +129,6 @@ TEST_F(SimDsp, MutatedAnswersRepeatWithTheirSeed) {
     EXPECT_EQ(run(), first);
     const sim::DspMutationCounts counts = dsp->MutationCounts();
     EXPECT_EQ(counts.answers, 40);
-    EXPECT_GT(counts.absurdLists, 0);
     EXPECT_GT(counts.failures + counts.shortCounts + counts.overlongCounts + counts.randomBytes, 0);
     EXPECT_TRUE(std::any_of(first.begin(), first.end(), [](const auto& answer) { return std::get<1>(answer) > 64004; }));
 }
