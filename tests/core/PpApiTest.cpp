@@ -197,11 +197,9 @@ TEST(ModuleListTest, DescriptorTexts) {
     ModuleDescriptor descriptor{};
     std::memset(descriptor.version, 'x', sizeof descriptor.version);
     EXPECT_EQ(DescriptorText(descriptor.version), std::string(64, 'x'));  // no terminator: the whole field
-    SetDescriptorText(descriptor.version, "1.3.1-lite");
-    EXPECT_EQ(DescriptorText(descriptor.version), "1.3.1-lite");
-    EXPECT_EQ(descriptor.version[63], '\0');
     SetDescriptorText(descriptor.version, std::string(70, 'y'));
     EXPECT_EQ(DescriptorText(descriptor.version), std::string(63, 'y'));
+    EXPECT_EQ(descriptor.version[63], '\0');
     EXPECT_EQ(WidenText("n\xE9"), std::wstring(L"n\u00E9"));
 }
 

@@ -4,7 +4,7 @@
 #include <mmdeviceapi.h>
 
 #include <algorithm>
-#include <cstring>
+#include <bit>
 #include <tuple>
 #include <vector>
 
@@ -18,16 +18,9 @@ namespace {
 constexpr GUID kModule = {0xCBDD3DB0, 0x85AE, 0x4466, {0xB1, 0x8D, 0x50, 0x4F, 0xD8, 0xE7, 0x08, 0x2B}};
 constexpr GUID kAmdRow = {0xB5FCC815, 0x1F49, 0x4F4E, {0xB0, 0x4C, 0x05, 0xF3, 0xA3, 0x83, 0xEF, 0xFF}};
 constexpr UINT32 kPin = 1;
-const HRESULT kSetNotFound = HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND);
 const HRESULT kTooSmall = HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER);
 
-kelix::Guid Wire(const GUID& guid) {
-    kelix::Guid out;
-    std::memcpy(&out, &guid, sizeof out);
-    return out;
-}
-
-const kelix::PpModuleAddress kAddress{kPin, 2, Wire(kModule)};
+const kelix::PpModuleAddress kAddress{kPin, 2, std::bit_cast<kelix::Guid>(kModule)};
 
 class SimDsp : public SimFixture {
 protected:
@@ -66,13 +59,9 @@ TEST_F(SimDsp, RefusesMalformedRequests) {
     const auto version = Bytes(kelix::PpShortHeader(kelix::kPpVersion, kelix::kKsPropertyGet, kPin));
     const auto parameterSet = Bytes(kelix::PpModuleParameterRequest(kelix::kKsPropertySet, kAddress, 20, 1));
     const auto enableGet = Bytes(kelix::PpModuleEnableRequest(kelix::kKsPropertyGet, kAddress, 0));
-    const auto amd = Bytes(kelix::AmdInstantiationRequest(Wire(kAmdRow)));
+    const auto amd = Bytes(kelix::AmdInstantiationRequest(std::bit_cast<kelix::Guid>(kAmdRow)));
     const auto changed = [](std::vector<BYTE> bytes, size_t offset, BYTE value) {
         bytes.at(offset) = value;
-        return bytes;
-    };
-    const auto shortened = [](std::vector<BYTE> bytes) {
-        bytes.pop_back();
         return bytes;
     };
     struct Case {
@@ -82,13 +71,13 @@ TEST_F(SimDsp, RefusesMalformedRequests) {
         HRESULT expected;
     };
     const Case cases[] = {
-        {"version, one byte short", shortened(version), 5, E_INVALIDARG},
+        {"version, one byte short", std::vector<BYTE>(version.begin(), version.end() - 1), 5, E_INVALIDARG},
         {"version as SET", changed(version, 20, 2), 5, E_INVALIDARG},
         {"version on another pin", changed(version, 24, 2), 5, E_INVALIDARG},
         {"reserved word set", changed(version, 28, 1), 5, E_INVALIDARG},
         {"reply room of 3 bytes", version, 3, kTooSmall},
         {"unknown PP id", changed(version, 16, 9), 5, kNotFound},
-        {"unknown set", changed(version, 0, 0x38), 5, kSetNotFound},
+        {"unknown set", changed(version, 0, 0x38), 5, HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND)},
         {"shorter than a KSPROPERTY", std::vector<BYTE>(version.begin(), version.begin() + 20), 5, E_INVALIDARG},
         {"request tag changed", changed(parameterSet, 40, 0), kelix::kPpParameterBufferSize, E_INVALIDARG},
         {"unknown module id", changed(parameterSet, 60, 0), kelix::kPpParameterBufferSize, kNotFound},
@@ -140,7 +129,6 @@ TEST_F(SimDsp, MutatedAnswersRepeatWithTheirSeed) {
     EXPECT_EQ(run(), first);
     const sim::DspMutationCounts counts = dsp->MutationCounts();
     EXPECT_EQ(counts.answers, 40);
-    EXPECT_GT(counts.absurdLists, 0);
     EXPECT_GT(counts.failures + counts.shortCounts + counts.overlongCounts + counts.randomBytes, 0);
     EXPECT_TRUE(std::any_of(first.begin(), first.end(), [](const auto& answer) { return std::get<1>(answer) > 64004; }));
 }

@@ -30,6 +30,14 @@ inline std::string HrText(HRESULT hr) {
 
 inline const HRESULT kNotFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND);  // 0x80070490
 
+inline std::wstring IdOf(IMMDevice* device) {
+    LPWSTR id = nullptr;
+    EXPECT_HR(S_OK, device->GetId(&id));
+    std::wstring copy = id != nullptr ? id : L"";
+    CoTaskMemFree(id);
+    return copy;
+}
+
 // Written into out-parameters before a call, to see what the call wrote.
 template <class T>
 T* SentinelPointer() {
@@ -81,14 +89,6 @@ protected:
         ComPtr<IMMDevice> device;
         EXPECT_HR(S_OK, Enumerator()->GetDevice(id, &device));
         return device;
-    }
-
-    static std::wstring IdOf(IMMDevice* device) {
-        LPWSTR id = nullptr;
-        EXPECT_HR(S_OK, device->GetId(&id));
-        std::wstring copy = id != nullptr ? id : L"";
-        CoTaskMemFree(id);
-        return copy;
     }
 
     sim::Platform platform;
