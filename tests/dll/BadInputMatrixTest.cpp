@@ -84,13 +84,6 @@ std::string Text(const Results& results) {
     return text;
 }
 
-// What one read through one route does with a null buffer: the size it negotiates, or the
-// result it gives whatever the buffer.
-struct Probe {
-    HRESULT hr = S_OK;
-    std::optional<UINT32> need;
-};
-
 class BadInputMatrixTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -266,83 +259,68 @@ TEST_F(BadInputMatrixTest, Writes) {
 // with the need, one that holds it is filled, and nothing lands beyond the size reported.
 TEST_F(BadInputMatrixTest, GetPexParam) {
     SeedValues();
-    // One read through one route with a null buffer: E_INVALIDARG with a size is a negotiation.
-    auto probe = [&](wchar_t* handle, INT32 id, UINT32 flags) {
-        UINT32 size = 0;
-        current = "probe " + std::to_string(id) + " flags " + std::to_string(flags);
-        Probe p;
-        p.hr = dll.Get(handle, id, nullptr, &size, flags);
-        if (p.hr == E_INVALIDARG && size != 0) p.need = size;
-        EXPECT_TRUE(Results({S_OK, E_INVALIDARG, E_FAIL}).contains(p.hr)) << current << " gave " << Hex(p.hr);
-        EXPECT_TRUE(FAILED(p.hr) || size == 0) << current << ": success reports more than a null buffer holds";
-        return p;
-    };
     for (INT32 id : MatrixIds()) {
         for (Handle handle : kHandles) {
-            const Probe store = handle == Handle::Null ? Probe{} : probe(HandleOf(handle), id, 1);
-            const Probe toDsp = handle == Handle::Null ? Probe{} : probe(HandleOf(handle), id, 2);
-            Mark();
+            // Each route's answer to a null buffer (store, then DSP): E_INVALIDARG with a size is
+            // the need it negotiates; any other result it gives whatever the buffer.
+            std::array<std::pair<HRESULT, std::optional<UINT32>>, 2> routes{};
             std::set<UINT32> sizes;
-            for (const Probe* route : {&store, &toDsp}) {
-                for (UINT32 size : SizesAround(route->need.value_or(4))) sizes.insert(size);
+            for (UINT32 route : {1u, 2u}) {
+                UINT32 need = 0;
+                current = "probe " + std::to_string(id) + " flags " + std::to_string(route);
+                const HRESULT hr = handle == Handle::Null ? S_OK : dll.Get(HandleOf(handle), id, nullptr, &need, route);
+                EXPECT_TRUE(Results({S_OK, E_INVALIDARG, E_FAIL}).contains(hr)) << current << " gave " << Hex(hr);
+                EXPECT_TRUE(FAILED(hr) || need == 0) << current << ": success reports more than a null buffer holds";
+                routes[route - 1] = {hr, hr == E_INVALIDARG && need != 0 ? std::optional(need) : std::nullopt};
+                for (UINT32 size : SizesAround(routes[route - 1].second.value_or(4))) sizes.insert(size);
             }
-            struct Shape {
-                bool buffer;
-                bool sizePointer;
-                UINT32 size;
-            };
-            std::vector<Shape> shapes = {{false, false, 0}, {true, false, 0}};
-            for (UINT32 size : sizes) {
-                shapes.push_back({false, true, size});
-                shapes.push_back({true, true, size});
-            }
+            const auto& [store, toDsp] = routes;
+            Mark();
             for (UINT32 flags : kFlags) {
-                for (const Shape& shape : shapes) {
-                    BYTE* buffer = shape.buffer ? memory.End(shape.size) : nullptr;
-                    if (buffer != nullptr) std::memset(buffer, kSentinel, shape.size);
-                    UINT32 size = shape.size;
-                    std::ostringstream what;
-                    what << "GetPexParam(" << NameOf(handle) << ", " << id << ", " << (shape.buffer ? "buffer" : "null")
-                         << ", " << (shape.sizePointer ? std::to_string(shape.size) : "null size") << ", 0x" << std::hex
-                         << flags << ")";
-                    current = what.str();
-                    const HRESULT hr = dll.Get(HandleOf(handle), id, buffer, shape.sizePointer ? &size : nullptr, flags);
+                // Each size with and without a buffer; without a size pointer, size 0 only.
+                for (UINT32 room : sizes) {
+                    for (const auto& [withBuffer, sizePointer] : {std::pair{false, true}, {true, true}, {false, false}, {true, false}}) {
+                        if (!sizePointer && room != 0) continue;
+                        BYTE* buffer = withBuffer ? memory.End(room) : nullptr;
+                        if (buffer != nullptr) std::memset(buffer, kSentinel, room);
+                        UINT32 size = room;
+                        std::ostringstream what;
+                        what << "GetPexParam(" << NameOf(handle) << ", " << id << ", " << (withBuffer ? "buffer" : "null")
+                             << ", " << (sizePointer ? std::to_string(room) : "null size") << ", 0x" << std::hex << flags << ")";
+                        current = what.str();
+                        const HRESULT hr = dll.Get(HandleOf(handle), id, buffer, sizePointer ? &size : nullptr, flags);
 
-                    // The documented outcome, route by route: a negotiating route refuses a buffer
-                    // below its need with E_INVALIDARG and the need, and fills one that holds it;
-                    // any other gives its own result whatever the buffer.
-                    const bool useStore = (flags & 1) != 0;
-                    const bool useDsp = (flags & 2) != 0 && !(useStore && IsVersionQueryId(id));
-                    HRESULT documented = S_OK;
-                    std::optional<UINT32> negotiated;
-                    if (handle == Handle::Null || !shape.sizePointer) documented = E_INVALIDARG;
-                    for (const auto& [used, route] : {std::pair{useStore, &store}, std::pair{useDsp, &toDsp}}) {
-                        if (documented != S_OK || !used) continue;
-                        if (!route->need) documented = route->hr;
-                        else if (!shape.buffer || shape.size < *route->need) {
-                            documented = E_INVALIDARG;
-                            negotiated = route->need;
+                        // The documented outcome, route by route: a negotiating route refuses a
+                        // buffer below its need with E_INVALIDARG and the need, and fills one that
+                        // holds it; any other gives its own result whatever the buffer.
+                        const bool useStore = (flags & 1) != 0;
+                        const bool useDsp = (flags & 2) != 0 && !(useStore && IsVersionQueryId(id));
+                        HRESULT documented = handle == Handle::Null || !sizePointer ? E_INVALIDARG : S_OK;
+                        std::optional<UINT32> negotiated;
+                        for (const auto& [used, route] : {std::pair{useStore, &store}, std::pair{useDsp, &toDsp}}) {
+                            if (documented != S_OK || !used) continue;
+                            if (!route->second) documented = route->first;
+                            else if (!withBuffer || room < *route->second) documented = E_INVALIDARG, negotiated = route->second;
                         }
-                    }
-                    EXPECT_EQ(hr, documented) << current << " gave " << Hex(hr) << ", documented " << Hex(documented);
-                    EXPECT_TRUE(!negotiated || size == *negotiated) << current << ": the size it needs, " << size;
-                    EXPECT_TRUE(FAILED(hr) || !shape.sizePointer || size <= shape.size)
-                        << current << ": reports more than the buffer holds";
-                    const bool storeFilled = useStore && store.need && useDsp;
-                    const bool sizeMayChange = (useStore || useDsp) && (SUCCEEDED(hr) || negotiated || storeFilled);
-                    EXPECT_TRUE(!shape.sizePointer || sizeMayChange || size == shape.size) << current << ": size changed";
-                    if (buffer != nullptr) {
-                        UINT32 kept = SUCCEEDED(hr) && (useStore || useDsp) ? std::min(size, shape.size) : 0;
-                        // With both routes the store's value stays in the buffer when the DSP
-                        // route then fails or leaves the buffer alone, as documented.
-                        if (storeFilled && store.need && shape.size >= *store.need) kept = shape.size;
-                        for (UINT32 i = kept; i < shape.size; ++i) {
-                            if (buffer[i] == kSentinel || (buffer[i] == 0 && (useStore || useDsp))) continue;
-                            ADD_FAILURE() << current << ": byte " << i << " written beyond the " << kept << " reported";
-                            break;
+                        EXPECT_EQ(hr, documented) << current << " gave " << Hex(hr) << ", documented " << Hex(documented);
+                        EXPECT_TRUE(!negotiated || size == *negotiated) << current << ": the size it needs, " << size;
+                        EXPECT_TRUE(FAILED(hr) || !sizePointer || size <= room) << current << ": reports more than the buffer holds";
+                        const bool storeFilled = useStore && store.second && useDsp;
+                        const bool sizeMayChange = (useStore || useDsp) && (SUCCEEDED(hr) || negotiated || storeFilled);
+                        EXPECT_TRUE(!sizePointer || sizeMayChange || size == room) << current << ": size changed";
+                        if (buffer != nullptr) {
+                            UINT32 kept = SUCCEEDED(hr) && (useStore || useDsp) ? std::min(size, room) : 0;
+                            // With both routes the store's value stays in the buffer when the DSP
+                            // route then fails or leaves the buffer alone, as documented.
+                            if (storeFilled && room >= *store.second) kept = room;
+                            for (UINT32 i = kept; i < room; ++i) {
+                                if (buffer[i] == kSentinel || (buffer[i] == 0 && (useStore || useDsp))) continue;
+                                ADD_FAILURE() << current << ": byte " << i << " written beyond the " << kept << " reported";
+                                break;
+                            }
                         }
+                        AfterCall(current, 0, true);
                     }
-                    AfterCall(current, 0, true);
                 }
                 dsp->ClearRequests();
             }

@@ -56,7 +56,7 @@ public:
 private:
     // Checks a step's result against S_OK, the injected code and what its path documents
     // (`allowed`), and the references after it against their resting count.
-    HRESULT Step(const char* name, HRESULT hr, std::set<HRESULT> allowed, long resting) {
+    HRESULT Step(const std::string& name, HRESULT hr, std::set<HRESULT> allowed, long resting) {
         results.push_back(hr);
         allowed.insert({S_OK, kInjected});
         EXPECT_TRUE(allowed.contains(hr)) << name << " gave " << Hex(hr);
@@ -75,31 +75,27 @@ private:
             return;
         }
         EXPECT_LE(resting, 3) << "references after open";
-        INT32 gain = -6, read = 0;
-        UINT32 size = 4;
-        // A write to a store opened for reading only is refused; a store without the value answers E_FAIL.
-        const HRESULT storeSet = Step("store set", dll.Set(handle, 1105, &gain, 4, 1),
-                                      {opened == S_FALSE ? STG_E_ACCESSDENIED : S_OK}, resting);
-        if (Step("store get", dll.Get(handle, 1105, &read, &size, 1), {storeSet == S_OK ? S_OK : E_FAIL}, resting) ==
-            S_OK) {
-            EXPECT_EQ(read, -6) << "store get";
-        }
-        // E_INVALIDARG on the DSP route: the module was not found (its discovery failed).
-        for (const auto& [id, value] : {std::pair{1105, -6}, std::pair{2104, 3}}) {
-            INT32 word = value;
-            const HRESULT set = Step("DSP set", dll.Set(handle, id, &word, 4, 2), {E_INVALIDARG}, resting);
-            word = 0;
-            size = 4;
-            if (Step("DSP get", dll.Get(handle, id, &word, &size, 2), {E_INVALIDARG}, resting) == S_OK && set == S_OK) {
-                EXPECT_EQ(word, value) << "DSP get " << id;
+        // Words written and read back through one route, then array reads into buffers that end
+        // at a no-access page. Beside S_OK and the injected code, the DSP route may answer
+        // E_INVALIDARG (the module was not found: its discovery failed); the store route refuses a
+        // write to a store opened for reading only and answers E_FAIL for a value it does not hold.
+        for (const auto& [id, flags, value, room] : {std::tuple{1105, 1u, -6, 4u}, {1105, 2u, -6, 4u}, {2104, 2u, 3, 4u},
+                                                     {1114, 1u, 0, 164u}, {2126, 2u, 0, 80u}}) {
+            const bool dsp = flags == 2;
+            const std::string name = std::to_string(id) + (dsp ? " on the DSP" : " in the store");
+            UINT32 size = room;
+            if (value == 0) {  // an array read
+                Step("get " + name, dll.Get(handle, id, memory_.End(size), &size, flags), {dsp ? E_INVALIDARG : S_OK}, resting);
+                continue;
             }
+            INT32 word = value;
+            const HRESULT set = Step("set " + name, dll.Set(handle, id, &word, 4, flags),
+                                     {dsp ? E_INVALIDARG : opened == S_FALSE ? STG_E_ACCESSDENIED : S_OK}, resting);
+            word = 0;
+            const HRESULT got = Step("get " + name, dll.Get(handle, id, &word, &size, flags),
+                                     {dsp ? E_INVALIDARG : set == S_OK ? S_OK : E_FAIL}, resting);
+            if (got == S_OK && (set == S_OK || !dsp)) { EXPECT_EQ(word, value) << "get " << name; }
         }
-        // Array reads: the ieq bands from the store and the vis bands from the DSP, each into a
-        // buffer that ends at a no-access page.
-        size = 164;
-        Step("store array get", dll.Get(handle, 1114, memory_.End(size), &size, 1), {}, resting);
-        size = 80;
-        Step("DSP array get", dll.Get(handle, 2126, memory_.End(size), &size, 2), {E_INVALIDARG}, resting);
         Step("close", dll.Close(handle), {}, 0);  // the last close gives back every module control
     }
 
