@@ -30,28 +30,17 @@ constexpr wchar_t kSetFn[] = L"ApoController::SetParameter";
 constexpr wchar_t kGetFn[] = L"ApoController::GetParameter";
 const std::wstring kGainKey = KeyText(L"pex_postgain", kPexPostGainKey);
 
-// The default is the console role's render endpoint: the first active one, unless one was chosen
-// for that role (an empty id restores the first); a chosen one that is disabled or captures is
-// not found, and the open goes on with the empty id.
+// The default is the console role's render endpoint: the one chosen for that role, else the first
+// active one; a choice for another role does not count. (A default that cannot be found goes on
+// with the empty id: OpenFailuresPassThroughAndLeaveNothing's GetDefaultAudioEndpoint row.)
 TEST_F(ExportsTest, OpenDefaultKeepsOnlyTheStoreAndCloseReleasesIt) {
-    const std::wstring kDisabled = L"{0.0.0.00000000}.{disabled}", kMic = L"{0.0.1.00000000}.{mic}";
-    platform.PlugEndpoint({kDisabled, eRender, DEVICE_STATE_DISABLED}, kSpeakers);
-    platform.AddEndpoint({kMic, eCapture});
-    const struct {
-        ERole role;
-        std::wstring chosen;
-        const wchar_t* opened;  // null: not found
-    } defaults[] = {{eConsole, kHeadset, kHeadset},         {eConsole, L"", kSpeakers}, {eConsole, kDisabled, nullptr},
-                    {eConsole, kMic, nullptr},               {eMultimedia, kHeadset, kSpeakers},
-                    {eCommunications, kHeadset, kSpeakers}};
-    for (const auto& d : defaults) {
-        SCOPED_TRACE(std::string(d.chosen.begin(), d.chosen.end()) + " for role " + std::to_string(d.role));
+    for (const ERole role : {eConsole, eMultimedia}) {
+        SCOPED_TRACE(role);
         platform.SetDefault(eRender, eConsole, L"");
-        platform.SetDefault(eRender, d.role, d.chosen);
+        platform.SetDefault(eRender, role, kHeadset);
         wchar_t* handle = kSentinelHandle;
-        ASSERT_EQ(dll.Open(&handle, nullptr), d.opened != nullptr ? S_OK : E_INVALIDARG);
-        if (d.opened == nullptr) continue;
-        EXPECT_STREQ(handle, d.opened);
+        ASSERT_EQ(dll.Open(&handle, nullptr), S_OK);
+        EXPECT_STREQ(handle, role == eConsole ? kHeadset : kSpeakers);
         EXPECT_EQ(dll.Close(handle), S_OK);
     }
     log.Clear();
