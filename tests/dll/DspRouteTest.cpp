@@ -105,7 +105,7 @@ void ExpectSent(const std::vector<sim::KsRequest>& requests, const std::vector<S
 // 0. A fault of the DSP comes back unchanged; the bypass read states its size before the module
 // is asked, a parameter read leaves it.
 TEST_F(DspRouteTest, RequestsOnTheWire) {
-    std::int32_t gain = -6, bypass = 1, state = -1, one = 1, twelve = 12, read = 0;
+    std::int32_t gain = -6, bypass = 1, state = -1, one = 1, twelve = 12, read = 0, type = 0;
     UINT32 size = 4;
     BYTE request[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     std::vector<std::uint8_t> bands = Bytes(Join({{1}, Iota(40, 1)}));
@@ -179,6 +179,7 @@ TEST_F(DspRouteTest, RequestsOnTheWire) {
         {"2123", {[&] { return dll.Set(handle, 2123, &one, 4, 2); }, S_OK}, {set(kKreloModule, 44, Words({4, 1}))}},
         {"bypass set", {[&] { return dll.Set(handle, 2002, &bypass, 4, 2); }, S_OK}, {enable}},
         {"bypass get", {[&] { return dll.Get(handle, 2002, &state, &size, 2); }, S_OK}, {enabled}, 4},
+        {"module type", {[&] { return dll.Get(handle, 1008, &type, &size, 2); }, S_OK}, {}, 4},
         {"KRELO direct request", {[&] { return dll.Set(handle, 2003, request, 8, 2); }, S_OK}, {direct}},
         {"PEX direct request", {[&] { return dll.Set(handle, 1003, request, 8, 3); }, S_OK},
          {{Record(PpModuleRequest(5, 2, kPex)), {}, 8}}},
@@ -230,49 +231,30 @@ TEST_F(DspRouteTest, RequestsOnTheWire) {
     EXPECT_EQ(StoredWords(PexTuningKey(13)), Join({{1, 20}, Iota(20, 1), {20}, Iota(20, 21)}));
     EXPECT_FALSE(dsp->Enabled(kKreloModuleId));
     EXPECT_EQ(state, 1);
+    EXPECT_EQ(type, static_cast<std::int32_t>(kPexType));
     EXPECT_EQ(read, 12);
     EXPECT_EQ(info[79], 7);
     bypass = 0;
     ASSERT_EQ(dll.Set(handle, 2002, &bypass, 4, 2), S_OK);
     ASSERT_EQ(dll.Get(handle, 2002, &state, &size, 2), S_OK);
     EXPECT_EQ(state, 0);
-    size = 3;
-    EXPECT_EQ(dll.Get(handle, 2002, &state, &size, 2), E_INVALIDARG);
-    EXPECT_EQ(size, 4u);
-}
-
-// Texts of the selected module, with their size negotiation, and its type.
-TEST_F(DspRouteTest, TextsOfTheSelectedModule) {
-    struct Text {
-        std::int32_t id;
-        std::wstring text;
-    };
-    for (const Text& t : {Text{1001, L"2.10.0-lite"}, Text{2001, L"1.4.2"}, Text{1007, L"pex"}, Text{2005, L"krelo"},
-                          Text{2004, L"{cbdd3db0-85ae-4466-b18d-504fd8e7082b}"}}) {
-        SCOPED_TRACE(t.id);
-        UINT32 size = 2;
-        wchar_t text[64] = {};
-        EXPECT_EQ(dll.Get(handle, t.id, text, &size, 2), E_INVALIDARG);
-        EXPECT_EQ(size, (t.text.size() + 1) * 2);
-        EXPECT_EQ(dll.Get(handle, t.id, text, &size, 2), S_OK);
-        EXPECT_EQ(std::wstring(text), t.text);
-    }
-    UINT32 type = 0, size = 4;
-    ASSERT_EQ(dll.Get(handle, 1008, &type, &size, 2), S_OK);
-    EXPECT_EQ(type, kPexType);
 }
 
 // Every array a client writes, of the size the public header gives, reads back as the caller
 // structure holding the same values through each route that takes it. The store receives the
 // words of the structure's DSP blob (every array behind its length word), of the blob size the
 // header gives; on the DSP route the client writes that blob, and a read into one byte less
-// than the structure is too small and gives the size needed.
+// than the structure is too small and gives the size needed. The selected module's texts read
+// the same way (on the DSP route only; nothing writes them).
 TEST_F(DspRouteTest, ArraysReadBackAsTheCallersStructure) {
     const struct {
         std::int32_t id;
         size_t size, blob = 0;
         std::optional<PROPERTYKEY> key = {};
+        std::wstring text = {};
     } cases[] = {
+        {1001, 0, 0, {}, L"2.10.0-lite"}, {2001, 0, 0, {}, L"1.4.2"}, {1007, 0, 0, {}, L"pex"},
+        {2005, 0, 0, {}, L"krelo"},       {2004, 0, 0, {}, L"{cbdd3db0-85ae-4466-b18d-504fd8e7082b}"},
         {KELIX_PEX_IEQ_BANDS, sizeof(KelixPexBands), sizeof(KelixDspPexBands), PexTuningKey(13)},
         {KELIX_PEX_AUDIO_OPTIMIZER_BANDS, sizeof(KelixPexAudioOptimizerBands)},
         {KELIX_PEX_REGULATOR_TUNING, sizeof(KelixPexRegulatorTuning), sizeof(KelixDspPexRegulatorTuning)},
@@ -290,17 +272,24 @@ TEST_F(DspRouteTest, ArraysReadBackAsTheCallersStructure) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.id);
-        std::vector<std::uint8_t> caller = Bytes(Join({{2}, Iota((c.size + 3) / 4 - 1, 1)}));  // counts of 2 first
-        caller.resize(c.size);
+        const auto* text = reinterpret_cast<const std::uint8_t*>(c.text.c_str());
+        std::vector<std::uint8_t> caller(text, text + (c.text.size() + 1) * 2);  // a text and its terminator
+        if (c.size != 0) {
+            caller = Bytes(Join({{2}, Iota((c.size + 3) / 4 - 1, 1)}));  // counts of 2 first
+            caller.resize(c.size);
+        }
         const auto blob = CallerToDspBlob(c.id, caller.data(), static_cast<std::uint32_t>(caller.size()));
         EXPECT_EQ(blob.has_value(), TakesDspBlob(c.id));
         if (c.blob != 0) { EXPECT_EQ(blob.value_or(Bytes8{}).size(), c.blob); }
         for (const UINT32 route : {1u, 2u}) {
-            if (route == 1 ? !ParameterCatalogue().contains(c.id) : !blob) continue;
+            const bool readOnly = !c.text.empty();
+            if (route == 1 ? readOnly || !ParameterCatalogue().contains(c.id) : !blob && !readOnly) continue;
             SCOPED_TRACE(route == 1 ? "store" : "DSP");
-            ASSERT_EQ(route == 1 ? dll.Set(handle, c.id, caller.data(), static_cast<UINT32>(caller.size()), 1)
-                                 : SetBlob(c.id, *blob),
-                      S_OK);
+            if (!readOnly) {
+                ASSERT_EQ(route == 1 ? dll.Set(handle, c.id, caller.data(), static_cast<UINT32>(caller.size()), 1)
+                                     : SetBlob(c.id, *blob),
+                          S_OK);
+            }
             if (route == 1 && c.key) { EXPECT_EQ(Bytes(StoredWords(*c.key)), *blob); }
             UINT32 size = 0;
             EXPECT_EQ(dll.Get(handle, c.id, nullptr, &size, route), E_INVALIDARG);

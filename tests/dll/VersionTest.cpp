@@ -116,11 +116,7 @@ TEST_F(VersionTest, ClassIdsMapThroughTheKeysInOrder) {
         EXPECT_EQ(Version(c.id), c.version);
         platform.ClearFailures();
         // Next case: a clean FX store and registry.
-        for (DWORD pid : {5u, 6u, 7u, 13u, 14u, 15u}) {
-            PROPVARIANT empty;
-            PropVariantInit(&empty);
-            speakers.SetFxValue(FxKey(pid), empty);
-        }
+        for (const FxValue& fx : c.fx) speakers.SetFxValue(FxKey(fx.pid), PROPVARIANT{});
         registry.DeleteKey(L"SOFTWARE\\Sonavel");
     }
     // Each query without the object (the size, then the text) says so.
