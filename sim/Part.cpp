@@ -23,11 +23,7 @@ HRESULT Part::Create(std::shared_ptr<PlatformState> state, PartModel& model, REF
     ClearOut(out);
     if (out == nullptr) return E_POINTER;
     // The platform's own hand-out is no caller's query: it is neither counted nor failed.
-    Part* part = new (std::nothrow) Part(std::move(state), model);
-    if (part == nullptr) return E_OUTOFMEMORY;
-    const HRESULT hr = part->Query(riid, out);
-    part->Release();
-    return hr;
+    return Hand(new (std::nothrow) Part(std::move(state), model), riid, out, &Part::Query);
 }
 
 PartModel* Part::ModelOf(IUnknown* part) noexcept {

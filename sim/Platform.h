@@ -61,7 +61,8 @@ public:
     // returns hr and writes nothing through its out-parameters except the documented null-on-failure
     // (interface pointers and GetId's string). QueryInterface, AddRef and Release are not methods
     // here, except a part's query between IPart and IConnector ("IConnector::QueryInterface(IPart)",
-    // "IPart::QueryInterface(IConnector)"), which fails with E_NOINTERFACE whatever hr is. Throws std::invalid_argument for an unknown name or a success hr.
+    // "IPart::QueryInterface(IConnector)"), which fails with E_NOINTERFACE whatever hr is. Throws
+    // std::invalid_argument for an unknown name or a success hr.
     void FailMethod(const std::string& method, HRESULT hr, int times = -1);
     // Only the call-th call of method from now on (1: the next one) fails with hr.
     void FailMethodCall(const std::string& method, int call, HRESULT hr);

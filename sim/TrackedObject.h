@@ -47,11 +47,13 @@ void ClearOut(T** out) noexcept {
 HRESULT TaskMemCopy(const std::wstring& text, LPWSTR* out) noexcept;
 
 // Hands a new object (holding its creation reference) to the caller as riid, then drops the
-// creation reference: the caller ends up with the only reference, or the object is gone.
+// creation reference: the caller ends up with the only reference, or the object is gone. An
+// object whose QueryInterface is a counted method hands itself out through its own `query`.
 template <class Object>
-HRESULT Hand(Object* object, REFIID riid, void** out) noexcept {
+HRESULT Hand(Object* object, REFIID riid, void** out,
+             HRESULT (Object::*query)(REFIID, void**) = &Object::QueryInterface) noexcept {
     if (object == nullptr) return E_OUTOFMEMORY;
-    const HRESULT hr = object->QueryInterface(riid, out);
+    const HRESULT hr = (object->*query)(riid, out);
     object->Release();
     return hr;
 }
