@@ -37,9 +37,9 @@ def parse_arguments():
     parser.add_argument("--report", default=str(STATE / "report.md"), metavar="FILE",
                         help="where to write the Markdown report (default: build/mutate/report.md)")
     parser.add_argument("--list", action="store_true", help="print the mutants without running them")
-    parser.add_argument("--recheck", metavar="REPORT",
+    parser.add_argument("--recheck", action="append", metavar="REPORT",
                         help="run only the mutants REPORT kills, each with the program that killed it first "
-                             "(the quick check that a change of the tests lost no kill)")
+                             "(the quick check that a change of the tests lost no kill); repeatable")
     parser.add_argument("--compare", nargs=2, metavar=("BEFORE", "AFTER"),
                         help="list the mutants killed in report BEFORE that report AFTER does not kill")
     return parser.parse_args()
@@ -59,11 +59,19 @@ def selected(arguments):
         prefixes = [pathlib.Path(p).resolve().relative_to(ROOT).as_posix() for p in arguments.only]
         chosen = [m for m in chosen if any(m.path == p or m.path.startswith(p.rstrip("/") + "/") for p in prefixes)]
     if arguments.recheck:
-        killed = report.killers(arguments.recheck)
+        killed = recheck_killers(arguments.recheck)
         chosen = [m for m in chosen if m.id in killed]
     if arguments.limit is not None:
         chosen = chosen[:arguments.limit]
     return sorted(chosen, key=lambda m: (m.path, m.line))  # one file after the other: fewer rebuilds
+
+
+def recheck_killers(paths):
+    """{id: first killer} over several reports; the earlier report's killer wins."""
+    killed = {}
+    for path in reversed(paths):
+        killed.update(report.killers(path))
+    return killed
 
 
 def tree_for(tree_list, mutant):
@@ -129,7 +137,7 @@ def main():
                  ("API/Kelix3PexControl", trees.Tree(ROOT, "build/windows-x64", ["Kelix3PexControl"]))]
     (STATE / "unmutated.log").unlink(missing_ok=True)
     measure_unmutated(tree_list, chosen)
-    first = report.killers(arguments.recheck) if arguments.recheck else {}
+    first = recheck_killers(arguments.recheck) if arguments.recheck else {}
     outcomes, started, cpu_before = [], datetime.datetime.now(datetime.timezone.utc), cpu_seconds()
     try:
         for number, mutant in enumerate(chosen, 1):
@@ -158,7 +166,7 @@ def main():
               f"{len(outcomes)} of the {SET_SIZE} mutants of seed `{mutants.SEED}`"
               + (f" (--only {' '.join(arguments.only)})" if arguments.only else "")
               + (f" (--limit {arguments.limit})" if arguments.limit is not None else "")
-              + (f" (--recheck {arguments.recheck}: the mutants it kills)" if arguments.recheck else "") + "."]
+              + (f" (--recheck {' '.join(arguments.recheck)}: the mutants they kill)" if arguments.recheck else "") + "."]
     report.write(arguments.report, header, outcomes)
     counts = {r: sum(1 for o in outcomes if o[1] == r) for r in report.RESULTS}
     for mutant, result, *_ in outcomes:
