@@ -72,7 +72,10 @@
  * (or needed) on return; a buffer that is too small, or NULL, gives E_INVALIDARG
  * and the needed size; no read writes beyond *size bytes. Store-route reads
  * zero the caller's buffer (*size bytes) first; DSP-route reads write only the
- * bytes they copy.
+ * bytes they copy. One exception to the rule above, kept as the DSP route has
+ * always answered: a one-INT32 id whose module replies with other than 4 bytes
+ * (for instance after a VT_BLOB of another length was written to it) copies
+ * nothing and answers S_OK with *size = the reply's length, whatever the buffer.
  *
  * Text answers (zero-terminated UTF-16): the effect version (KELIX_PEX_VERSION,
  * KELIX_KRELO_VERSION on the store route, e.g. L"pex2.10", L"krelo1.4"), the
