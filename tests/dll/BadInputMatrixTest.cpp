@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <map>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -49,25 +50,28 @@ std::vector<INT32> MatrixIds() {
     return {ids.begin(), ids.end()};
 }
 
-// An honest caller structure of id as the public header documents it; counted layouts carry a
-// small count.
+// An honest caller structure of id, of the size the public header gives it: words counting up
+// from 1, so that a counted layout counts one item (its count word is 1).
 std::vector<BYTE> Structure(INT32 id) {
-    switch (id) {
-        case 1003: case 2003: return std::vector<BYTE>(8, 0x11);
-        case 1114: case 1122: return Bytes(Join({{3}, Iota(40, 1)}));
-        case 1119: return Bytes(Join({{3}, Iota(220, 1)}));
-        case 1123: case 1170: return Bytes(Join({{3}, Iota(80, 1)}));
-        case 1156: return Bytes({7, 3, 1, 2, 3});  // first, n, v[n]
-        case 1161: return Bytes(Iota(42, 1));
-        case 1162: return Bytes(Iota(18, 1));
-        case 2105: return {5, 0, 0, 0, 1, 2, 3, 4, 5};  // N, then N bytes
-        case 2107: return Bytes({3, 1, 2, 3});
-        case 2108: return Bytes(Iota(40, 1));
-        case 2109: return Bytes(Iota(20, 1));
-        case 2116: return Bytes(Join({{2}, Iota(12, 1)}));  // n, n records of six
-        case 2122: return Bytes(Iota(8, 1));
-        default: return Bytes({id % 97 + 1});
-    }
+    static const std::map<INT32, UINT32> kSizes = {
+        {KELIX_PEX_IEQ_BANDS, sizeof(KelixPexBands)}, {KELIX_PEX_GRAPHIC_EQUALIZER_BANDS, sizeof(KelixPexBands)},
+        {KELIX_PEX_AUDIO_OPTIMIZER_BANDS, sizeof(KelixPexAudioOptimizerBands)},
+        {KELIX_PEX_REGULATOR_TUNING, sizeof(KelixPexRegulatorTuning)},
+        {KELIX_PEX_WOOFER_REGULATOR_TUNING, sizeof(KelixPexRegulatorTuning)},
+        {KELIX_PEX_TUNING_PARTIAL_OUTPUT_MODE, KELIX_PARTIAL_OUTPUT_MODE_SIZE(2)},  // first, n = 2
+        {KELIX_PEX_INIT_INFO, sizeof(KelixPexInitInfo)}, {KELIX_PEX_DRC_METADATA, sizeof(KelixPexDrcMetadata)},
+        {KELIX_KRELO_FILTER_CONFIG, KELIX_FILTER_CONFIG_SIZE(1)},
+        {KELIX_KRELO_AUDIO_OPTIMIZER_GAINS, KELIX_AUDIO_OPTIMIZER_GAINS_SIZE(1)},
+        {KELIX_KRELO_REGULATOR_THRESHOLDS, sizeof(KelixKreloRegulatorThresholds)},
+        {KELIX_KRELO_REGULATOR_ISOLATED_BANDS, sizeof(KelixKreloRegulatorIsolatedBands)},
+        {KELIX_KRELO_MB_COMPRESSOR_TUNING, KELIX_MB_COMPRESSOR_TUNING_SIZE(1)},
+        {KELIX_KRELO_REGULATOR_STRESS_AMOUNT, sizeof(KelixKreloRegulatorStressAmount)}};
+    if (IsDirectRequestId(id)) return std::vector<BYTE>(8, 0x11);
+    const auto size = kSizes.find(id);
+    if (size == kSizes.end()) return Bytes({id % 97 + 1});
+    std::vector<BYTE> bytes = Bytes(Iota(size->second / 4 + 1, 1));
+    bytes.resize(size->second);
+    return bytes;
 }
 
 std::vector<UINT32> SizesAround(UINT32 need) {
@@ -105,20 +109,6 @@ protected:
 
     wchar_t* HandleOf(Handle handle) { return std::array{(wchar_t*)nullptr, open, neverOpened.data()}[int(handle)]; }
 
-    // Honest values for every catalogue id in the store and every DSP scalar on its module, so
-    // that reads have something to read.
-    void SeedValues() {
-        for (const auto& row : ParameterCatalogue()) {
-            std::vector<BYTE> value = Structure(row.first);
-            ASSERT_EQ(dll.Set(open, row.first, value.data(), static_cast<UINT32>(value.size()), 1), S_OK) << row.first;
-        }
-        for (INT32 id : MatrixIds()) {
-            std::vector<BYTE> value = Structure(id);
-            if (OnDspRoute(id) && value.size() == 4) dll.Set(open, id, value.data(), 4, 2);
-        }
-        dsp->ClearRequests();
-    }
-
     // Checks common to every call, with the call's description for failure messages.
     void AfterCall(const std::string& what, int storeWrites, bool dspReached) {
         ++calls;
@@ -134,7 +124,6 @@ protected:
 
     sim::Platform platform;
     sim::Endpoint& speakers = platform.AddEndpoint({kSpeakers});
-    sim::Endpoint& headset = platform.AddEndpoint({kHeadset});
     sim::Installation installed{platform};
     DllUnderTest dll;
     GuardedBuffer memory;
@@ -178,9 +167,20 @@ Results Documented(Handle handle, INT32 id, UINT32 flags, const Write& w) {
     return {open && InCatalogue(id) ? S_OK : E_FAIL};
 }
 
-// Every write of the matrix is checked against the documented result, its caller's bytes, the
-// store writes it may make (one, when the store route took the value) and the DSP requests.
-TEST_F(BadInputMatrixTest, Writes) {
+// Every call of the matrix, per id and handle. First the reads, against the needs their routes
+// negotiate then (what the needs are, per id, is the DSP route's and the version tests' to check):
+// a buffer below a route's need is refused with the need, one that holds it is filled, and nothing
+// lands beyond the size reported. Then the writes, against the documented result, their caller's
+// bytes, the store writes they may make (one, when the store route took the value) and the DSP
+// requests.
+TEST_F(BadInputMatrixTest, EveryCall) {
+    // Honest values for every catalogue id in the store and every DSP scalar on its module, so
+    // that reads have something to read.
+    for (INT32 id : MatrixIds()) {
+        std::vector<BYTE> value = Structure(id);
+        if (InCatalogue(id)) { ASSERT_EQ(dll.Set(open, id, value.data(), static_cast<UINT32>(value.size()), 1), S_OK) << id; }
+        if (OnDspRoute(id) && value.size() == 4) dll.Set(open, id, value.data(), 4, 2);
+    }
     for (INT32 id : MatrixIds()) {
         const std::vector<BYTE> structure = Structure(id);
         const auto need = static_cast<UINT32>(structure.size());
@@ -231,54 +231,24 @@ TEST_F(BadInputMatrixTest, Writes) {
         }
 
         for (Handle handle : kHandles) {
-            for (UINT32 flags : kFlags) {
-                for (const Write& w : writes) {
-                    std::ostringstream what;
-                    what << NameOf(handle) << ", " << id << ", " << w.what << ", flags 0x" << std::hex << flags;
-                    current = what.str();
-                    if (w.bytes != nullptr) std::memcpy(w.bytes, w.initial.data(), w.initial.size());
-                    Mark();
-                    const HRESULT hr = w.call(HandleOf(handle), flags);
-                    const Results expected = Documented(handle, id, flags, w);
-                    EXPECT_TRUE(expected.contains(hr)) << current << " gave " << Hex(hr) << ", documented " << Text(expected);
-                    EXPECT_TRUE(w.bytes == nullptr || std::equal(w.initial.begin(), w.initial.end(), w.bytes))
-                        << current << ": caller's bytes changed";
-                    const bool taken = handle != Handle::Null && !w.refused && w.usable;
-                    const bool written = taken && handle == Handle::Open && !w.direct && (flags & 1) && InCatalogue(id);
-                    AfterCall(current, written ? 1 : 0, taken && (flags & 2));
-                }
-                dsp->ClearRequests();
-            }
-        }
-    }
-    EXPECT_GE(calls, 20000);
-}
-
-// Every read of the matrix against the needs its routes negotiate (what the needs are, per id,
-// is the DSP route's and the version tests' to check): a buffer below a route's need is refused
-// with the need, one that holds it is filled, and nothing lands beyond the size reported.
-TEST_F(BadInputMatrixTest, GetPexParam) {
-    SeedValues();
-    for (INT32 id : MatrixIds()) {
-        for (Handle handle : kHandles) {
             // Each route's answer to a null buffer (store, then DSP): E_INVALIDARG with a size is
             // the need it negotiates; any other result it gives whatever the buffer.
             std::array<std::pair<HRESULT, std::optional<UINT32>>, 2> routes{};
-            std::set<UINT32> sizes;
+            std::set<UINT32> rooms;
             for (UINT32 route : {1u, 2u}) {
-                UINT32 need = 0;
+                UINT32 size = 0;
                 current = "probe " + std::to_string(id) + " flags " + std::to_string(route);
-                const HRESULT hr = handle == Handle::Null ? S_OK : dll.Get(HandleOf(handle), id, nullptr, &need, route);
+                const HRESULT hr = handle == Handle::Null ? S_OK : dll.Get(HandleOf(handle), id, nullptr, &size, route);
                 EXPECT_TRUE(Results({S_OK, E_INVALIDARG, E_FAIL}).contains(hr)) << current << " gave " << Hex(hr);
-                EXPECT_TRUE(FAILED(hr) || need == 0) << current << ": success reports more than a null buffer holds";
-                routes[route - 1] = {hr, hr == E_INVALIDARG && need != 0 ? std::optional(need) : std::nullopt};
-                for (UINT32 size : SizesAround(routes[route - 1].second.value_or(4))) sizes.insert(size);
+                EXPECT_TRUE(FAILED(hr) || size == 0) << current << ": success reports more than a null buffer holds";
+                routes[route - 1] = {hr, hr == E_INVALIDARG && size != 0 ? std::optional(size) : std::nullopt};
+                for (UINT32 room : SizesAround(routes[route - 1].second.value_or(4))) rooms.insert(room);
             }
             const auto& [store, toDsp] = routes;
             Mark();
             for (UINT32 flags : kFlags) {
                 // Each size with and without a buffer; without a size pointer, size 0 only.
-                for (UINT32 room : sizes) {
+                for (UINT32 room : rooms) {
                     for (const auto& [withBuffer, sizePointer] : {std::pair{false, true}, {true, true}, {false, false}, {true, false}}) {
                         if (!sizePointer && room != 0) continue;
                         BYTE* buffer = withBuffer ? memory.End(room) : nullptr;
@@ -322,11 +292,28 @@ TEST_F(BadInputMatrixTest, GetPexParam) {
                         AfterCall(current, 0, true);
                     }
                 }
-                dsp->ClearRequests();
             }
+            for (UINT32 flags : kFlags) {
+                for (const Write& w : writes) {
+                    std::ostringstream what;
+                    what << NameOf(handle) << ", " << id << ", " << w.what << ", flags 0x" << std::hex << flags;
+                    current = what.str();
+                    if (w.bytes != nullptr) std::memcpy(w.bytes, w.initial.data(), w.initial.size());
+                    Mark();
+                    const HRESULT hr = w.call(HandleOf(handle), flags);
+                    const Results expected = Documented(handle, id, flags, w);
+                    EXPECT_TRUE(expected.contains(hr)) << current << " gave " << Hex(hr) << ", documented " << Text(expected);
+                    EXPECT_TRUE(w.bytes == nullptr || std::equal(w.initial.begin(), w.initial.end(), w.bytes))
+                        << current << ": caller's bytes changed";
+                    const bool taken = handle != Handle::Null && !w.refused && w.usable;
+                    const bool written = taken && handle == Handle::Open && !w.direct && (flags & 1) && InCatalogue(id);
+                    AfterCall(current, written ? 1 : 0, taken && (flags & 2));
+                }
+            }
+            dsp->ClearRequests();
         }
     }
-    EXPECT_GE(calls, 10000);
+    EXPECT_GE(calls, 30000);
 }
 
 }  // namespace
