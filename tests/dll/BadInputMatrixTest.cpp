@@ -95,8 +95,13 @@ protected:
         ASSERT_TRUE(dll.Loaded());
         ASSERT_TRUE(memory.Ready());
         // The FX registrations that make the version queries answer "pex2.5" and "krelo1.0-gaming".
-        RegisterEffect(speakers, 5, L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}");
-        RegisterEffect(speakers, 6, L"{d9916f9d-99f7-11e7-bf21-6c0b849889e1}");
+        for (const auto& [pid, classId] : {std::pair{5, L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"},
+                                            {6, L"{d9916f9d-99f7-11e7-bf21-6c0b849889e1}"}}) {
+            PROPVARIANT value{};
+            value.vt = VT_LPWSTR;
+            value.pwszVal = const_cast<wchar_t*>(classId);
+            ASSERT_EQ(speakers.SetFxValue(FxKey(pid), value), S_OK);
+        }
         dsp = &AttachDspWithBothFamilies(platform, speakers);
         ASSERT_EQ(dll.Open(&open, kSpeakers), S_OK);
         resting = platform.TotalReferences();
@@ -115,9 +120,6 @@ protected:
         EXPECT_EQ(platform.TotalReferences(), resting) << what << ": references not back at rest";
         EXPECT_EQ(platform.Calls("IPropertyStore::SetValue") - setValues, storeWrites) << what << ": store writes";
         EXPECT_TRUE(dspReached || platform.Calls("IKsControl::KsProperty") == ksCalls) << what << ": sent to the DSP";
-        Mark();
-    }
-    void Mark() {
         setValues = platform.Calls("IPropertyStore::SetValue");
         ksCalls = platform.Calls("IKsControl::KsProperty");
     }
@@ -180,6 +182,7 @@ TEST_F(BadInputMatrixTest, EveryCall) {
         std::vector<BYTE> value = Structure(id);
         if (InCatalogue(id)) { ASSERT_EQ(dll.Set(open, id, value.data(), static_cast<UINT32>(value.size()), 1), S_OK) << id; }
         if (OnDspRoute(id) && value.size() == 4) dll.Set(open, id, value.data(), 4, 2);
+        AfterCall("seeding " + std::to_string(id), InCatalogue(id) ? 1 : 0, true);
     }
     for (INT32 id : MatrixIds()) {
         const std::vector<BYTE> structure = Structure(id);
@@ -243,9 +246,9 @@ TEST_F(BadInputMatrixTest, EveryCall) {
                 EXPECT_TRUE(FAILED(hr) || size == 0) << current << ": success reports more than a null buffer holds";
                 routes[route - 1] = {hr, hr == E_INVALIDARG && size != 0 ? std::optional(size) : std::nullopt};
                 for (UINT32 room : SizesAround(routes[route - 1].second.value_or(4))) rooms.insert(room);
+                AfterCall(current, 0, true);
             }
             const auto& [store, toDsp] = routes;
-            Mark();
             for (UINT32 flags : kFlags) {
                 // Each size with and without a buffer; without a size pointer, size 0 only.
                 for (UINT32 room : rooms) {
@@ -299,7 +302,6 @@ TEST_F(BadInputMatrixTest, EveryCall) {
                     what << NameOf(handle) << ", " << id << ", " << w.what << ", flags 0x" << std::hex << flags;
                     current = what.str();
                     if (w.bytes != nullptr) std::memcpy(w.bytes, w.initial.data(), w.initial.size());
-                    Mark();
                     const HRESULT hr = w.call(HandleOf(handle), flags);
                     const Results expected = Documented(handle, id, flags, w);
                     EXPECT_TRUE(expected.contains(hr)) << current << " gave " << Hex(hr) << ", documented " << Text(expected);
