@@ -176,17 +176,14 @@ Results Documented(Handle handle, INT32 id, UINT32 flags, const Write& w) {
 // bytes, the store writes they may make (one, when the store route took the value) and the DSP
 // requests.
 TEST_F(BadInputMatrixTest, EveryCall) {
-    // Honest values for every catalogue id in the store and every DSP scalar on its module, so
-    // that reads have something to read.
     for (INT32 id : MatrixIds()) {
-        std::vector<BYTE> value = Structure(id);
-        if (InCatalogue(id)) { ASSERT_EQ(dll.Set(open, id, value.data(), static_cast<UINT32>(value.size()), 1), S_OK) << id; }
-        if (OnDspRoute(id) && value.size() == 4) dll.Set(open, id, value.data(), 4, 2);
-        AfterCall("seeding " + std::to_string(id), InCatalogue(id) ? 1 : 0, true);
-    }
-    for (INT32 id : MatrixIds()) {
-        const std::vector<BYTE> structure = Structure(id);
+        std::vector<BYTE> structure = Structure(id);
         const auto need = static_cast<UINT32>(structure.size());
+        // An honest value in the store for a catalogue id and on the module for a DSP scalar, so
+        // that reads have something to read.
+        if (InCatalogue(id)) { ASSERT_EQ(dll.Set(open, id, structure.data(), need, 1), S_OK) << id; }
+        if (OnDspRoute(id) && need == 4) dll.Set(open, id, structure.data(), 4, 2);
+        AfterCall("seeding " + std::to_string(id), InCatalogue(id) ? 1 : 0, true);
         const auto filled = [&](UINT32 size, BYTE rest) {
             std::vector<BYTE> bytes(size, rest);
             std::memcpy(bytes.data(), structure.data(), std::min(size, need));
@@ -234,22 +231,22 @@ TEST_F(BadInputMatrixTest, EveryCall) {
         }
 
         for (Handle handle : kHandles) {
-            // Each route's answer to a null buffer (store, then DSP): E_INVALIDARG with a size is
-            // the need it negotiates; any other result it gives whatever the buffer.
-            std::array<std::pair<HRESULT, std::optional<UINT32>>, 2> routes{};
-            std::set<UINT32> rooms;
-            for (UINT32 route : {1u, 2u}) {
-                UINT32 size = 0;
-                current = "probe " + std::to_string(id) + " flags " + std::to_string(route);
-                const HRESULT hr = handle == Handle::Null ? S_OK : dll.Get(HandleOf(handle), id, nullptr, &size, route);
-                EXPECT_TRUE(Results({S_OK, E_INVALIDARG, E_FAIL}).contains(hr)) << current << " gave " << Hex(hr);
-                EXPECT_TRUE(FAILED(hr) || size == 0) << current << ": success reports more than a null buffer holds";
-                routes[route - 1] = {hr, hr == E_INVALIDARG && size != 0 ? std::optional(size) : std::nullopt};
-                for (UINT32 room : SizesAround(routes[route - 1].second.value_or(4))) rooms.insert(room);
-                AfterCall(current, 0, true);
-            }
-            const auto& [store, toDsp] = routes;
             for (UINT32 flags : kFlags) {
+                // Each route's answer to a null buffer (store, then DSP): E_INVALIDARG with a size is
+                // the need it negotiates; any other result it gives whatever the buffer.
+                std::array<std::pair<HRESULT, std::optional<UINT32>>, 2> routes{};
+                std::set<UINT32> rooms;
+                for (UINT32 route : {1u, 2u}) {
+                    UINT32 size = 0;
+                    current = "probe " + std::to_string(id) + " flags " + std::to_string(route);
+                    const HRESULT hr = handle == Handle::Null ? S_OK : dll.Get(HandleOf(handle), id, nullptr, &size, route);
+                    EXPECT_TRUE(Results({S_OK, E_INVALIDARG, E_FAIL}).contains(hr)) << current << " gave " << Hex(hr);
+                    EXPECT_TRUE(FAILED(hr) || size == 0) << current << ": success reports more than a null buffer holds";
+                    routes[route - 1] = {hr, hr == E_INVALIDARG && size != 0 ? std::optional(size) : std::nullopt};
+                    for (UINT32 room : SizesAround(routes[route - 1].second.value_or(4))) rooms.insert(room);
+                    AfterCall(current, 0, true);
+                }
+                const auto& [store, toDsp] = routes;
                 // Each size with and without a buffer; without a size pointer, size 0 only.
                 for (UINT32 room : rooms) {
                     for (const auto& [withBuffer, sizePointer] : {std::pair{false, true}, {true, true}, {false, false}, {true, false}}) {
@@ -295,8 +292,6 @@ TEST_F(BadInputMatrixTest, EveryCall) {
                         AfterCall(current, 0, true);
                     }
                 }
-            }
-            for (UINT32 flags : kFlags) {
                 for (const Write& w : writes) {
                     std::ostringstream what;
                     what << NameOf(handle) << ", " << id << ", " << w.what << ", flags 0x" << std::hex << flags;
