@@ -59,7 +59,7 @@ void StoreWords(sim::Endpoint& endpoint, const PROPERTYKEY& key, std::vector<std
 using sim::DescribeEndpoint;
 
 // Describes the speakers (form factor 1) and attaches a DSP that carries both families: a PEX
-// module ("pex", "2.10.0-lite") and a KRELO module ("krelo", "1.4.2").
+// module ("pex", "2.10") and a KRELO module ("krelo", "1.4").
 sim::Dsp& AttachDspWithBothFamilies(sim::Platform& platform, sim::Endpoint& speakers);
 
 // The modules of that DSP.
