@@ -231,22 +231,22 @@ TEST_F(BadInputMatrixTest, EveryCall) {
         }
 
         for (Handle handle : kHandles) {
+            // Each route's answer to a null buffer (store, then DSP): E_INVALIDARG with a size is
+            // the need it negotiates; any other result it gives whatever the buffer.
+            std::array<std::pair<HRESULT, std::optional<UINT32>>, 2> routes{};
+            std::set<UINT32> rooms;
+            for (UINT32 route : {1u, 2u}) {
+                UINT32 size = 0;
+                current = "probe " + std::to_string(id) + " flags " + std::to_string(route);
+                const HRESULT hr = handle == Handle::Null ? S_OK : dll.Get(HandleOf(handle), id, nullptr, &size, route);
+                EXPECT_TRUE(Results({S_OK, E_INVALIDARG, E_FAIL}).contains(hr)) << current << " gave " << Hex(hr);
+                EXPECT_TRUE(FAILED(hr) || size == 0) << current << ": success reports more than a null buffer holds";
+                routes[route - 1] = {hr, hr == E_INVALIDARG && size != 0 ? std::optional(size) : std::nullopt};
+                for (UINT32 room : SizesAround(routes[route - 1].second.value_or(4))) rooms.insert(room);
+                AfterCall(current, 0, true);
+            }
+            const auto& [store, toDsp] = routes;
             for (UINT32 flags : kFlags) {
-                // Each route's answer to a null buffer (store, then DSP): E_INVALIDARG with a size is
-                // the need it negotiates; any other result it gives whatever the buffer.
-                std::array<std::pair<HRESULT, std::optional<UINT32>>, 2> routes{};
-                std::set<UINT32> rooms;
-                for (UINT32 route : {1u, 2u}) {
-                    UINT32 size = 0;
-                    current = "probe " + std::to_string(id) + " flags " + std::to_string(route);
-                    const HRESULT hr = handle == Handle::Null ? S_OK : dll.Get(HandleOf(handle), id, nullptr, &size, route);
-                    EXPECT_TRUE(Results({S_OK, E_INVALIDARG, E_FAIL}).contains(hr)) << current << " gave " << Hex(hr);
-                    EXPECT_TRUE(FAILED(hr) || size == 0) << current << ": success reports more than a null buffer holds";
-                    routes[route - 1] = {hr, hr == E_INVALIDARG && size != 0 ? std::optional(size) : std::nullopt};
-                    for (UINT32 room : SizesAround(routes[route - 1].second.value_or(4))) rooms.insert(room);
-                    AfterCall(current, 0, true);
-                }
-                const auto& [store, toDsp] = routes;
                 // Each size with and without a buffer; without a size pointer, size 0 only.
                 for (UINT32 room : rooms) {
                     for (const auto& [withBuffer, sizePointer] : {std::pair{false, true}, {true, true}, {false, false}, {true, false}}) {
@@ -292,6 +292,8 @@ TEST_F(BadInputMatrixTest, EveryCall) {
                         AfterCall(current, 0, true);
                     }
                 }
+            }
+            for (UINT32 flags : kFlags) {
                 for (const Write& w : writes) {
                     std::ostringstream what;
                     what << NameOf(handle) << ", " << id << ", " << w.what << ", flags 0x" << std::hex << flags;
