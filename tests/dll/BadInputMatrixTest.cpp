@@ -88,57 +88,6 @@ std::string Text(const Results& results) {
     return text;
 }
 
-class BadInputMatrixTest : public testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_EQ(installed.Result(), S_OK);
-        ASSERT_TRUE(dll.Loaded());
-        ASSERT_TRUE(memory.Ready());
-        // The FX registrations that make the version queries answer "pex2.5" and "krelo1.0-gaming".
-        for (const auto& [pid, classId] : {std::pair{5, L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"},
-                                            {6, L"{d9916f9d-99f7-11e7-bf21-6c0b849889e1}"}}) {
-            PROPVARIANT value{};
-            value.vt = VT_LPWSTR;
-            value.pwszVal = const_cast<wchar_t*>(classId);
-            ASSERT_EQ(speakers.SetFxValue(FxKey(pid), value), S_OK);
-        }
-        dsp = &AttachDspWithBothFamilies(platform, speakers);
-        ASSERT_EQ(dll.Open(&open, kSpeakers), S_OK);
-        resting = platform.TotalReferences();
-        ASSERT_EQ(resting, 3);  // the store and one control per module
-    }
-    void TearDown() override {
-        if (open != nullptr) { EXPECT_EQ(dll.Close(open), S_OK); }
-        std::printf("bad-input matrix: %ld calls\n", calls);
-    }
-
-    wchar_t* HandleOf(Handle handle) { return std::array{(wchar_t*)nullptr, open, neverOpened.data()}[int(handle)]; }
-
-    // Checks common to every call, with the call's description for failure messages.
-    void AfterCall(const std::string& what, int storeWrites, bool dspReached) {
-        ++calls;
-        EXPECT_EQ(platform.TotalReferences(), resting) << what << ": references not back at rest";
-        EXPECT_EQ(platform.Calls("IPropertyStore::SetValue") - setValues, storeWrites) << what << ": store writes";
-        EXPECT_TRUE(dspReached || platform.Calls("IKsControl::KsProperty") == ksCalls) << what << ": sent to the DSP";
-        setValues = platform.Calls("IPropertyStore::SetValue");
-        ksCalls = platform.Calls("IKsControl::KsProperty");
-    }
-
-    sim::Platform platform;
-    sim::Endpoint& speakers = platform.AddEndpoint({kSpeakers});
-    sim::Installation installed{platform};
-    DllUnderTest dll;
-    GuardedBuffer memory;
-    sim::Dsp* dsp = nullptr;
-    wchar_t* open = nullptr;
-    std::wstring neverOpened = kHeadset;
-    long resting = 0;
-    long calls = 0;
-    int setValues = 0;
-    int ksCalls = 0;
-    std::string& current = memory.scene;  // the case under way, for a fault report
-};
-
 // One write of a value to an id: the call, given handle and flags, and what makes the value
 // acceptable. The caller's bytes (initial, at bytes) are put in place before the call and must
 // be there unchanged after it.
@@ -175,15 +124,54 @@ Results Documented(Handle handle, INT32 id, UINT32 flags, const Write& w) {
 // lands beyond the size reported. Then the writes, against the documented result, their caller's
 // bytes, the store writes they may make (one, when the store route took the value) and the DSP
 // requests.
-TEST_F(BadInputMatrixTest, EveryCall) {
+TEST(BadInputMatrixTest, EveryCall) {
+    sim::Platform platform;
+    sim::Endpoint& speakers = platform.AddEndpoint({kSpeakers});
+    sim::Installation installed{platform};
+    DllUnderTest dll;
+    GuardedBuffer memory;
+    ASSERT_EQ(installed.Result(), S_OK);
+    ASSERT_TRUE(dll.Loaded());
+    ASSERT_TRUE(memory.Ready());
+    // The FX registrations that make the version queries answer "pex2.5" and "krelo1.0-gaming".
+    for (const auto& [pid, classId] : {std::pair{5, L"{d9916fa0-99f7-11e7-bf21-6c0b849889e1}"},
+                                        {6, L"{d9916f9d-99f7-11e7-bf21-6c0b849889e1}"}}) {
+        PROPVARIANT value{};
+        value.vt = VT_LPWSTR;
+        value.pwszVal = const_cast<wchar_t*>(classId);
+        ASSERT_EQ(speakers.SetFxValue(FxKey(pid), value), S_OK);
+    }
+    sim::Dsp& dsp = AttachDspWithBothFamilies(platform, speakers);
+    wchar_t* open = nullptr;
+    ASSERT_EQ(dll.Open(&open, kSpeakers), S_OK);
+    const long resting = platform.TotalReferences();
+    ASSERT_EQ(resting, 3);  // the store and one control per module
+    std::wstring neverOpened = kHeadset;
+    const auto handleOf = [&](Handle handle) { return std::array{(wchar_t*)nullptr, open, neverOpened.data()}[int(handle)]; };
+    std::string& current = memory.scene;  // the case under way, for a fault report
+    long calls = 0;
+    int setValues = 0;
+    int ksCalls = 0;
+    // Checks common to every call: the references back at rest, the store writes it may make, and
+    // no DSP request unless it may reach the DSP.
+    const auto afterCall = [&](int storeWrites, bool dspReached) {
+        ++calls;
+        EXPECT_EQ(platform.TotalReferences(), resting) << current << ": references not back at rest";
+        EXPECT_EQ(platform.Calls("IPropertyStore::SetValue") - setValues, storeWrites) << current << ": store writes";
+        EXPECT_TRUE(dspReached || platform.Calls("IKsControl::KsProperty") == ksCalls) << current << ": sent to the DSP";
+        setValues = platform.Calls("IPropertyStore::SetValue");
+        ksCalls = platform.Calls("IKsControl::KsProperty");
+    };
+
     for (INT32 id : MatrixIds()) {
         std::vector<BYTE> structure = Structure(id);
         const auto need = static_cast<UINT32>(structure.size());
         // An honest value in the store for a catalogue id and on the module for a DSP scalar, so
         // that reads have something to read.
-        if (InCatalogue(id)) { ASSERT_EQ(dll.Set(open, id, structure.data(), need, 1), S_OK) << id; }
+        current = "seeding " + std::to_string(id);
+        if (InCatalogue(id)) { EXPECT_EQ(dll.Set(open, id, structure.data(), need, 1), S_OK) << current; }
         if (OnDspRoute(id) && need == 4) dll.Set(open, id, structure.data(), 4, 2);
-        AfterCall("seeding " + std::to_string(id), InCatalogue(id) ? 1 : 0, true);
+        afterCall(InCatalogue(id) ? 1 : 0, true);
         const auto filled = [&](UINT32 size, BYTE rest) {
             std::vector<BYTE> bytes(size, rest);
             std::memcpy(bytes.data(), structure.data(), std::min(size, need));
@@ -198,19 +186,19 @@ TEST_F(BadInputMatrixTest, EveryCall) {
                                            : (value != nullptr && size >= need) ||
                                                  (id == 1162 && (value == nullptr || size == 0));
                 writes.push_back({"SetPexParam(" + std::string(value ? "value" : "null") + ", " + std::to_string(size),
-                                  [this, id, value, size](wchar_t* h, UINT32 flags) { return dll.Set(h, id, value, size, flags); },
+                                  [&dll, id, value, size](wchar_t* h, UINT32 flags) { return dll.Set(h, id, value, size, flags); },
                                   false, direct, honest, need == 4, value, value ? filled(size, 0x5A) : std::vector<BYTE>{}});
             }
         }
         // SetPexVariantParam: a null pointer, types the DSP route refuses, a word, and blobs at
         // the edges of the caller structure and of a module's 64000-byte value.
-        const auto variant = [this, id](PROPVARIANT v) {
-            return [this, id, v](wchar_t* h, UINT32 flags) { return dll.SetVariant(h, id, &v, flags); };
+        const auto variant = [&dll, id](PROPVARIANT v) {
+            return [&dll, id, v](wchar_t* h, UINT32 flags) { return dll.SetVariant(h, id, &v, flags); };
         };
         static LONG words[3] = {1, 2, 3};
         static wchar_t text[] = L"12";
         PROPVARIANT v{};
-        writes.push_back({"variant null", [this, id](wchar_t* h, UINT32 flags) { return dll.SetVariant(h, id, nullptr, flags); }, true});
+        writes.push_back({"variant null", [&dll, id](wchar_t* h, UINT32 flags) { return dll.SetVariant(h, id, nullptr, flags); }, true});
         writes.push_back({"variant empty", variant(v)});
         v.vt = VT_LPWSTR, v.pwszVal = text;
         writes.push_back({"variant text", variant(v)});
@@ -238,12 +226,12 @@ TEST_F(BadInputMatrixTest, EveryCall) {
             for (UINT32 route : {1u, 2u}) {
                 UINT32 size = 0;
                 current = "probe " + std::to_string(id) + " flags " + std::to_string(route);
-                const HRESULT hr = handle == Handle::Null ? S_OK : dll.Get(HandleOf(handle), id, nullptr, &size, route);
+                const HRESULT hr = handle == Handle::Null ? S_OK : dll.Get(handleOf(handle), id, nullptr, &size, route);
                 EXPECT_TRUE(Results({S_OK, E_INVALIDARG, E_FAIL}).contains(hr)) << current << " gave " << Hex(hr);
                 EXPECT_TRUE(FAILED(hr) || size == 0) << current << ": success reports more than a null buffer holds";
                 routes[route - 1] = {hr, hr == E_INVALIDARG && size != 0 ? std::optional(size) : std::nullopt};
                 for (UINT32 room : SizesAround(routes[route - 1].second.value_or(4))) rooms.insert(room);
-                AfterCall(current, 0, true);
+                afterCall(0, true);
             }
             const auto& [store, toDsp] = routes;
             for (UINT32 flags : kFlags) {
@@ -258,7 +246,7 @@ TEST_F(BadInputMatrixTest, EveryCall) {
                         what << "GetPexParam(" << NameOf(handle) << ", " << id << ", " << (withBuffer ? "buffer" : "null")
                              << ", " << (sizePointer ? std::to_string(room) : "null size") << ", 0x" << std::hex << flags << ")";
                         current = what.str();
-                        const HRESULT hr = dll.Get(HandleOf(handle), id, buffer, sizePointer ? &size : nullptr, flags);
+                        const HRESULT hr = dll.Get(handleOf(handle), id, buffer, sizePointer ? &size : nullptr, flags);
 
                         // The documented outcome, route by route: a negotiating route refuses a
                         // buffer below its need with E_INVALIDARG and the need, and fills one that
@@ -289,7 +277,7 @@ TEST_F(BadInputMatrixTest, EveryCall) {
                                 break;
                             }
                         }
-                        AfterCall(current, 0, true);
+                        afterCall(0, true);
                     }
                 }
             }
@@ -299,20 +287,22 @@ TEST_F(BadInputMatrixTest, EveryCall) {
                     what << NameOf(handle) << ", " << id << ", " << w.what << ", flags 0x" << std::hex << flags;
                     current = what.str();
                     if (w.bytes != nullptr) std::memcpy(w.bytes, w.initial.data(), w.initial.size());
-                    const HRESULT hr = w.call(HandleOf(handle), flags);
+                    const HRESULT hr = w.call(handleOf(handle), flags);
                     const Results expected = Documented(handle, id, flags, w);
                     EXPECT_TRUE(expected.contains(hr)) << current << " gave " << Hex(hr) << ", documented " << Text(expected);
                     EXPECT_TRUE(w.bytes == nullptr || std::equal(w.initial.begin(), w.initial.end(), w.bytes))
                         << current << ": caller's bytes changed";
                     const bool taken = handle != Handle::Null && !w.refused && w.usable;
                     const bool written = taken && handle == Handle::Open && !w.direct && (flags & 1) && InCatalogue(id);
-                    AfterCall(current, written ? 1 : 0, taken && (flags & 2));
+                    afterCall(written ? 1 : 0, taken && (flags & 2));
                 }
             }
-            dsp->ClearRequests();
+            dsp.ClearRequests();
         }
     }
     EXPECT_GE(calls, 30000);
+    EXPECT_EQ(dll.Close(open), S_OK);
+    std::printf("bad-input matrix: %ld calls\n", calls);
 }
 
 }  // namespace
