@@ -126,7 +126,7 @@ Results Documented(Handle handle, INT32 id, UINT32 flags, const Write& w) {
 // requests.
 TEST(BadInputMatrixTest, EveryCall) {
     sim::Platform platform;
-    sim::Endpoint& speakers = platform.AddEndpoint({kSpeakers});
+    const EndpointWithDsp machine = AddEndpointWithDsp(platform, 3);
     sim::Installation installed{platform};
     DllUnderTest dll;
     GuardedBuffer memory;
@@ -139,11 +139,10 @@ TEST(BadInputMatrixTest, EveryCall) {
         PROPVARIANT value{};
         value.vt = VT_LPWSTR;
         value.pwszVal = const_cast<wchar_t*>(classId);
-        ASSERT_EQ(speakers.SetFxValue(FxKey(pid), value), S_OK);
+        ASSERT_EQ(machine.endpoint->SetFxValue(FxKey(pid), value), S_OK);
     }
-    sim::Dsp& dsp = AttachDspWithBothFamilies(platform, speakers);
     wchar_t* open = nullptr;
-    ASSERT_EQ(dll.Open(&open, kSpeakers), S_OK);
+    ASSERT_EQ(dll.Open(&open, machine.id.c_str()), S_OK);
     const long resting = platform.TotalReferences();
     ASSERT_EQ(resting, 3);  // the store and one control per module
     std::wstring neverOpened = kHeadset;
@@ -297,7 +296,6 @@ TEST(BadInputMatrixTest, EveryCall) {
                     afterCall(written ? 1 : 0, taken && (flags & 2));
                 }
             }
-            dsp.ClearRequests();
         }
     }
     EXPECT_GE(calls, 30000);
