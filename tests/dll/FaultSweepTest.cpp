@@ -52,7 +52,10 @@ std::pair<std::vector<std::string>, std::vector<HRESULT>> RunSession(int fail, c
         EXPECT_EQ(platform.TotalReferences(), resting) << "references after " << name;
         return hr;
     };
-    const auto steps = [&](DllUnderTest& dll) {
+    // The session, with the library unloaded at its end.
+    const auto session = [&] {
+        DllUnderTest dll;
+        ASSERT_TRUE(dll.Loaded());
         wchar_t* handle = nullptr;
         const HRESULT opened = dll.Open(&handle, machine.id.c_str());
         // A failed open keeps only the controls of the modules found; an open one the store and those.
@@ -84,10 +87,7 @@ std::pair<std::vector<std::string>, std::vector<HRESULT>> RunSession(int fail, c
         }
         step("close", dll.Close(handle), {}, 0);  // the last close gives back every module control
     };
-    {
-        DllUnderTest dll;
-        if (dll.Loaded()) steps(dll);
-    }
+    session();
     platform.RecordCalls(false);
     EXPECT_EQ(platform.TotalReferences(), 0) << "references left after the unload";
     EXPECT_EQ(platform.TotalObjects(), 0) << "objects left after the unload";
