@@ -24,13 +24,6 @@ PROPERTYKEY FxKey(DWORD pid) {
     return {{0xD04E05A6, 0x594B, 0x4FB6, {0xA8, 0x0D, 0x01, 0xAF, 0x5E, 0xED, 0x7D, 0x1D}}, pid};
 }
 
-void RegisterEffect(sim::Endpoint& endpoint, DWORD pid, const wchar_t* classId) {
-    PROPVARIANT value;
-    value.vt = VT_LPWSTR;
-    value.pwszVal = const_cast<wchar_t*>(classId);
-    EXPECT_EQ(endpoint.SetFxValue(FxKey(pid), value), S_OK);
-}
-
 void StoreWords(sim::Endpoint& endpoint, const PROPERTYKEY& key, std::vector<std::int32_t> words) {
     PROPVARIANT value;
     value.vt = VT_VECTOR | VT_I4;
@@ -101,22 +94,13 @@ void SimulatedEndpointTest::Expect(const std::vector<ExportCall>& calls) {
     }
 }
 
-std::int32_t SimulatedEndpointTest::StoredI4(const PROPERTYKEY& key) {
+std::vector<std::int32_t> SimulatedEndpointTest::Stored(const PROPERTYKEY& key, VARTYPE type) {
     PROPVARIANT value;
     PropVariantInit(&value);
     EXPECT_EQ(speakers.GetValue(key, &value), S_OK);
-    EXPECT_EQ(value.vt, VT_I4);
-    const std::int32_t word = value.lVal;
-    PropVariantClear(&value);
-    return word;
-}
-
-std::vector<std::int32_t> SimulatedEndpointTest::StoredWords(const PROPERTYKEY& key) {
-    PROPVARIANT value;
-    PropVariantInit(&value);
-    EXPECT_EQ(speakers.GetValue(key, &value), S_OK);
-    EXPECT_EQ(value.vt, VT_VECTOR | VT_I4);
+    EXPECT_EQ(value.vt, type);
     std::vector<std::int32_t> words;
+    if (value.vt == VT_I4) words = {value.lVal};
     if (value.vt == (VT_VECTOR | VT_I4)) words.assign(value.cal.pElems, value.cal.pElems + value.cal.cElems);
     PropVariantClear(&value);
     return words;

@@ -52,7 +52,6 @@ struct ExportCall {
 
 // The effect's FX registration of pid (a class id as text).
 PROPERTYKEY FxKey(DWORD pid);
-void RegisterEffect(sim::Endpoint& endpoint, DWORD pid, const wchar_t* classId);
 
 // Puts words into the endpoint's store as a VT_I4 vector.
 void StoreWords(sim::Endpoint& endpoint, const PROPERTYKEY& key, std::vector<std::int32_t> words);
@@ -60,7 +59,7 @@ void StoreWords(sim::Endpoint& endpoint, const PROPERTYKEY& key, std::vector<std
 using sim::DescribeEndpoint;
 
 // Describes the speakers (form factor 1) and attaches a DSP that carries both families: a PEX
-// module ("pex", "2.10.0-lite") and a KRELO module ("krelo", "1.4.2").
+// module ("pex", "2.10") and a KRELO module ("krelo", "1.4").
 sim::Dsp& AttachDspWithBothFamilies(sim::Platform& platform, sim::Endpoint& speakers);
 
 // The modules of that DSP.
@@ -84,9 +83,10 @@ protected:
     wchar_t* OpenSpeakers();
     // The calls in order, each traced by its position.
     void Expect(const std::vector<ExportCall>& calls);
-    // The endpoint store's value under key: a VT_I4, or the words of a VT_I4 vector.
-    std::int32_t StoredI4(const PROPERTYKEY& key);
-    std::vector<std::int32_t> StoredWords(const PROPERTYKEY& key);
+    // The endpoint store's value under key, of the type given: a VT_I4 word, or a VT_I4 vector's words.
+    std::vector<std::int32_t> Stored(const PROPERTYKEY& key, VARTYPE type);
+    std::int32_t StoredI4(const PROPERTYKEY& key) { return Stored(key, VT_I4).at(0); }
+    std::vector<std::int32_t> StoredWords(const PROPERTYKEY& key) { return Stored(key, VT_VECTOR | VT_I4); }
 
     LogCapture log;  // before the DLL loads: the logger reads its settings when it registers
     sim::Platform platform;
