@@ -36,6 +36,16 @@ LogLine Parse(const std::wstring& raw) {
     return line;
 }
 
+// The 16 hex digits of an object address after "[0x" as 'X's.
+std::wstring MaskAddresses(std::wstring text) {
+    for (size_t at = text.find(L"[0x"); at != std::wstring::npos; at = text.find(L"[0x", at + 1)) {
+        size_t digits = 0;
+        while (at + 3 + digits < text.size() && std::iswxdigit(text[at + 3 + digits])) ++digits;
+        if (digits == 16) text.replace(at + 3, 16, std::wstring(16, L'X'));
+    }
+    return text;
+}
+
 }  // namespace
 
 LogCapture::LogCapture(int level) {
@@ -76,27 +86,18 @@ void LogCapture::Clear() const {
 }
 
 testing::AssertionResult LogCapture::Has(int level, const std::wstring& file, const std::wstring& function,
-                                         const std::wstring& message) const {
+                                         const std::wstring& message, int times) const {
     const std::vector<LogLine> lines = Lines();
     int matches = 0;
     std::string dump = "\nlog:\n";
     for (const LogLine& line : lines) {
-        matches += line.level == level && line.file == file && line.function == function && line.message == message &&
+        matches += line.level == level && line.file == file && line.function == function && MaskAddresses(line.message) == message &&
                    line.line != 0;
         dump += "  " + Narrow(line.raw) + "\n";
     }
-    if (matches == 1) return testing::AssertionSuccess();
-    return testing::AssertionFailure() << matches << " lines of level " << level << " [" << Narrow(file) << ":N] "
+    if (matches == times) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << matches << " lines (not " << times << ") of level " << level << " [" << Narrow(file) << ":N] "
                                        << Narrow(function) << ": " << Narrow(message) << dump;
-}
-
-std::wstring MaskAddresses(std::wstring text) {
-    for (size_t at = text.find(L"[0x"); at != std::wstring::npos; at = text.find(L"[0x", at + 1)) {
-        size_t digits = 0;
-        while (at + 3 + digits < text.size() && std::iswxdigit(text[at + 3 + digits])) ++digits;
-        if (digits == 16) text.replace(at + 3, 16, std::wstring(16, L'X'));
-    }
-    return text;
 }
 
 }  // namespace kelix::test
