@@ -1,6 +1,6 @@
-// The DLL against Wine's own Core Audio, for what only a real peer shows. With an
-// ALSA null device (WineEndpointTest): a registry-backed store that accepts only
-// VT_UI4, VT_BLOB and VT_LPWSTR. With no ALSA device (NoEndpointTest): no endpoint.
+// The DLL against Wine's own Core Audio, for what only a real peer shows: with an
+// ALSA null device, a registry-backed store that accepts only VT_UI4, VT_BLOB and
+// VT_LPWSTR.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -62,28 +62,6 @@ TEST(WineEndpointTest, StoreRouteOnWinesStore) {
     EXPECT_EQ(dll.Get(handle, KELIX_PEX_IEQ_BANDS, bands.data(), &size, KELIX_ROUTE_PROPERTY_STORE), S_OK);
     EXPECT_EQ(bands, Bytes(Join({{3}, Iota(40, 1)})));
     EXPECT_EQ(dll.Close(handle), S_OK);
-}
-
-// Opening the default goes on with the empty id.
-TEST(NoEndpointTest, OpenDefaultGoesOnWithTheEmptyId) {
-    DllUnderTest dll;
-    ASSERT_TRUE(dll.Loaded());
-    ComPtr<IMMDevice> device;
-    std::wstring deviceId;
-    if (SUCCEEDED(DefaultEndpoint(device, deviceId))) {
-        if (Required()) FAIL() << "Wine shows an endpoint although ALSA has no device";
-        GTEST_SKIP() << "this Wine shows an endpoint";
-    }
-    // What the store route answers for the empty id is the platform's own result.
-    ComPtr<IMMDeviceEnumerator> enumerator;
-    ASSERT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator)), S_OK);
-    const HRESULT emptyId = enumerator->GetDevice(L"", &device);
-    ASSERT_TRUE(FAILED(emptyId)) << Hex(emptyId);
-
-    wchar_t* const sentinel = reinterpret_cast<wchar_t*>(0x5E47);
-    wchar_t* handle = sentinel;
-    EXPECT_EQ(dll.Open(&handle, nullptr), emptyId) << Hex(emptyId);
-    EXPECT_EQ(handle, sentinel);
 }
 
 }  // namespace
