@@ -9,13 +9,6 @@
 namespace kelix::test {
 namespace {
 
-std::string Narrow(const std::wstring& text) {
-    std::string out(text.size() * 3, '\0');  // at most three UTF-8 bytes per UTF-16 unit
-    out.resize(static_cast<size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                                       out.data(), static_cast<int>(out.size()), nullptr, nullptr)));
-    return out;
-}
-
 // "N [file:line] function: message" or "N [file] function: message".
 LogLine Parse(const std::wstring& raw) {
     LogLine line;
@@ -89,15 +82,15 @@ testing::AssertionResult LogCapture::Has(int level, const std::wstring& file, co
                                          const std::wstring& message, int times) const {
     const std::vector<LogLine> lines = Lines();
     int matches = 0;
-    std::string dump = "\nlog:\n";
+    std::wstring dump = L"\nlog:\n";
     for (const LogLine& line : lines) {
-        matches += line.level == level && line.file == file && line.function == function && MaskAddresses(line.message) == message &&
-                   line.line != 0;
-        dump += "  " + Narrow(line.raw) + "\n";
+        matches += line.level == level && line.file == file && line.function == function &&
+                   MaskAddresses(line.message) == message && line.line != 0;
+        dump += L"  " + line.raw + L"\n";
     }
     if (matches == times) return testing::AssertionSuccess();
-    return testing::AssertionFailure() << matches << " lines (not " << times << ") of level " << level << " [" << Narrow(file) << ":N] "
-                                       << Narrow(function) << ": " << Narrow(message) << dump;
+    return testing::AssertionFailure() << matches << " lines (not " << times << ") of level " << level << " ["
+                                       << file << ":N] " << function << ": " << message << dump;
 }
 
 }  // namespace kelix::test
