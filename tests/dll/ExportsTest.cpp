@@ -192,12 +192,10 @@ TEST_F(ExportsTest, StoreRouteValuesAndTheirLogs) {
     EXPECT_EQ(std::vector<unsigned char>(buffer, buffer + 3), (std::vector<unsigned char>{0, 0, 0xAA}));
 
     PROPVARIANT unsignedValue, blob, text;
-    unsignedValue.vt = VT_UI4;
-    unsignedValue.ulVal = 4000000000u;
+    InitPropVariantFromUInt32(4000000000u, &unsignedValue);
     BYTE bytes[] = {1, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 9};
     blob.vt = VT_BLOB;
-    blob.blob.cbSize = sizeof bytes;
-    blob.blob.pBlobData = bytes;
+    blob.blob = {sizeof bytes, bytes};
     text.vt = VT_LPWSTR;
     text.pwszVal = const_cast<wchar_t*>(L"text");
     const std::wstring set = L"Set property key [";
