@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -46,7 +45,6 @@ TEST_F(ExportsTest, OpenDefaultKeepsOnlyTheStoreAndCloseReleasesIt) {
     log.Clear();
     wchar_t* handle = nullptr;
     ASSERT_EQ(dll.Open(&handle, nullptr), S_OK);
-    ASSERT_NE(handle, nullptr);
     EXPECT_STREQ(handle, kSpeakers);
     EXPECT_EQ(platform.References("IPropertyStore"), 1);
     EXPECT_EQ(platform.TotalReferences(), 1);
@@ -248,15 +246,14 @@ TEST_F(ExportsTest, DspRouteWithoutModules) {
 }
 
 // Counted values above what their caller structure holds: logged and cleared on the way in and
-// out (the words stored and the caller's count cleared in place are ValueLayoutsTest's
-// CountedLayoutsRefuseCountsThatDoNotFit rows), and a read too large for the structure refused.
+// out, and a read too large for the structure refused. (What is cleared or copied is the value
+// layouts' to check: ValueLayoutsTest's CountedLayoutsRefuseCountsThatDoNotFit and
+// CopiesStayInsideTheStoredBytes rows.)
 TEST_F(ExportsTest, CountedValuesAboveCapacity) {
     wchar_t* handle = OpenSpeakers();
     std::vector<std::uint8_t> large = Bytes({2045});
     large.resize(4 + 2045, 0x77);
     ASSERT_EQ(dll.Set(handle, 2105, large.data(), static_cast<UINT32>(large.size()), 1), S_OK);
-    EXPECT_EQ(StoredWords(KreloTuningKey(5)), std::vector<std::int32_t>{0});
-    EXPECT_EQ(large[0], 0);
     EXPECT_TRUE(log.Has(2, kExports, L"`anonymous-namespace'::ConvertParameterToPropVariant",
                         L"Filter config is too large to set, capacity = 2044 bytes, asked = 2045. Clear filter config "
                         L"to null."));
@@ -268,7 +265,6 @@ TEST_F(ExportsTest, CountedValuesAboveCapacity) {
     std::vector<std::uint8_t> big(2400, 0xAA);
     UINT32 size = 2400;
     EXPECT_EQ(dll.Get(handle, 2105, big.data(), &size, 1), S_OK);
-    EXPECT_EQ(std::count(big.begin(), big.end(), 0), 2400);
     EXPECT_TRUE(log.Has(2, kExports, L"`anonymous-namespace'::CopyValueToOutputBuffer",
                         L"Filter config is too large to get, capacity = 2044 bytes, asked = 3000. Clear filter config "
                         L"to null."));
@@ -280,7 +276,6 @@ TEST_F(ExportsTest, CountedValuesAboveCapacity) {
     std::vector<std::uint8_t> read(100, 0xAA);
     size = 100;
     EXPECT_EQ(dll.Get(handle, 2116, read.data(), &size, 1), E_OUTOFMEMORY);
-    EXPECT_EQ(read, Bytes(Join({{5}, std::vector<std::int32_t>(24, 0)})));
     EXPECT_EQ(dll.Close(handle), S_OK);
 }
 
