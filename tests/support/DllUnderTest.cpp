@@ -39,8 +39,7 @@ std::string Hex(HRESULT hr) {
     return text;
 }
 
-// The system's text as Windows documents _com_error's: the message table's text without its line
-// end, else "Unknown error 0x%lX" (outside the IDispatch range, where it would be "IDispatch error #").
+// _com_error's documented text: the system's message without its line end, else "Unknown error 0x%lX".
 std::wstring SystemText(HRESULT hr) { return _com_error(hr).ErrorMessage(); }
 
 }  // namespace kelix::test

@@ -2,8 +2,8 @@
 
 #include <windows.h>
 
-#include <cwctype>
 #include <fstream>
+#include <regex>
 #include <sstream>
 
 namespace kelix::test {
@@ -29,14 +29,10 @@ LogLine Parse(const std::wstring& raw) {
     return line;
 }
 
-// The 16 hex digits of an object address after "[0x" as 'X's.
-std::wstring MaskAddresses(std::wstring text) {
-    for (size_t at = text.find(L"[0x"); at != std::wstring::npos; at = text.find(L"[0x", at + 1)) {
-        size_t digits = 0;
-        while (at + 3 + digits < text.size() && std::iswxdigit(text[at + 3 + digits])) ++digits;
-        if (digits == 16) text.replace(at + 3, 16, std::wstring(16, L'X'));
-    }
-    return text;
+// An object address (16 hex digits after "[0x") as 'X's.
+std::wstring MaskAddresses(const std::wstring& text) {
+    static const std::wregex address(L"\\[0x[0-9A-Fa-f]{16}(?![0-9A-Fa-f])");
+    return std::regex_replace(text, address, L"[0xXXXXXXXXXXXXXXXX");
 }
 
 }  // namespace
