@@ -74,7 +74,6 @@ TEST_F(VersionTest, ClassIdsMapThroughTheKeysInOrder) {
     };
     const Case cases[] = {
         {"stream effect", 1001, {{5, {kPex25}}}, {}, L"pex2.5"},
-        {"upper case maps", 1001, {{13, {kPex210}}}, {}, L"pex2.10"},
         {"composite stream before stream", 1001,
          {{5, {kPex25}}, {13, {L"{1bedaecc-55f6-4149-95d9-a707a2fb4134}"}}}, {}, L"pex2.10-lite"},
         {"wrapper named in the registry", 1001, {{13, {kMfxSlot}}}, {{L"APO_MFX", REG_SZ, kPex210}}, L"pex2.10"},
