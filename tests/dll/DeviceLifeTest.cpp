@@ -43,7 +43,6 @@ constexpr int kMachineOf[kThreads] = {0, 0, 1, 2};
 
 // A value that names its writer: the thread in the top byte, the iteration below.
 std::int32_t Tagged(int thread, int iteration) { return (thread + 1) << 24 | iteration; }
-int WriterOf(std::int32_t value) { return (value >> 24) - 1; }
 
 class DeviceLifeTest : public SimulatedEndpointTest {
 protected:
@@ -210,7 +209,7 @@ TEST_F(DeviceLifeTest, CallersOnSeveralThreads) {
                 if (index == kFormFactorIndex) continue;
                 std::int32_t value = 0;
                 if (bytes.size() == 4) std::memcpy(&value, bytes.data(), 4);
-                const int writer = WriterOf(value);
+                const int writer = (value >> 24) - 1;
                 const bool own = bytes.size() == 4 && writer >= 0 && writer < kThreads &&
                                  kMachineOf[writer] == static_cast<int>(m) &&
                                  (index == kLanes[writer].pexIndex || index == kLanes[writer].kreloIndex);
