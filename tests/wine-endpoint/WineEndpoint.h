@@ -15,10 +15,6 @@
 
 namespace kelix::test {
 
-// Whether the Wine audio setup these tests need must be there: under ctest, which names an
-// ALSA configuration for them (ALSA_CONFIG_PATH), a missing setup fails; by hand, they skip.
-inline bool Required() { return GetEnvironmentVariableW(L"ALSA_CONFIG_PATH", nullptr, 0) != 0; }
-
 // Wine's default render endpoint and its id, or the lookup's failure.
 inline HRESULT DefaultEndpoint(Microsoft::WRL::ComPtr<IMMDevice>& device, std::wstring& id) {
     Microsoft::WRL::ComPtr<IMMDeviceEnumerator> enumerator;

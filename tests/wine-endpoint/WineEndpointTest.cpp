@@ -29,7 +29,8 @@ TEST(WineEndpointTest, StoreRouteOnWinesStore) {
     std::wstring deviceId;
     const HRESULT found = DefaultEndpoint(device, deviceId);
     if (found == HRESULT_FROM_WIN32(ERROR_NOT_FOUND)) {
-        if (Required()) FAIL() << "Wine shows no endpoint with the ALSA null device";
+        // Under ctest, which names the ALSA configuration, a missing endpoint fails; by hand, it skips.
+        if (GetEnvironmentVariableW(L"ALSA_CONFIG_PATH", nullptr, 0) != 0) FAIL() << "Wine shows no endpoint";
         GTEST_SKIP() << "Wine shows no endpoint: ALSA null device not configured";
     }
     ASSERT_EQ(found, S_OK) << Hex(found);
