@@ -17,7 +17,6 @@ namespace kelix::test {
 namespace {
 
 const PROPERTYKEY kPexPostGainKey = PexTuningKey(4);
-const PROPERTYKEY kKreloTargetPowerKey = KreloTuningKey(15);
 constexpr PROPERTYKEY kPexBypassKey = {{0x0C5E4949, 0x7A67, 0x4B9E, {0x90, 0x69, 0x1D, 0x62, 0x59, 0x68, 0x24, 0x36}}, 3201};
 constexpr PROPERTYKEY kNsBypassKey = {{0x5B5E03CB, 0x8070, 0x420D, {0xB7, 0x94, 0x8A, 0x28, 0xC8, 0x9F, 0x62, 0x74}}, 0};
 
@@ -167,7 +166,7 @@ TEST_F(ExportsTest, StoreRouteValuesAndTheirLogs) {
     } scalars[] = {
         {1105, kPexPostGainKey, L"pex_postgain", -6},
         {1002, kPexBypassKey, L"pex_bypass", 1},
-        {2121, kKreloTargetPowerKey, L"krelo_target_power_level", INT32_MIN},
+        {2121, KreloTuningKey(15), L"krelo_target_power_level", INT32_MIN},
         {3002, kNsBypassKey, L"ns_bypass", 2147483647},
     };
     for (const auto& c : scalars) {

@@ -39,7 +39,6 @@ std::string Hex(HRESULT hr) {
     return text;
 }
 
-// _com_error's documented text: the system's message without its line end, else "Unknown error 0x%lX".
 std::wstring SystemText(HRESULT hr) { return _com_error(hr).ErrorMessage(); }
 
 }  // namespace kelix::test
