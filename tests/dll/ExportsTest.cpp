@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -18,7 +17,6 @@ namespace kelix::test {
 namespace {
 
 const PROPERTYKEY kPexPostGainKey = PexTuningKey(4);
-const PROPERTYKEY kKreloTargetPowerKey = KreloTuningKey(15);
 constexpr PROPERTYKEY kPexBypassKey = {{0x0C5E4949, 0x7A67, 0x4B9E, {0x90, 0x69, 0x1D, 0x62, 0x59, 0x68, 0x24, 0x36}}, 3201};
 constexpr PROPERTYKEY kNsBypassKey = {{0x5B5E03CB, 0x8070, 0x420D, {0xB7, 0x94, 0x8A, 0x28, 0xC8, 0x9F, 0x62, 0x74}}, 0};
 
@@ -46,15 +44,11 @@ TEST_F(ExportsTest, OpenDefaultKeepsOnlyTheStoreAndCloseReleasesIt) {
     log.Clear();
     wchar_t* handle = nullptr;
     ASSERT_EQ(dll.Open(&handle, nullptr), S_OK);
-    ASSERT_NE(handle, nullptr);
     EXPECT_STREQ(handle, kSpeakers);
     EXPECT_EQ(platform.References("IPropertyStore"), 1);
     EXPECT_EQ(platform.TotalReferences(), 1);
-    std::vector<LogLine> lines = log.Lines();
-    ASSERT_GE(lines.size(), 4u);
-    EXPECT_EQ(MaskAddresses(lines[0].raw).substr(lines[0].raw.find(L"] ")),
-              OnSpeakers(L"] ApoController::Open: Property store for device[", L"] is [0xXXXXXXXXXXXXXXXX]"));
-    EXPECT_EQ(lines[0].level, 4);
+    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::Open",
+                        OnSpeakers(L"Property store for device[", L"] is [0xXXXXXXXXXXXXXXXX]")));
     const std::pair<int, std::wstring> dspLines[] = {
         {5, L"Enter"}, {3, OnSpeakers(L"Could not find the dsp module for the device [", L"]")}, {5, L" Leave"}};
     for (const auto& [level, message] : dspLines) EXPECT_TRUE(log.Has(level, kDsp, L"DspController::Open", message));
@@ -63,11 +57,8 @@ TEST_F(ExportsTest, OpenDefaultKeepsOnlyTheStoreAndCloseReleasesIt) {
     EXPECT_EQ(dll.Close(handle), S_OK);
     EXPECT_EQ(platform.TotalReferences(), 0);
     EXPECT_EQ(platform.Calls("IPropertyStore::Commit"), 0);
-    lines = log.Lines();
-    ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(lines[0].level, 4);
-    EXPECT_EQ(MaskAddresses(lines[0].message),
-              OnSpeakers(L"Property store[0xXXXXXXXXXXXXXXXX] for device[", L"] is closed"));
+    EXPECT_TRUE(log.Has(4, kApo, L"ApoController::Close",
+                        OnSpeakers(L"Property store[0xXXXXXXXXXXXXXXXX] for device[", L"] is closed")));
     EXPECT_TRUE(log.Has(3, kDsp, L"DspController::Close", OnSpeakers(L"DSP module for device[", L"] is not opened.")));
 }
 
@@ -175,7 +166,7 @@ TEST_F(ExportsTest, StoreRouteValuesAndTheirLogs) {
     } scalars[] = {
         {1105, kPexPostGainKey, L"pex_postgain", -6},
         {1002, kPexBypassKey, L"pex_bypass", 1},
-        {2121, kKreloTargetPowerKey, L"krelo_target_power_level", INT32_MIN},
+        {2121, KreloTuningKey(15), L"krelo_target_power_level", INT32_MIN},
         {3002, kNsBypassKey, L"ns_bypass", 2147483647},
     };
     for (const auto& c : scalars) {
@@ -198,12 +189,10 @@ TEST_F(ExportsTest, StoreRouteValuesAndTheirLogs) {
     EXPECT_EQ(std::vector<unsigned char>(buffer, buffer + 3), (std::vector<unsigned char>{0, 0, 0xAA}));
 
     PROPVARIANT unsignedValue, blob, text;
-    unsignedValue.vt = VT_UI4;
-    unsignedValue.ulVal = 4000000000u;
+    InitPropVariantFromUInt32(4000000000u, &unsignedValue);
     BYTE bytes[] = {1, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 9};
     blob.vt = VT_BLOB;
-    blob.blob.cbSize = sizeof bytes;
-    blob.blob.pBlobData = bytes;
+    blob.blob = {sizeof bytes, bytes};
     text.vt = VT_LPWSTR;
     text.pwszVal = const_cast<wchar_t*>(L"text");
     const std::wstring set = L"Set property key [";
@@ -256,15 +245,14 @@ TEST_F(ExportsTest, DspRouteWithoutModules) {
 }
 
 // Counted values above what their caller structure holds: logged and cleared on the way in and
-// out (the words stored and the caller's count cleared in place are ValueLayoutsTest's
-// CountedLayoutsRefuseCountsThatDoNotFit rows), and a read too large for the structure refused.
+// out, and a read too large for the structure refused. (What is cleared or copied is the value
+// layouts' to check: ValueLayoutsTest's CountedLayoutsRefuseCountsThatDoNotFit and
+// CopiesStayInsideTheStoredBytes rows.)
 TEST_F(ExportsTest, CountedValuesAboveCapacity) {
     wchar_t* handle = OpenSpeakers();
     std::vector<std::uint8_t> large = Bytes({2045});
     large.resize(4 + 2045, 0x77);
     ASSERT_EQ(dll.Set(handle, 2105, large.data(), static_cast<UINT32>(large.size()), 1), S_OK);
-    EXPECT_EQ(StoredWords(KreloTuningKey(5)), std::vector<std::int32_t>{0});
-    EXPECT_EQ(large[0], 0);
     EXPECT_TRUE(log.Has(2, kExports, L"`anonymous-namespace'::ConvertParameterToPropVariant",
                         L"Filter config is too large to set, capacity = 2044 bytes, asked = 2045. Clear filter config "
                         L"to null."));
@@ -276,7 +264,6 @@ TEST_F(ExportsTest, CountedValuesAboveCapacity) {
     std::vector<std::uint8_t> big(2400, 0xAA);
     UINT32 size = 2400;
     EXPECT_EQ(dll.Get(handle, 2105, big.data(), &size, 1), S_OK);
-    EXPECT_EQ(std::count(big.begin(), big.end(), 0), 2400);
     EXPECT_TRUE(log.Has(2, kExports, L"`anonymous-namespace'::CopyValueToOutputBuffer",
                         L"Filter config is too large to get, capacity = 2044 bytes, asked = 3000. Clear filter config "
                         L"to null."));
@@ -288,7 +275,6 @@ TEST_F(ExportsTest, CountedValuesAboveCapacity) {
     std::vector<std::uint8_t> read(100, 0xAA);
     size = 100;
     EXPECT_EQ(dll.Get(handle, 2116, read.data(), &size, 1), E_OUTOFMEMORY);
-    EXPECT_EQ(read, Bytes(Join({{5}, std::vector<std::int32_t>(24, 0)})));
     EXPECT_EQ(dll.Close(handle), S_OK);
 }
 

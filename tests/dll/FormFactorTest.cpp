@@ -20,14 +20,8 @@ constexpr wchar_t kEndpoint[] = L"{0.0.0.00000000}.{f0f0f0f0-0000-4000-8000-0000
 constexpr PROPERTYKEY kFormFactorKey = {{0x1DA5D803, 0xD492, 0x4EDD, {0x8C, 0x23, 0xE0, 0xC0, 0xFF, 0xEE, 0x7F, 0x0E}}, 0};
 constexpr PROPERTYKEY kOverrideKey = {{0xDD0DF94B, 0x53A2, 0x4A92, {0x85, 0x4E, 0x91, 0xF4, 0x2E, 0x28, 0xFD, 0x7B}}, 0};
 
-// The logger of this process registers once: the capture is set up before any test runs.
-test::LogCapture* capture = nullptr;
-class CaptureEnvironment : public testing::Environment {
-public:
-    void SetUp() override { capture = new test::LogCapture(5); }
-    void TearDown() override { delete capture; }
-};
-const testing::Environment* const kEnvironment = testing::AddGlobalTestEnvironment(new CaptureEnvironment);
+// The logger of this process registers once, at its first line: the capture is set up before.
+const test::LogCapture capture;
 
 TEST(FormFactorTest, EndpointValueHeadsetRuleOverrideAndFailures) {
     const std::wstring kHeadsetLine = L"Headset will be considered as headphone, formFactor changes to [3]";
@@ -67,10 +61,10 @@ TEST(FormFactorTest, EndpointValueHeadsetRuleOverrideAndFailures) {
         sim::Installation installed(platform);
         if (c.opened) { ASSERT_EQ(ApoController::Open(kEndpoint), S_OK); }
         if (c.readFails != S_OK) platform.FailMethod("IPropertyStore::GetValue", c.readFails, 1);
-        capture->Clear();
+        capture.Clear();
         EXPECT_EQ(ApoController::GetFormFactor(kEndpoint), c.expected);
         std::vector<std::pair<int, std::wstring>> lines;
-        for (const test::LogLine& line : capture->Lines()) {
+        for (const test::LogLine& line : capture.Lines()) {
             EXPECT_EQ(line.function, L"ApoController::GetFormFactor");
             lines.emplace_back(line.level, line.message);
         }

@@ -161,12 +161,5 @@ TEST(TraceLoggerTest, EachLineReachesTheSinksItsStateAllows) {
     }
 }
 
-TEST(TraceLoggerTest, MacroFormatsNothingWhileDisabled) {
-    int evaluated = 0;
-    auto count = [&evaluated] { return ++evaluated; };
-    KELIX_LOG(kLevelCritical, L"F", L"%d", count());
-    EXPECT_EQ(evaluated, 0);
-}
-
 }  // namespace
 }  // namespace kelix

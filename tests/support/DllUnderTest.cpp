@@ -1,5 +1,7 @@
 #include "DllUnderTest.h"
 
+#include <comdef.h>
+
 #include <cstdio>
 
 namespace kelix::test {
@@ -37,23 +39,6 @@ std::string Hex(HRESULT hr) {
     return text;
 }
 
-std::wstring SystemText(HRESULT hr) {
-    wchar_t* text = nullptr;
-    const DWORD length = FormatMessageW(
-        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
-        static_cast<DWORD>(hr), MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), reinterpret_cast<wchar_t*>(&text), 0,
-        nullptr);
-    if (length == 0) {
-        // Codes the system has no text for (many, under Wine) show the library's fallback.
-        wchar_t fallback[32];
-        _snwprintf(fallback, 32, L"Unknown error 0x%lX", static_cast<unsigned long>(hr));
-        return fallback;
-    }
-    std::wstring message(text, length);
-    LocalFree(text);
-    if (!message.empty() && message.back() == L'\n') message.pop_back();
-    if (!message.empty() && message.back() == L'\r') message.pop_back();
-    return message;
-}
+std::wstring SystemText(HRESULT hr) { return _com_error(hr).ErrorMessage(); }
 
 }  // namespace kelix::test

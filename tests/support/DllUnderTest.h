@@ -34,8 +34,9 @@ private:
 // "0x80070057" for failure messages of the tests.
 std::string Hex(HRESULT hr);
 
-// The system text of a code as the library prints it after "[0x%.8x]"
-// (for codes outside the IDispatch range).
+// The system text of a code as the library prints it after "[0x%.8x]" (for codes outside the
+// IDispatch range): _com_error's documented text, the system's message without its line end,
+// else "Unknown error 0x%lX".
 std::wstring SystemText(HRESULT hr);
 
 }  // namespace kelix::test

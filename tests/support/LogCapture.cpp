@@ -2,19 +2,12 @@
 
 #include <windows.h>
 
-#include <cwctype>
 #include <fstream>
+#include <regex>
 #include <sstream>
 
 namespace kelix::test {
 namespace {
-
-std::string Narrow(const std::wstring& text) {
-    std::string out(text.size() * 3, '\0');  // at most three UTF-8 bytes per UTF-16 unit
-    out.resize(static_cast<size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                                       out.data(), static_cast<int>(out.size()), nullptr, nullptr)));
-    return out;
-}
 
 // "N [file:line] function: message" or "N [file] function: message".
 LogLine Parse(const std::wstring& raw) {
@@ -34,6 +27,12 @@ LogLine Parse(const std::wstring& raw) {
     line.function = raw.substr(close + 2, separator - close - 2);
     line.message = raw.substr(separator + 2);
     return line;
+}
+
+// An object address (16 hex digits after "[0x") as 'X's.
+std::wstring MaskAddresses(const std::wstring& text) {
+    static const std::wregex address(L"\\[0x[0-9A-Fa-f]{16}(?![0-9A-Fa-f])");
+    return std::regex_replace(text, address, L"[0xXXXXXXXXXXXXXXXX");
 }
 
 }  // namespace
@@ -76,27 +75,18 @@ void LogCapture::Clear() const {
 }
 
 testing::AssertionResult LogCapture::Has(int level, const std::wstring& file, const std::wstring& function,
-                                         const std::wstring& message) const {
+                                         const std::wstring& message, int times) const {
     const std::vector<LogLine> lines = Lines();
     int matches = 0;
-    std::string dump = "\nlog:\n";
+    std::wstring dump = L"\nlog:\n";
     for (const LogLine& line : lines) {
-        matches += line.level == level && line.file == file && line.function == function && line.message == message &&
-                   line.line != 0;
-        dump += "  " + Narrow(line.raw) + "\n";
+        matches += line.level == level && line.file == file && line.function == function &&
+                   MaskAddresses(line.message) == message && line.line != 0;
+        dump += L"  " + line.raw + L"\n";
     }
-    if (matches == 1) return testing::AssertionSuccess();
-    return testing::AssertionFailure() << matches << " lines of level " << level << " [" << Narrow(file) << ":N] "
-                                       << Narrow(function) << ": " << Narrow(message) << dump;
-}
-
-std::wstring MaskAddresses(std::wstring text) {
-    for (size_t at = text.find(L"[0x"); at != std::wstring::npos; at = text.find(L"[0x", at + 1)) {
-        size_t digits = 0;
-        while (at + 3 + digits < text.size() && std::iswxdigit(text[at + 3 + digits])) ++digits;
-        if (digits == 16) text.replace(at + 3, 16, std::wstring(16, L'X'));
-    }
-    return text;
+    if (matches == times) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << matches << " lines (not " << times << ") of level " << level << " ["
+                                       << file << ":N] " << function << ": " << message << dump;
 }
 
 }  // namespace kelix::test

@@ -27,17 +27,14 @@ public:
     void Clear() const;
     const std::wstring& Path() const { return path_; }
 
-    // Exactly one line with this level, file, function and message; the line
-    // number is checked by shape (a number, or none in a Leave line).
+    // Exactly `times` lines with this level, file, function and message; the line number is
+    // checked by shape (a number, or none in a Leave line). An object address in a line (16 hex
+    // digits after "[0x") matches "[0xXXXXXXXXXXXXXXXX]" in the message.
     testing::AssertionResult Has(int level, const std::wstring& file, const std::wstring& function,
-                                 const std::wstring& message) const;
+                                 const std::wstring& message, int times = 1) const;
 
 private:
     std::wstring path_;
 };
-
-// Replaces the 16 hex digits after "[0x" in a line with 'X's, for messages
-// that carry an object address.
-std::wstring MaskAddresses(std::wstring text);
 
 }  // namespace kelix::test

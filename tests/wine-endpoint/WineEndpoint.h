@@ -15,23 +15,26 @@
 
 namespace kelix::test {
 
-// Whether the Wine audio setup these tests need must be there: under ctest, which names an
-// ALSA configuration for them (ALSA_CONFIG_PATH), a missing setup fails; by hand, they skip.
-inline bool Required() { return GetEnvironmentVariableW(L"ALSA_CONFIG_PATH", nullptr, 0) != 0; }
+// Wine's default render endpoint and its id, or the lookup's failure.
+inline HRESULT DefaultEndpoint(Microsoft::WRL::ComPtr<IMMDevice>& device, std::wstring& id) {
+    Microsoft::WRL::ComPtr<IMMDeviceEnumerator> enumerator;
+    HRESULT hr = CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator));
+    if (SUCCEEDED(hr)) hr = enumerator->GetDefaultAudioEndpoint(eRender, eConsole, &device);
+    wchar_t* text = nullptr;
+    if (SUCCEEDED(hr)) hr = device->GetId(&text);
+    if (SUCCEEDED(hr)) id = text;
+    CoTaskMemFree(text);
+    return hr;
+}
 
 // Wine keeps an endpoint's store in the registry, for the whole prefix and beyond every
 // program, one value per key named "{FMTID},pid" under the endpoint's Properties key. Deletes
 // the values of every catalogue key from the default render endpoint's store, so that a test
 // starts from a store without the effect's values (the tests that write it hold one lock).
 inline void ClearCatalogueValuesOfTheDefaultEndpoint() {
-    Microsoft::WRL::ComPtr<IMMDeviceEnumerator> enumerator;
-    ASSERT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator)), S_OK);
     Microsoft::WRL::ComPtr<IMMDevice> device;
-    ASSERT_EQ(enumerator->GetDefaultAudioEndpoint(eRender, eConsole, &device), S_OK);
-    wchar_t* id = nullptr;
-    ASSERT_EQ(device->GetId(&id), S_OK);
-    const std::wstring deviceId = id;  // "{0.0.0.00000000}.{GUID}": the key is named by the GUID
-    CoTaskMemFree(id);
+    std::wstring deviceId;  // "{0.0.0.00000000}.{GUID}": the key is named by the GUID
+    ASSERT_EQ(DefaultEndpoint(device, deviceId), S_OK);
     const std::wstring path = L"Software\\Microsoft\\Windows\\CurrentVersion\\MMDevices\\Audio\\Render\\" +
                               deviceId.substr(deviceId.rfind(L'.') + 1) + L"\\Properties";
     HKEY key = nullptr;

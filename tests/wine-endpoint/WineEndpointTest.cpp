@@ -1,6 +1,6 @@
-// The DLL against Wine's own Core Audio, for what only a real peer shows. With an
-// ALSA null device (WineEndpointTest): a registry-backed store that accepts only
-// VT_UI4, VT_BLOB and VT_LPWSTR. With no ALSA device (NoEndpointTest): no endpoint.
+// The DLL against Wine's own Core Audio, for what only a real peer shows: with an
+// ALSA null device, a registry-backed store that accepts only VT_UI4, VT_BLOB and
+// VT_LPWSTR.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -19,34 +19,24 @@ constexpr GUID kPexTuning = {0xF112024A, 0xFE30, 0x42A8, {0x80, 0xAB, 0x8D, 0xD8
 constexpr PROPERTYKEY kPostGainKey = {kPexTuning, 4};
 constexpr PROPERTYKEY kIeqBandsKey = {kPexTuning, 13};
 
-// Wine's default render endpoint, or its lookup's failure.
-HRESULT DefaultEndpoint(ComPtr<IMMDevice>& device) {
-    ComPtr<IMMDeviceEnumerator> enumerator;
-    const HRESULT hr = CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator));
-    return FAILED(hr) ? hr : enumerator->GetDefaultAudioEndpoint(eRender, eConsole, &device);
-}
-
-// The store route on Wine's store: a VT_UI4 lands under the parameter's key and reads back,
-// the store's refusal of VT_I4 reaches the caller unchanged, a blob put there by another writer
-// (as the effect's tuning tools do) reads back in the caller layout.
+// The store route on Wine's store: a VT_UI4 lands under the parameter's key and reads back, a
+// blob put there by another writer (as the effect's tuning tools do) reads back in the caller
+// layout.
 TEST(WineEndpointTest, StoreRouteOnWinesStore) {
     DllUnderTest dll;
     ASSERT_TRUE(dll.Loaded());
     ComPtr<IMMDevice> device;
-    const HRESULT found = DefaultEndpoint(device);
+    std::wstring deviceId;
+    const HRESULT found = DefaultEndpoint(device, deviceId);
     if (found == HRESULT_FROM_WIN32(ERROR_NOT_FOUND)) {
-        if (Required()) FAIL() << "Wine shows no endpoint with the ALSA null device";
+        // Under ctest, which names the ALSA configuration, a missing endpoint fails; by hand, it skips.
+        if (GetEnvironmentVariableW(L"ALSA_CONFIG_PATH", nullptr, 0) != 0) FAIL() << "Wine shows no endpoint";
         GTEST_SKIP() << "Wine shows no endpoint: ALSA null device not configured";
     }
     ASSERT_EQ(found, S_OK) << Hex(found);
-    wchar_t* id = nullptr;
-    ASSERT_EQ(device->GetId(&id), S_OK);
-    const std::wstring deviceId = id;
-    CoTaskMemFree(id);
     wchar_t* handle = nullptr;
     ASSERT_EQ(dll.Open(&handle, nullptr), S_OK);
-    ASSERT_NE(handle, nullptr);
-    EXPECT_EQ(std::wstring(handle), deviceId);
+    EXPECT_STREQ(handle, deviceId.c_str());
     ComPtr<IPropertyStore> store;
     ASSERT_EQ(device->OpenPropertyStore(STGM_READWRITE, &store), S_OK);
 
@@ -63,9 +53,6 @@ TEST(WineEndpointTest, StoreRouteOnWinesStore) {
     EXPECT_EQ(dll.Get(handle, KELIX_PEX_POSTGAIN, &read, &size, KELIX_ROUTE_PROPERTY_STORE), S_OK);
     EXPECT_EQ(read, 0xA0000451u);
 
-    INT32 gain = -6;
-    EXPECT_EQ(dll.Set(handle, KELIX_PEX_POSTGAIN, &gain, sizeof gain, KELIX_ROUTE_PROPERTY_STORE), E_INVALIDARG);
-
     // The ieq bands as stored (count, then each array behind its length) read as count, a[20], b[20].
     std::vector<BYTE> blob = Bytes(Join({{3, 20}, Iota(20, 1), {20}, Iota(20, 21)}));
     value.vt = VT_BLOB;
@@ -76,27 +63,6 @@ TEST(WineEndpointTest, StoreRouteOnWinesStore) {
     EXPECT_EQ(dll.Get(handle, KELIX_PEX_IEQ_BANDS, bands.data(), &size, KELIX_ROUTE_PROPERTY_STORE), S_OK);
     EXPECT_EQ(bands, Bytes(Join({{3}, Iota(40, 1)})));
     EXPECT_EQ(dll.Close(handle), S_OK);
-}
-
-// Opening the default goes on with the empty id.
-TEST(NoEndpointTest, OpenDefaultGoesOnWithTheEmptyId) {
-    DllUnderTest dll;
-    ASSERT_TRUE(dll.Loaded());
-    ComPtr<IMMDevice> device;
-    if (SUCCEEDED(DefaultEndpoint(device))) {
-        if (Required()) FAIL() << "Wine shows an endpoint although ALSA has no device";
-        GTEST_SKIP() << "this Wine shows an endpoint";
-    }
-    // What the store route answers for the empty id is the platform's own result.
-    ComPtr<IMMDeviceEnumerator> enumerator;
-    ASSERT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator)), S_OK);
-    const HRESULT emptyId = enumerator->GetDevice(L"", &device);
-    ASSERT_TRUE(FAILED(emptyId)) << Hex(emptyId);
-
-    wchar_t* const sentinel = reinterpret_cast<wchar_t*>(0x5E47);
-    wchar_t* handle = sentinel;
-    EXPECT_EQ(dll.Open(&handle, nullptr), emptyId) << Hex(emptyId);
-    EXPECT_EQ(handle, sentinel);
 }
 
 }  // namespace
