@@ -12,17 +12,6 @@ namespace {
 
 using SimEnumerator = SimFixture;
 
-// One process-wide enumerator, as on Windows: the same object, one reference count.
-TEST_F(SimEnumerator, OneProcessWideEnumerator) {
-    ComPtr<IMMDeviceEnumerator> enumerator = Enumerator();
-    ComPtr<IMMDeviceEnumerator> second = Enumerator();
-    EXPECT_EQ(enumerator.Get(), second.Get());
-    EXPECT_EQ(2, platform.Calls("CoCreateInstance(MMDeviceEnumerator)"));
-    EXPECT_EQ(1, platform.Objects("IMMDeviceEnumerator"));
-    EXPECT_EQ(3UL, second->AddRef());
-    EXPECT_EQ(2UL, enumerator->Release());
-}
-
 // The endpoints of the flow and states asked for, in the order they were added.
 TEST_F(SimEnumerator, EnumAudioEndpointsFiltersByFlowAndStateInOrderAdded) {
     struct Case {
@@ -56,12 +45,20 @@ TEST_F(SimEnumerator, EnumAudioEndpointsFiltersByFlowAndStateInOrderAdded) {
     }
 }
 
-// What a client would notice: the answers to ids, flows, roles, interfaces and callbacks that
-// Windows refuses, and failures a test injects, each with a null out-parameter. Every method fails
-// through the one entry check they share; the fault sweeps of the product's tests fail every call
-// the product makes, and the fixture's end finds a reference a failing call left.
-TEST_F(SimEnumerator, RefusalsAnswerAsWindowsWithNullOut) {
+// What a client would notice: one process-wide enumerator; the answers to ids, flows, roles,
+// interfaces and callbacks that Windows refuses, and failures a test injects, each with a null
+// out-parameter. Every method fails through the one entry check they share; the fault sweeps of
+// the product's tests fail every call the product makes, and the fixture's end finds a reference a
+// failing call left.
+TEST_F(SimEnumerator, AnswersAsWindowsWhereAClientWouldNotice) {
+    // One process-wide enumerator, as on Windows: the same object, one reference count.
     ComPtr<IMMDeviceEnumerator> enumerator = Enumerator();
+    ComPtr<IMMDeviceEnumerator> second = Enumerator();
+    EXPECT_EQ(enumerator.Get(), second.Get());
+    EXPECT_EQ(2, platform.Calls("CoCreateInstance(MMDeviceEnumerator)"));
+    EXPECT_EQ(1, platform.Objects("IMMDeviceEnumerator"));
+    EXPECT_EQ(3UL, second->AddRef());
+    EXPECT_EQ(2UL, enumerator->Release());
     ComPtr<IMMDevice> render = Device(kRender);
     const HRESULT injected = HRESULT_FROM_WIN32(ERROR_GEN_FAILURE);
     const auto inject = [&](const char* method) { platform.FailMethod(method, injected, 1); };
