@@ -147,8 +147,7 @@ TEST(PexctlTest, RunsAnswerWithExitCodeAndTexts) {
 }
 
 // Wine's own audio, as ctest sets up its ALSA configuration: no device and
-// so no endpoint at all (the null device's one endpoint: SnapshotCommandsTest). A platform
-// failure as a --json error object: RunsAnswerWithExitCodeAndTexts.
+// so no endpoint at all (the null device's one endpoint: SnapshotCommandsTest).
 TEST(PexctlWineTest, NoEndpoint) {
     for (const Case& run : {Case{{"get", "pex_postgain"}, 1,
                                  {"pexctl: no active render endpoint (the default-endpoint lookup answered 0x80070490 "}, {}},

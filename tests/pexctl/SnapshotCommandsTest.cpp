@@ -161,8 +161,7 @@ TEST(PexctlWineTest, WineEndpointSnapshotRoundTrip) {
     EXPECT_EQ(OnMachine(nullptr, {"diff", snapshot.Path()}).at("differences"), Json::array());
     // Captured, the simulated copy answers as Wine does.
     const TemporaryFile captured("wine-captured.json");
-    const Outcome capture = Pexctl({"capture", captured.Path()});
-    ASSERT_EQ(capture.exitCode, 0u) << capture.err;
+    OnMachine(nullptr, {"capture", captured.Path()});
     EXPECT_EQ(Json::parse(captured.Content()).at("endpoints").size(), 1u) << captured.Content();
     EXPECT_EQ(Answers(captured.Path()), Answers(""));
 }
