@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -50,14 +49,6 @@ TEST(ParameterModelTest, NamesEveryCatalogueRowAndEveryDspIdOnce) {
         EXPECT_EQ(FindParameter(parameter.name), FindParameter(parameter.id)) << parameter.name;
         EXPECT_TRUE(parameter.store || parameter.dsp) << parameter.name;
         EXPECT_EQ(parameter.kind == ValueKind::Structure, !parameter.fields.empty()) << parameter.name;
-    }
-    std::vector<PropertyKey> keys;
-    for (const auto& [id, row] : ParameterCatalogue()) {
-        const ParameterDescription* parameter = FindParameter(id);
-        ASSERT_NE(parameter, nullptr) << id;
-        EXPECT_TRUE(parameter->store) << id;
-        EXPECT_EQ(std::count(keys.begin(), keys.end(), row.key), 0) << "a second row with the key of " << id;
-        keys.push_back(row.key);
     }
     for (ParameterId id = 0; id < 4000; ++id) {
         if (!LookupDspRoute(id)) continue;

@@ -21,13 +21,13 @@ Json Bands(int first) {
     return bands;
 }
 
-std::string Document(const Json& parameters, int format = kSnapshotFormat, const std::string& name = "Speakers") {
+std::string Document(const Json& parameters, const std::string& name = "Speakers") {
     const Json endpoint = {{"id", "e"}, {"name", name}, {"formFactor", 1}};
-    return Json{{"format", format}, {"endpoint", endpoint}, {"parameters", parameters}}.dump();
+    return Json{{"format", kSnapshotFormat}, {"endpoint", endpoint}, {"parameters", parameters}}.dump();
 }
 
 Snapshot Read(const Json& parameters, const std::string& name = "Speakers") {
-    const SnapshotReading reading = SnapshotFromJson(Document(parameters, kSnapshotFormat, name));
+    const SnapshotReading reading = SnapshotFromJson(Document(parameters, name));
     EXPECT_EQ(reading.error, "");
     return reading.snapshot;
 }
@@ -47,7 +47,6 @@ TEST(SnapshotTest, RefusedDocumentsNameTheEntryAndKeepNothing) {
     } cases[] = {
         {"{\"format\": ", "not JSON"},
         {R"({"parameters": []})", "no \"format\": not a snapshot"},
-        {Document(Json::array(), 2), "snapshot format 2; this build reads format 1"},
         {R"({"format": 1})", "no \"parameters\" array"},
         {Document({{{"name", "pex_postgain"}, {"route", "store"}, {"value", 1}},
                    {{"name", "pex_postgainz"}, {"route", "store"}, {"value", 1}}}),

@@ -12,17 +12,6 @@ namespace {
 
 using SimEnumerator = SimFixture;
 
-// One process-wide enumerator, as on Windows: the same object, one reference count.
-TEST_F(SimEnumerator, OneProcessWideEnumerator) {
-    ComPtr<IMMDeviceEnumerator> enumerator = Enumerator();
-    ComPtr<IMMDeviceEnumerator> second = Enumerator();
-    EXPECT_EQ(enumerator.Get(), second.Get());
-    EXPECT_EQ(2, platform.Calls("CoCreateInstance(MMDeviceEnumerator)"));
-    EXPECT_EQ(1, platform.Objects("IMMDeviceEnumerator"));
-    EXPECT_EQ(3UL, second->AddRef());
-    EXPECT_EQ(2UL, enumerator->Release());
-}
-
 // The endpoints of the flow and states asked for, in the order they were added.
 TEST_F(SimEnumerator, EnumAudioEndpointsFiltersByFlowAndStateInOrderAdded) {
     struct Case {
@@ -56,11 +45,23 @@ TEST_F(SimEnumerator, EnumAudioEndpointsFiltersByFlowAndStateInOrderAdded) {
     }
 }
 
-// What a client would notice: the answers to ids, flows, roles, interfaces and callbacks that
-// Windows refuses, each with a null out-parameter.
-TEST_F(SimEnumerator, RefusalsAnswerAsWindowsWithNullOut) {
+// What a client would notice: one process-wide enumerator; the answers to ids, flows, roles,
+// interfaces and callbacks that Windows refuses, and failures a test injects, each with a null
+// out-parameter. Every method fails through the one entry check they share; the fault sweeps of
+// the product's tests fail every call the product makes, and the fixture's end finds a reference a
+// failing call left.
+TEST_F(SimEnumerator, AnswersAsWindowsWhereAClientWouldNotice) {
+    // One process-wide enumerator, as on Windows: the same object, one reference count.
     ComPtr<IMMDeviceEnumerator> enumerator = Enumerator();
+    ComPtr<IMMDeviceEnumerator> second = Enumerator();
+    EXPECT_EQ(enumerator.Get(), second.Get());
+    EXPECT_EQ(2, platform.Calls("CoCreateInstance(MMDeviceEnumerator)"));
+    EXPECT_EQ(1, platform.Objects("IMMDeviceEnumerator"));
+    EXPECT_EQ(3UL, second->AddRef());
+    EXPECT_EQ(2UL, enumerator->Release());
     ComPtr<IMMDevice> render = Device(kRender);
+    const HRESULT injected = HRESULT_FROM_WIN32(ERROR_GEN_FAILURE);
+    const auto inject = [&](const char* method) { platform.FailMethod(method, injected, 1); };
     const struct {
         const char* name;
         std::function<HRESULT(void**)> call;
@@ -80,12 +81,26 @@ TEST_F(SimEnumerator, RefusalsAnswerAsWindowsWithNullOut) {
              platform.Find(kRenderSecond)->SetAccess(sim::StoreAccess::None);
              return Device(kRenderSecond)->OpenPropertyStore(STGM_READ, reinterpret_cast<IPropertyStore**>(out)); }, E_ACCESSDENIED},
         {"exclusive store", [&](void** out) { return render->OpenPropertyStore(STGM_READWRITE | STGM_SHARE_EXCLUSIVE, reinterpret_cast<IPropertyStore**>(out)); }, E_INVALIDARG},
+        {"injected into CoCreateInstance", [&](void** out) {
+             inject("CoCreateInstance(MMDeviceEnumerator)");
+             return CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, __uuidof(IMMDeviceEnumerator), out); }, injected},
+        {"injected into a string", [&](void** out) { inject("IMMDevice::GetId"); return render->GetId(reinterpret_cast<LPWSTR*>(out)); }, injected},
     };
     for (const auto& c : cases) {
         void* out = SentinelPointer<void>();
         EXPECT_HR(c.expected, c.call(&out)) << c.name;
         EXPECT_EQ(nullptr, out) << c.name;
     }
+    // An injected failure leaves a plain value untouched, counts as a call, and ends after its count.
+    ComPtr<IMMDeviceCollection> collection;
+    ASSERT_HR(S_OK, enumerator->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &collection));
+    platform.FailMethod("IMMDeviceCollection::GetCount", injected, 2);
+    for (const HRESULT expected : {injected, injected, S_OK}) {
+        UINT count = 0xBAAD;
+        EXPECT_HR(expected, collection->GetCount(&count));
+        EXPECT_EQ(count == 0xBAAD, FAILED(expected)) << count;
+    }
+    EXPECT_EQ(3, platform.Calls("IMMDeviceCollection::GetCount"));
     // A store opened for reading refuses writes whatever the endpoint allows.
     ComPtr<IPropertyStore> reading;
     ASSERT_HR(S_OK, render->OpenPropertyStore(STGM_READ, &reading));

@@ -90,7 +90,8 @@ except OSError:
     pass
 check(server.value("pex_postgain", "store") == -5, "a refused write changed pex_postgain")
 
-# The page's WebSocket: a message that cannot be a write is answered in words and the socket goes on.
+# The page's WebSocket: a message that cannot be a write is answered in words and the socket goes on
+# (its writes take the path of PUT /api/param, whose refusals are the rows above).
 connection, handshake = server.socket()
 check(handshake.startswith("HTTP/1.1 101"), f"the upgrade: {handshake!r}")
 for name, frame, opcode, status, words in [
@@ -98,8 +99,6 @@ for name, frame, opcode, status, words in [
     ("an unknown field", '{"number": 2, "name": "pex_postgain", "value": 7, "x": 1}', 1, 400, 'no field "x"'),
     ("a binary message", b"\x00\x01", 2, 415, "binary"),
     ("a message over 1 MB", '{"number": 3, "name": "pex_postgain", "value": ' + big + "}", 1, 413, "1 MB"),
-    ("an unknown parameter", '{"number": 4, "name": "pex_nothing", "value": 7}', 1, 404, "unknown parameter"),
-    ("a value out of range", '{"number": 5, "name": "pex_postgain", "value": 4294967296}', 1, 400, "out of range"),
 ]:
     ws_send(connection, frame, opcode)
     answer = ws_receive(connection)

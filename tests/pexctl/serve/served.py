@@ -46,14 +46,23 @@ def chromium(width=1400, height=2000):
     return webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
 
 
+def until(condition, what, seconds=15):
+    """Waits for a condition the page reaches by itself; a failure names it."""
+    deadline = time.monotonic() + seconds
+    while time.monotonic() < deadline:
+        result = condition()
+        if result:
+            return result
+        time.sleep(0.05)
+    return check(False, "never: " + what)
+
+
 def open_page(driver, server):
     """The page entered with the token, once it has read the endpoint."""
     driver.get(server.url)
-    deadline = time.monotonic() + 30
-    while driver.find_element("tag name", "body").get_attribute("data-ready") != "true":
-        if time.monotonic() > deadline:
-            raise RuntimeError("the page never became ready")
-        time.sleep(0.05)
+    if not until(lambda: driver.find_element("tag name", "body").get_attribute("data-ready") == "true",
+                 "the page becomes ready", 30):
+        raise RuntimeError("the page never became ready")
 
 
 def finish(success):
