@@ -97,11 +97,13 @@ std::wstring Failure(const std::wstring& message, HRESULT hr) {
     _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(hr));
     return message + code + SystemText(hr);
 }
-// The messages of a function's captured lines, in order; those of one level when level is not 0.
-std::vector<std::wstring> Messages(const std::wstring& function, int level = 0) {
+// The messages of the captured lines of that level from any of the functions, in order.
+std::vector<std::wstring> Messages(int level, std::initializer_list<std::wstring_view> functions) {
     std::vector<std::wstring> messages;
     for (const LogLine& line : Log().Lines()) {
-        if (line.function == function && (level == 0 || line.level == level)) messages.push_back(line.message);
+        if (line.level == level && std::ranges::find(functions, line.function) != functions.end()) {
+            messages.push_back(line.message);
+        }
     }
     return messages;
 }
@@ -180,13 +182,6 @@ protected:
         }
         return enumerator.Get();
     }
-    ComPtr<IKsControl> Control(int index) {
-        ComPtr<IMMDevice> device;
-        EXPECT_EQ(Enumerator()->GetDevice(ids.at(static_cast<size_t>(index)).c_str(), &device), S_OK);
-        ComPtr<IKsControl> control;
-        if (device) { EXPECT_EQ(device->Activate(__uuidof(IKsControl), CLSCTX_ALL, nullptr, &control), S_OK); }
-        return control;
-    }
 
     sim::Platform platform;
     std::optional<sim::Installation> installed;
@@ -246,46 +241,80 @@ TEST_F(PPAPIHelperTest, KnownModulesOfEveryActiveRenderEndpointInDeviceOrder) {
 // Each scenario is an endpoint with a DSP of its own, walked alone by its endpoint GUID: the
 // entries it yields, lines among those logged, the AMD rows asked (the catalogue's, in order,
 // until the first that reports itself instantiated), and every reference given back. Replies
-// that lie about their count or texts are the parser's (ModuleListTest).
+// that lie about their count or texts are the parser's (ModuleListTest). Where a scenario says,
+// SonavelModuleExist then asks the same device (by its place in the collection) whether its
+// module is instantiated: the pin is the low word of the named connector's local id, the module
+// the first known one the list names (LookForSonavelModuleInfo), the first AMD row alone without
+// it; each step that fails is logged with its own message.
 TEST_F(PPAPIHelperTest, ScenariosOfOneEndpoint) {
+    using Adjust = std::function<void(sim::Platform&, sim::Dsp&)>;
+    struct Exist {
+        HRESULT result = S_OK;
+        std::vector<std::wstring> warnings = {};  // of the lookup and of SonavelModuleExist, in order
+        size_t amdRows = 0;
+        Adjust adjust = {};
+        UINT32 connector = 0;
+        std::wstring found = {};  // the lookup's line of the module it found
+    };
     struct Scenario {
         const char* name;
         sim::DspConfig config;
         std::vector<std::wstring> entries = {};
         std::vector<std::tuple<int, const wchar_t*, std::wstring>> lines = {};
         sim::TopologyConfig topology = {};
-        std::function<void(sim::Platform&, sim::Dsp&)> adjust = {};
+        Adjust adjust = {};
         HRESULT result = S_OK;
         size_t amdRows = 0;
+        std::optional<Exist> exist = {};
     };
     const std::wstring krelo = L"pin 1 type 2 amd 0, 1.4.2 krelo";
+    const std::wstring amdKrelo = L"pin 0 type 2 amd 1, 1.4.1 krelo-amd";
     const auto listSize = [](ULONG size, HRESULT hr = S_OK) {
         return [=](sim::Platform&, sim::Dsp& dsp) {
             dsp.SetModuleListSize(size);
             if (hr != S_OK) dsp.SetModuleListSizeResult(hr);
         };
     };
+    const auto failingRequest = [](sim::DspRequest request) {
+        return [=](sim::Platform&, sim::Dsp& dsp) { dsp.Fail(request, E_ABORT, 1); };
+    };
     const HRESULT notFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND), setNotFound = HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND);
     const HRESULT moreData = HRESULT_FROM_WIN32(ERROR_MORE_DATA);
     const size_t all = AmdModules().size();  // no pin yielded a module and no row is instantiated
+    const std::wstring unknown = L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}";
+    const std::wstring noAmd = Failure(L"Failed to GetInstantiationState_AMD: ", setNotFound);
+    const std::wstring noApi = Failure(L"Failed to retrieve version: ", setNotFound);
+    const std::wstring notInstantiated = L"fInstantiated is false.";
+    const auto noModule = [&](const std::wstring& why, Adjust adjust = {}) {
+        return Exist{E_FAIL, {why, noAmd, notInstantiated}, 1, std::move(adjust)};
+    };
     const Scenario scenarios[] = {
         // The path ends at the topology filter (no audio engine), then at the wave filter's host and
         // offload pins; the candidate pins are the offload pin and the loopback pin, which has no
-        // PP API (the requests: DspRouteTest.RequestsOnTheWire). A pin that yields modules leaves
-        // the AMD rows unasked.
+        // PP API. A pin that yields modules leaves the AMD rows unasked.
         {"a known module", {.modules = {kKrelo}, .amdModules = {{kAmdRow1, true}}}, {krelo},
          {{3, kPartWalk, Failure(L"Failed to retrieve pin id! ", setNotFound)},
           {3, kWalk, L"Unexpected wave filter connector type! 4"},
           {3, kWalk, Failure(L"GetSignalPath call failed! ", notFound)},
-          {3, kWalk, Failure(L"Failed to retrieve version! ", E_INVALIDARG)}}},
-        {"version 2", {.apiVersion = 2, .modules = {kKrelo}}, {}, {{3, kWalk, L"Version mismatch! 2"}}, {}, {}, S_OK, all},
+          {3, kWalk, Failure(L"Failed to retrieve version! ", E_INVALIDARG)}},
+         {}, {}, S_OK, 0, Exist{E_INVALIDARG, {Failure(L"Failed to get connector: ", E_INVALIDARG)}, 0, {}, 3}},
+        {"version 2", {.apiVersion = 2, .modules = {kKrelo}}, {}, {{3, kWalk, L"Version mismatch! 2"}}, {}, {}, S_OK, all,
+         noModule(L"Version mismatch: 2")},
         {"unknown, then 1.2.0", {.modules = {{.id = kUnknownModule, .name = "other"}, {.id = kModule120, .name = "k"}}},
          {L"pin 1 type 2 amd 0, 1.2.0 k"},
-         {{3, kWalk, L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}"},
-          {4, kWalk, L"Modules count: 2, modules size: 304"}}},
-        {"the second 1.0.0 id", {.modules = {{.id = kModule100b, .name = "b"}}}, {L"pin 1 type 2 amd 0, 1.0.0 b"}},
+         {{3, kWalk, unknown}, {4, kWalk, L"Modules count: 2, modules size: 304"}}, {}, {}, S_OK, 0,
+         Exist{S_OK, {unknown}, 0, {}, 0, L"Found DSP module, name = k, version = 1.2.0, type = 2"}},
+        {"only unknown", {.modules = {{.id = kUnknownModule}}}, {}, {{3, kWalk, unknown}}, {}, {}, S_OK, all,
+         Exist{E_FAIL, {unknown, noAmd, notInstantiated}, 1}},
+        {"not instantiated", {.modules = {{.id = kModule142, .instantiated = false}}}, {L"pin 1 type 2 amd 0, 1.4.2 "}, {},
+         {}, {}, S_OK, 0, Exist{E_FAIL, {notInstantiated}}},
+        {"the second 1.0.0 id", {.modules = {{.id = kModule100b, .name = "b"}}}, {L"pin 1 type 2 amd 0, 1.0.0 b"}, {}, {},
+         {}, S_OK, 0,
+         noModule(Failure(L"Failed to retrieve modules list size: ", E_ABORT), failingRequest(sim::DspRequest::ModuleListSize))},
         {"type 7", {.modules = {{.id = kModule142, .type = 7, .name = "seven", .version = "v"}}},
-         {L"pin 1 type 7 amd 0, 1.4.2 seven"}, {{4, kWalk, L"Module type: Unknown module type, version: v, name: seven"}}},
+         {L"pin 1 type 7 amd 0, 1.4.2 seven"}, {{4, kWalk, L"Module type: Unknown module type, version: v, name: seven"}},
+         {}, {}, S_OK, 0,
+         noModule(Failure(L"Failed to read modules list: ", E_ABORT), failingRequest(sim::DspRequest::ModuleList))},
         {"size query of 0", {.modules = {kKrelo}}, {}, {{4, kWalk, L"Modules count: 0, modules size: 0"}}, {},
          listSize(0), S_OK, all},
         // No reply of the PP API is larger than 64,004 bytes: a larger size leaves the pin.
@@ -307,19 +336,32 @@ TEST_F(PPAPIHelperTest, ScenariosOfOneEndpoint) {
         // pins exist.
         {"local ids with a high word", {.offloadPin = 4, .modules = {kKrelo}}, {L"pin 4 type 2 amd 0, 1.4.2 krelo"},
          {{4, kWalk, L"Using pin id:  65540"}, {4, kWalk, L"Using pin id:  65538"}, {4, kWalk, L"Using pin id:  4"}},
-         {.localIdHighWord = 1}},
+         {.localIdHighWord = 1}, {}, S_OK, 0, Exist{}},
         {"offload and loopback pin with the PP API", {.ppPins = {1, 2}, .modules = {kKrelo}},
-         {krelo, L"pin 2 type 2 amd 0, 1.4.2 krelo"}},
+         {krelo, L"pin 2 type 2 amd 0, 1.4.2 krelo"}, {}, {}, {}, S_OK, 0,
+         Exist{E_FAIL, {Failure(L"Failed to GetInstantiationState: ", E_ABORT), notInstantiated}, 0,
+               failingRequest(sim::DspRequest::InstantiationState)}},
+        {"the loopback pin alone with the PP API", {.ppPins = {2}, .modules = {kKrelo}}, {L"pin 2 type 2 amd 0, 1.4.2 krelo"},
+         {}, {}, {}, S_OK, 0, noModule(Failure(L"Failed to retrieve version: ", E_INVALIDARG))},
         {"AMD rows when no pin yields a module", {.ppApi = false, .amdModules = {{kAmdRow1, false}, {kAmdRow4, true}}},
-         {L"pin 0 type 2 amd 1, 1.4.1 krelo-amd"}, {{4, kAmdLookup, L"Sonavel AMD module info is found, version 1.4.1"}},
-         {}, {}, S_OK, 4},
+         {amdKrelo}, {{4, kAmdLookup, L"Sonavel AMD module info is found, version 1.4.1"}}, {}, {}, S_OK, 4,
+         Exist{E_FAIL, {noApi, notInstantiated}, 1}},
+        {"AMD without the first row", {.ppApi = false, .amdModules = {{kAmdRow4, true}}}, {amdKrelo}, {}, {}, {}, S_OK, 4,
+         Exist{E_FAIL, {noApi, Failure(L"Failed to GetInstantiationState_AMD: ", notFound), notInstantiated}, 1}},
+        {"AMD first row", {.ppApi = false, .amdModules = {{kAmdRow1, true}, {kAmdRow4, true}}},
+         {L"pin 0 type 2 amd 1, 1.0.0 krelo-amd"}, {}, {}, {}, S_OK, 1,
+         Exist{S_OK, {noApi}, 1}},
         {"first connector an unconnected Software_IO", {.modules = {kKrelo}}, {krelo}, {{5, kWalk, L"Next connector..."}},
-         {.shape = sim::TopologyShape::Direct}},
+         {.shape = sim::TopologyShape::Direct}, {}, S_OK, 0,
+         Exist{E_ABORT, {Failure(L"Failed to active device IKsControl: ", E_ABORT)}, 0, Failing("IMMDevice::Activate", E_ABORT, 2)}},
         {"input selector, no topology filter", {.modules = {kKrelo}}, {krelo},
-         {{4, kPartWalk, L"Input selector activated."}}, {.topologyFilter = false, .subunits = {sim::Selector::Input}}},
+         {{4, kPartWalk, L"Input selector activated."}}, {.topologyFilter = false, .subunits = {sim::Selector::Input}}, {},
+         S_OK, 0,
+         Exist{E_ABORT, {Failure(L"Failed to active device IDeviceTopology: ", E_ABORT)}, 0, Failing("IMMDevice::Activate", E_ABORT)}},
         {"output selector refuses", {.modules = {kKrelo}}, {krelo},
          {{3, kPartWalk, Failure(L"Failed to select output selector! ", E_ACCESSDENIED)}}, {},
-         Failing("IAudioOutputSelector::SetSelection", E_ACCESSDENIED)},
+         Failing("IAudioOutputSelector::SetSelection", E_ACCESSDENIED), S_OK, 0,
+         Exist{E_ABORT, {Failure(L"Failed to get local id: ", E_ABORT)}, 0, Failing("IPart::GetLocalId", E_ABORT)}},
         {"the loop ends at the endpoint's own connector", {.modules = {kKrelo}}, {},
          {{3, kWalk, Failure(L"Connector IsConnected failed! ", E_ABORT)}, {3, kWalk, L"Unexpected connector type! 4"}},
          {}, Failing("IConnector::IsConnected", E_ABORT), E_FAIL},
@@ -331,6 +373,20 @@ TEST_F(PPAPIHelperTest, ScenariosOfOneEndpoint) {
     };
     std::vector<sim::Dsp*> dsps;
     for (const Scenario& s : scenarios) dsps.push_back(&AddCase(s.config, s.topology));
+    ComPtr<IMMDeviceCollection> devices;
+    ASSERT_EQ(Enumerator()->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &devices), S_OK);
+    const long rest = platform.TotalReferences();  // the collection's and the enumerator's
+    // The AMD rows a DSP was asked for: the catalogue's, in order, each with its 8-byte reply.
+    const auto amdRowsAsked = [](const sim::Dsp& dsp) {
+        size_t amd = 0;
+        for (const sim::KsRequest& request : dsp.Requests()) {
+            if (request.property.at(0) != 0xbd) continue;
+            if (amd == AmdModules().size()) return amd + 1;
+            EXPECT_EQ(std::memcmp(request.property.data() + 24, &AmdModules()[amd++].id, 16), 0) << amd;
+            EXPECT_EQ(request.dataLength, 8u);
+        }
+        return amd;
+    };
     for (unsigned i = 0; i < std::size(scenarios); ++i) {
         const Scenario& s = scenarios[i];
         SCOPED_TRACE(s.name);
@@ -340,20 +396,45 @@ TEST_F(PPAPIHelperTest, ScenariosOfOneEndpoint) {
         EXPECT_EQ(Entries(), s.entries);
         EXPECT_EQ(platform.References("IKsControl"), static_cast<long>(s.entries.size()));
         for (const auto& [level, function, message] : s.lines) EXPECT_TRUE(Logged(level, function, message));
-        const auto unknown = [](const std::wstring& m) { return m.starts_with(L"Unspecific ModuleId"); };
-        EXPECT_LE(std::ranges::count_if(Messages(kWalk, 3), unknown), 1);
-        size_t amd = 0;
-        for (const sim::KsRequest& request : dsps[i]->Requests()) {
-            if (request.property.at(0) != 0xbd) continue;
-            ASSERT_LT(amd, AmdModules().size());
-            EXPECT_EQ(std::memcmp(request.property.data() + 24, &AmdModules()[amd++].id, 16), 0) << amd;
-            EXPECT_EQ(request.dataLength, 8u);
-        }
-        EXPECT_EQ(amd, s.amdRows);
+        const auto isUnknown = [](const std::wstring& m) { return m.starts_with(L"Unspecific ModuleId"); };
+        EXPECT_LE(std::ranges::count_if(Messages(3, {kWalk}), isUnknown), 1);
+        EXPECT_EQ(amdRowsAsked(*dsps[i]), s.amdRows);
         platform.ClearFailures();
         helper.ClearModuleList();
-        EXPECT_EQ(platform.TotalReferences(), 0);
+        EXPECT_EQ(platform.TotalReferences(), rest);
+        if (!s.exist) continue;
+        SCOPED_TRACE("SonavelModuleExist");
+        dsps[i]->ClearRequests();
+        if (s.exist->adjust) s.exist->adjust(platform, *dsps[i]);
+        Log().Clear();
+        EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), i, s.exist->connector), s.exist->result);
+        EXPECT_EQ(Messages(3, {kLookFor, kExist}), s.exist->warnings);
+        EXPECT_EQ(amdRowsAsked(*dsps[i]), s.exist->amdRows);
+        if (!s.exist->found.empty()) { EXPECT_TRUE(Logged(4, kLookFor, s.exist->found)); }
+        platform.ClearFailures();
+        EXPECT_EQ(platform.TotalReferences(), rest);
     }
+    Log().Clear();
+    EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), std::size(scenarios), 0), E_INVALIDARG);
+    EXPECT_EQ(helper.SonavelModuleExist(Enumerator(), 0, 0), E_NOINTERFACE);
+    EXPECT_EQ(Messages(3, {kExist}), (std::vector<std::wstring>{Failure(L"Failed to get device: ", E_INVALIDARG),
+                                                                L"Query interface IMMDeviceCollection failed."}));
+    // The lookups on the first scenario's control: null arguments before anything is asked, then
+    // a list that cannot be read, whose failure the lookup answers.
+    ASSERT_EQ(helper.PPInitialize(guids[0]), S_OK);
+    IKsControl* control = helper.Modules().at(0).KsControl;
+    dsps[0]->ClearRequests();
+    ModuleDescriptor info{};
+    ModuleEntry entry;
+    for (const HRESULT hr : {helper.LookForSonavelModuleInfo(nullptr, 1, &info),
+                             helper.LookForSonavelModuleInfo(control, 1, nullptr),
+                             helper.LookForPPModuleConnectorId_AMD(nullptr, &entry),
+                             helper.LookForPPModuleConnectorId_AMD(control, nullptr)}) {
+        EXPECT_EQ(hr, E_POINTER) << Hex(hr);
+    }
+    EXPECT_TRUE(dsps[0]->Requests().empty());
+    dsps[0]->Fail(sim::DspRequest::ModuleList, E_ABORT, 1);
+    EXPECT_EQ(helper.LookForSonavelModuleInfo(control, 1, &info), E_ABORT);
 }
 
 // Each call of the platform that the walk makes fails in turn: every failure is logged with its
@@ -433,100 +514,6 @@ TEST_F(PPAPIHelperTest, EachPlatformCallFailingInTurn) {
     for (const auto& line : failures) {
         EXPECT_TRUE(wanted.contains(line)) << "unexpected: " << std::string(line.second.begin(), line.second.end());
     }
-}
-
-// SonavelModuleExist on device i of the collection: the pin is the low word of the named
-// connector's local id, the module the first known one the list names (LookForSonavelModuleInfo);
-// without it only the first AMD row is asked. Each step that fails is logged with its own message.
-TEST_F(PPAPIHelperTest, ModuleExistAsksTheInstantiationState) {
-    struct Case {
-        const char* name;
-        sim::DspConfig config;
-        HRESULT result;
-        std::vector<std::wstring> warnings;  // of the lookup and of SonavelModuleExist, in order
-        size_t amdRequests = 0;
-        std::function<void(sim::Platform&, sim::Dsp&)> adjust = {};
-        UINT32 connector = 0;
-    };
-    const auto failingRequest = [](sim::DspRequest request) {
-        return [=](sim::Platform&, sim::Dsp& dsp) { dsp.Fail(request, E_ABORT, 1); };
-    };
-    const std::wstring unknown = L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}";
-    const std::wstring noAmd = Failure(L"Failed to GetInstantiationState_AMD: ", HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND));
-    const std::wstring noApi = Failure(L"Failed to retrieve version: ", HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND));
-    const std::wstring notInstantiated = L"fInstantiated is false.";
-    const Case cases[] = {
-        {"unknown, then known", {.modules = {{.id = kUnknownModule}, kKrelo, {.id = kModule120}}}, S_OK, {unknown}},
-        {"not instantiated", {.modules = {{.id = kModule142, .type = 2, .instantiated = false}}}, E_FAIL,
-         {notInstantiated}},
-        {"only unknown", {.modules = {{.id = kUnknownModule}}}, E_FAIL, {unknown, noAmd, notInstantiated}, 1},
-        {"version 2", {.apiVersion = 2, .modules = {kKrelo}}, E_FAIL, {L"Version mismatch: 2", noAmd, notInstantiated}, 1},
-        {"pin without the API", {.ppPins = {2}, .modules = {kKrelo}}, E_FAIL,
-         {Failure(L"Failed to retrieve version: ", E_INVALIDARG), noAmd, notInstantiated}, 1},
-        {"list size fails", {.modules = {kKrelo}}, E_FAIL,
-         {Failure(L"Failed to retrieve modules list size: ", E_ABORT), noAmd, notInstantiated}, 1,
-         failingRequest(sim::DspRequest::ModuleListSize)},
-        {"list fails", {.modules = {kKrelo}}, E_FAIL,
-         {Failure(L"Failed to read modules list: ", E_ABORT), noAmd, notInstantiated}, 1,
-         failingRequest(sim::DspRequest::ModuleList)},
-        {"AMD first row", {.ppApi = false, .amdModules = {{kAmdRow1, true}, {kAmdRow4, true}}}, S_OK, {noApi}, 1},
-        {"AMD without the first row", {.ppApi = false, .amdModules = {{kAmdRow4, true}}}, E_FAIL,
-         {noApi, Failure(L"Failed to GetInstantiationState_AMD: ", HRESULT_FROM_WIN32(ERROR_NOT_FOUND)), notInstantiated},
-         1},
-        {"state request fails", {.modules = {kKrelo}}, E_FAIL,
-         {Failure(L"Failed to GetInstantiationState: ", E_ABORT), notInstantiated}, 0,
-         failingRequest(sim::DspRequest::InstantiationState)},
-        {"no connector 3", {.modules = {kKrelo}}, E_INVALIDARG, {Failure(L"Failed to get connector: ", E_INVALIDARG)},
-         0, {}, 3},
-        {"topology", {.modules = {kKrelo}}, E_ABORT, {Failure(L"Failed to active device IDeviceTopology: ", E_ABORT)}, 0,
-         Failing("IMMDevice::Activate", E_ABORT)},
-        {"local id", {.modules = {kKrelo}}, E_ABORT, {Failure(L"Failed to get local id: ", E_ABORT)}, 0,
-         Failing("IPart::GetLocalId", E_ABORT)},
-        {"KS control", {.modules = {kKrelo}}, E_ABORT, {Failure(L"Failed to active device IKsControl: ", E_ABORT)}, 0,
-         Failing("IMMDevice::Activate", E_ABORT, 2)},
-    };
-    std::vector<sim::Dsp*> dsps;
-    for (const Case& c : cases) dsps.push_back(&AddCase(c.config, {.localIdHighWord = 1}));  // connector 0: high word 1
-    ComPtr<IMMDeviceCollection> devices;
-    ASSERT_EQ(Enumerator()->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &devices), S_OK);
-    for (UINT i = 0; i < std::size(cases); ++i) {
-        const Case& c = cases[i];
-        SCOPED_TRACE(c.name);
-        if (c.adjust) c.adjust(platform, *dsps[i]);
-        Log().Clear();
-        EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), i, c.connector), c.result);
-        std::vector<std::wstring> warnings;
-        for (const LogLine& line : Log().Lines()) {
-            if (line.level == 3 && (line.function == kLookFor || line.function == kExist)) warnings.push_back(line.message);
-        }
-        EXPECT_EQ(warnings, c.warnings);
-        const std::vector<sim::KsRequest> requests = dsps[i]->Requests();
-        EXPECT_EQ(std::count_if(requests.begin(), requests.end(), [](const sim::KsRequest& r) { return r.property.at(0) == 0xbd; }),
-                  static_cast<std::ptrdiff_t>(c.amdRequests));
-        // The first known module of the list, with the library's version text, not the firmware's
-        // (the firmware answers a state request only for a module of its list, by type and id).
-        if (i == 0) { EXPECT_TRUE(Logged(4, kLookFor, L"Found DSP module, name = krelo, version = 1.4.2, type = 2")); }
-    }
-    Log().Clear();
-    EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), std::size(cases), 0), E_INVALIDARG);
-    EXPECT_EQ(helper.SonavelModuleExist(Enumerator(), 0, 0), E_NOINTERFACE);
-    EXPECT_EQ(Messages(kExist, 3), (std::vector<std::wstring>{Failure(L"Failed to get device: ", E_INVALIDARG),
-                                                              L"Query interface IMMDeviceCollection failed."}));
-    // Null arguments, before anything is asked.
-    dsps[0]->ClearRequests();
-    ComPtr<IKsControl> control = Control(0);
-    ModuleDescriptor info{};
-    ModuleEntry entry;
-    for (const HRESULT hr : {helper.LookForSonavelModuleInfo(nullptr, 1, &info),
-                             helper.LookForSonavelModuleInfo(control.Get(), 1, nullptr),
-                             helper.LookForPPModuleConnectorId_AMD(nullptr, &entry),
-                             helper.LookForPPModuleConnectorId_AMD(control.Get(), nullptr)}) {
-        EXPECT_EQ(hr, E_POINTER) << Hex(hr);
-    }
-    EXPECT_TRUE(dsps[0]->Requests().empty());
-    // A list that cannot be read: the lookup answers its failure.
-    dsps[0]->Fail(sim::DspRequest::ModuleList, E_ABORT, 1);
-    EXPECT_EQ(helper.LookForSonavelModuleInfo(control.Get(), 1, &info), E_ABORT);
 }
 
 // The DSP module access class: without modules every call is refused; with all modules selected
