@@ -39,7 +39,6 @@ const PpModuleAddress kKreloModule{1, kKreloType, CoreGuid(kKreloModuleId)};
 
 template <size_t N>
 Bytes8 Record(const KsRecord<N>& record) { return Bytes8(record.begin(), record.end()); }
-Bytes8 Words(std::initializer_list<std::int32_t> words) { return Bytes(words); }
 // A value buffer as the module receives it: the length word, then the value.
 Bytes8 Buffer(const Bytes8& value) {
     Bytes8 buffer = Bytes({static_cast<std::int32_t>(value.size())});
@@ -129,32 +128,32 @@ TEST_F(DspRouteTest, RequestsOnTheWire) {
     const Case cases[] = {
         {"PEX write after a long one",
          {[&] {
-              EXPECT_EQ(SetBlob(2116, Words({2, 6, 1, 2, 3, 4, 5, 6, 6, 7, 8, 9, 10, 11, 12})), S_OK);
+              EXPECT_EQ(SetBlob(2116, Bytes({2, 6, 1, 2, 3, 4, 5, 6, 6, 7, 8, 9, 10, 11, 12})), S_OK);
               dsp->ClearRequests();
               return dll.Set(handle, 1105, &gain, 4, 3);
           },
           S_OK, 4, L"DspController::SetParameter", L"Set pex_nelp-postgain: -6"},
-         {set(kPex, 127, Words({4, 1})), set(kPex, 122, Words({4, -6}))}},
-        {"2108", {[&] { return SetBlob(2108, Words({2, 11, 12, 13, 14})); }, S_OK, 4, L"DspController::SetParameter",
+         {set(kPex, 127, Bytes({4, 1})), set(kPex, 122, Bytes({4, -6}))}},
+        {"2108", {[&] { return SetBlob(2108, Bytes({2, 11, 12, 13, 14})); }, S_OK, 4, L"DspController::SetParameter",
                   L"Set krelo-regulator-thresholds: 11, 12, 14"},
-         {set(kKreloModule, 26, Buffer(Words({11, 12, 14})))}},
+         {set(kKreloModule, 26, Buffer(Bytes({11, 12, 14})))}},
         // The count stays: not a "1.0.0" module.
-        {"2107", {[&] { return SetBlob(2107, Words({2, 5, 6})); }, S_OK}, {set(kKreloModule, 23, Buffer(Words({2, 5, 6})))}},
+        {"2107", {[&] { return SetBlob(2107, Bytes({2, 5, 6})); }, S_OK}, {set(kKreloModule, 23, Buffer(Bytes({2, 5, 6})))}},
         {"2105", {[&] { return SetBlob(2105, {3, 0, 0, 0, 9, 8, 7}); }, S_OK, 4, L"DspController::SetParameter",
                   L"Set krelo-filter-coefficient-values: 3, 0, 0, 0, 9, 8, 7"},
          {set(kKreloModule, 32, Buffer({3, 0, 0, 0, 9, 8, 7}))}},
         // 1005 is index 160: past the PEX list; 2123 is served.
         {"1005", {[&] { return dll.Set(handle, 1005, &one, 4, 2); }, E_INVALIDARG, 3, L"IsValidParameter",
                   L"Failed to set PP module parameter!: " + Failure(E_INVALIDARG)},
-         {set(kPex, 127, Words({4, 1}))}},
-        {"2123", {[&] { return dll.Set(handle, 2123, &one, 4, 2); }, S_OK}, {set(kKreloModule, 44, Words({4, 1}))}},
+         {set(kPex, 127, Bytes({4, 1}))}},
+        {"2123", {[&] { return dll.Set(handle, 2123, &one, 4, 2); }, S_OK}, {set(kKreloModule, 44, Bytes({4, 1}))}},
         {"bypass set", {[&] { return dll.Set(handle, 2002, &bypass, 4, 2); }, S_OK}, {enable}},
         {"bypass get", {[&] { return dll.Get(handle, 2002, &state, &size, 2); }, S_OK}, {enabled}, 4},
         {"module type", {[&] { return dll.Get(handle, 1008, &type, &size, 2); }, S_OK}, {}, 4},
         {"KRELO direct request", {[&] { return dll.Set(handle, 2003, request, 8, 2); }, S_OK}, {direct}},
         {"PEX direct request", {[&] { return dll.Set(handle, 1003, request, 8, 3); }, S_OK},
          {{Record(PpModuleRequest(5, 2, kPex)), {}, 8}}},
-        {"scalar write", {[&] { return dll.Set(handle, 2104, &twelve, 4, 2); }, S_OK}, {set(kKreloModule, 21, Words({4, 12}))}},
+        {"scalar write", {[&] { return dll.Set(handle, 2104, &twelve, 4, 2); }, S_OK}, {set(kKreloModule, 21, Bytes({4, 12}))}},
         {"scalar read", {[&] { return dll.Get(handle, 2104, &read, &size, 2); }, S_OK, 4, L"DspController::GetParameter",
                          L"Get krelo-post-gain: 12"},
          {get(21, 1)}, 4},
@@ -173,7 +172,7 @@ TEST_F(DspRouteTest, RequestsOnTheWire) {
          {get(31, 0)}, 80},
         {"parameter set fails", {[&] { return dll.Set(handle, 2104, &one, 4, 2); }, fault, 2,
                                  L"DspController::SetParameter", L"Set krelo-post-gain failed. " + Failure(fault)},
-         {set(kKreloModule, 21, Words({4, 1}))}, 0, sim::DspRequest::ParameterSet},
+         {set(kKreloModule, 21, Bytes({4, 1}))}, 0, sim::DspRequest::ParameterSet},
         {"parameter get fails", {[&] { size = 8; return dll.Get(handle, 2104, info, &size, 2); }, fault, 2,
                                  L"DspController::GetParameter", L"Get krelo-post-gain failed. " + Failure(fault)},
          {get(21, 1)}, 8, sim::DspRequest::ParameterGet},
@@ -306,20 +305,20 @@ TEST_F(DspRouteTest, ModulesOfOtherKinds) {
           {[&](wchar_t*) { return get(handle, 2125, 720); }, S_OK, 720},
           {[&](wchar_t* on) { return dll.Set(on, 1105, &word, 4, 2); }, E_INVALIDARG, 0, std::vector<Sent>{}}}},
         {{.modules = {{.id = kKrelo100Module, .name = "krelo", .version = "1.0"}}},
-         {{[&](wchar_t* on) { return SetBlob(2107, Words({2, 5, 6}), 2, on); }, S_OK, 0,
+         {{[&](wchar_t* on) { return SetBlob(2107, Bytes({2, 5, 6}), 2, on); }, S_OK, 0,
            std::vector<Sent>{{Record(PpModuleParameterRequest(2, {1, kKreloType, CoreGuid(kKrelo100Module)}, 23, 1)),
-                              Buffer(Words({5, 6})), kPpParameterBufferSize}}},
-          {[&](wchar_t* on) { return get(on, 2107, 12); }, S_OK, 12, {}, Words({2, 5, 6})}}},
+                              Buffer(Bytes({5, 6})), kPpParameterBufferSize}}},
+          {[&](wchar_t* on) { return get(on, 2107, 12); }, S_OK, 12, {}, Bytes({2, 5, 6})}}},
         {{.ppApi = false, .amdModules = {{.id = kAmdModule}}},
          {{[&](wchar_t* on) { return dll.Set(on, 2003, request, 8, 2); }, E_NOTIMPL, 0, std::vector<Sent>{}},
           {[&](wchar_t* on) { return dll.Set(on, 2002, &word, 4, 2); }, S_FALSE, 0, std::vector<Sent>{}},
-          {[&](wchar_t* on) { return get(on, 2002, 4); }, S_OK, 4, std::vector<Sent>{}, Words({0})},
+          {[&](wchar_t* on) { return get(on, 2002, 4); }, S_OK, 4, std::vector<Sent>{}, Bytes({0})},
           {[&](wchar_t* on) { return SetBlob(2105, Buffer(Bytes8(4089, 1)), 2, on); }, E_INVALIDARG, 0, std::vector<Sent>{}},
           {[&](wchar_t* on) { return SetBlob(2105, filter, 2, on); }, S_OK},
           {[&](wchar_t* on) { word = 7; return dll.Set(on, 2104, &word, 4, 2); }, S_OK, 0,
-           std::vector<Sent>{{Record(AmdParameterRequest(2, CoreGuid(kAmdModule), kKreloType, 21)), Buffer(Words({7})),
+           std::vector<Sent>{{Record(AmdParameterRequest(2, CoreGuid(kAmdModule), kKreloType, 21)), Buffer(Bytes({7})),
                               kAmdParameterBufferSize}}},
-          {[&](wchar_t* on) { return get(on, 2104, 4); }, S_OK, 4, {}, Words({7})}}},
+          {[&](wchar_t* on) { return get(on, 2104, 4); }, S_OK, 4, {}, Bytes({7})}}},
     };
     for (size_t k = 0; k < std::size(kinds); ++k) {
         SCOPED_TRACE(k);

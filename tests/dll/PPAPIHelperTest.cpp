@@ -26,7 +26,6 @@
 #include "SonavelDspKrelo.h"
 #include "core/KnownModules.h"
 #include "core/ModuleList.h"
-#include "core/PpApiRequests.h"
 #include "sim/EndpointProperties.h"
 #include "sim/Platform.h"
 
@@ -109,13 +108,9 @@ std::vector<std::wstring> Messages(int level, std::initializer_list<std::wstring
 }
 // Whether a line of that level, function and message was captured (any number of times).
 testing::AssertionResult Logged(int level, const std::wstring& function, const std::wstring& message) {
+    if (std::ranges::count(Messages(level, {function}), message) > 0) return testing::AssertionSuccess();
     std::string text;
-    for (const LogLine& line : Log().Lines()) {
-        if (line.level == level && line.function == function && line.message == message) {
-            return testing::AssertionSuccess();
-        }
-        text += "\n  " + std::string(line.raw.begin(), line.raw.end());
-    }
+    for (const LogLine& line : Log().Lines()) text += "\n  " + std::string(line.raw.begin(), line.raw.end());
     return testing::AssertionFailure() << "no line of level " << level << ": "
                                        << std::string(message.begin(), message.end()) << text;
 }
@@ -536,9 +531,6 @@ TEST_F(PPAPIHelperTest, DspModuleAccessEmptyThenAllModulesInOrder) {
                                                 {.id = kModule100, .name = "early", .version = "1.0.0"}}});
     ASSERT_EQ(dsp.RefreshModules(), S_OK);
     firmware.ClearRequests();
-    UINT32 count = 0;
-    ASSERT_EQ(dsp.GetModuleCount(&count), S_OK);
-    ASSERT_EQ(count, 2u);
     EXPECT_EQ(dsp.SelectModule(-2), E_FAIL);
     EXPECT_EQ(dsp.SelectModule(2), E_FAIL);
     ASSERT_EQ(dsp.SelectModule(-1), S_OK);
