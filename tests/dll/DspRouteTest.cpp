@@ -198,7 +198,6 @@ TEST_F(DspRouteTest, RequestsOnTheWire) {
                   return l.function == L"CSonavelDspKrelo::SetFormFactor" && l.message == L"Set pex_nelp-endpoint-form-facotr: 1";
               }), 2);
     EXPECT_EQ(StoredI4(PexTuningKey(4)), -6);  // the store first
-    EXPECT_FALSE(dsp->Enabled(kKreloModuleId));
     EXPECT_EQ(state, 1);
     EXPECT_EQ(type, static_cast<std::int32_t>(kPexType));
     EXPECT_EQ(read, 12);

@@ -188,20 +188,27 @@ protected:
 
 // The walk over every active render endpoint in device order. Each entry holds one reference: a
 // refresh gives back those of the list before and copies of an entry take none (moves are the
-// list's own as it grows). An endpoint GUID that is no GUID ends the walk.
-TEST_F(PPAPIHelperTest, KnownModulesOfEveryActiveRenderEndpointInDeviceOrder) {
-    AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid, 1, L"Speakers"}),
-              {.modules = {{.id = kModulePex, .type = 1, .name = "pex", .version = "2.10.3"}, kKrelo}});
-    const wchar_t headphones[] = L"{0.0.0.00000000}.{5a0c0002-0000-4000-8000-000000000002}";
-    AttachDsp(platform, AddEndpoint(platform, {headphones, L"{5A0C0002-0000-4000-8000-000000000002}", 3, L"Headphones"}),
-              {.ppApi = false});
-    AddEndpoint(platform, {L"{0.0.1.00000000}.{mic}", L"{5A0C0004-0000-4000-8000-000000000004}", 4, L"Mic", eCapture});
-    AddEndpoint(platform, {L"{0.0.0.00000000}.{hdmi}", L"{5A0C0005-0000-4000-8000-000000000005}", 1, L"HDMI", eRender,
-                           DEVICE_STATE_DISABLED});
-    AttachDsp(platform, AddEndpoint(platform, {kHeadset, kHeadsetGuid, 5, L"Headset"}),
-              {.offloadPin = 2, .loopbackPin = 5, .modules = {{.id = kModule100b, .type = 0, .name = "sfx"}}});
-
+// list's own as it grows). An endpoint GUID that is no GUID ends the walk. Then each call of the
+// platform that the walk makes fails in turn: every failure is logged with its own message, every
+// reference taken is given back, and each entry made holds one reference.
+TEST_F(PPAPIHelperTest, WalkOfEveryActiveRenderEndpointWithEachCallFailingInTurn) {
+    const auto machine = [](sim::Platform& p) {
+        AttachDsp(p, AddEndpoint(p, {kSpeakers, kSpeakersGuid, 1, L"Speakers"}),
+                  {.modules = {{.id = kModulePex, .type = 1, .name = "pex", .version = "2.10.3"}, kKrelo}},
+                  {.subunits = {sim::Selector::Output, sim::Selector::Input}});
+        const wchar_t headphones[] = L"{0.0.0.00000000}.{5a0c0002-0000-4000-8000-000000000002}";
+        AttachDsp(p, AddEndpoint(p, {headphones, L"{5A0C0002-0000-4000-8000-000000000002}", 3, L"Headphones"}),
+                  {.ppApi = false});
+        AddEndpoint(p, {L"{0.0.1.00000000}.{mic}", L"{5A0C0004-0000-4000-8000-000000000004}", 4, L"Mic", eCapture});
+        AddEndpoint(p, {L"{0.0.0.00000000}.{hdmi}", L"{5A0C0005-0000-4000-8000-000000000005}", 1, L"HDMI", eRender,
+                        DEVICE_STATE_DISABLED});
+        AttachDsp(p, AddEndpoint(p, {kHeadset, kHeadsetGuid, 5, L"Headset"}),
+                  {.offloadPin = 2, .loopbackPin = 5, .modules = {{.id = kModule100b, .type = 0, .name = "sfx"}}});
+    };
+    machine(platform);
     EXPECT_EQ(helper.RefreshModuleList(), S_OK);
+    std::map<std::string, int> calls;  // of one walk
+    for (const std::string& method : platform.CalledMethods()) calls[method] = platform.Calls(method);
     EXPECT_EQ(helper.RefreshModuleList(), S_OK);
     const std::wstring speakers = std::wstring(kSpeakers) + L" " + kSpeakersGuid + L" 1 Speakers: ";
     const std::wstring headset = std::wstring(kHeadset) + L" " + kHeadsetGuid +
@@ -231,6 +238,72 @@ TEST_F(PPAPIHelperTest, KnownModulesOfEveryActiveRenderEndpointInDeviceOrder) {
     AddEndpoint(platform, {L"{0.0.0.00000000}.{no-guid}", L"speakers"});
     EXPECT_EQ(helper.PPInitialize(GUID_NULL), CO_E_CLASSSTRING);
     EXPECT_TRUE(Logged(3, kWalk, Failure(L"Failed to convert device GUID! ", CO_E_CLASSSTRING)));
+
+    std::set<std::pair<std::wstring, std::wstring>> failures;  // function, message
+    helper.ClearModuleList();
+    installed.reset();  // each run installs a platform of its own
+    int runs = 0;
+    for (const auto& [method, count] : calls) {
+        for (int call = 1; call <= count; ++call, ++runs) {
+            SCOPED_TRACE(method + " call " + std::to_string(call));
+            sim::Platform failing;
+            sim::Installation installation(failing);
+            machine(failing);
+            failing.FailMethodCall(method, call, E_ABORT);
+            Log().Clear();
+            {
+                CPPAPIHelper walk;
+                walk.PPInitialize(GUID_NULL);
+                EXPECT_EQ(failing.References("IKsControl"), static_cast<long>(walk.Modules().size()));
+                EXPECT_EQ(failing.TotalReferences(), static_cast<long>(walk.Modules().size()));
+            }
+            EXPECT_EQ(failing.TotalReferences(), 0);
+            for (const LogLine& line : Log().Lines()) {
+                if (line.message.find(L"[0x8000400") != std::wstring::npos) {
+                    EXPECT_EQ(line.level, 3);
+                    failures.emplace(line.function, line.message);
+                }
+            }
+        }
+    }
+    EXPECT_GT(runs, 250);  // the walk of this machine makes some 300 calls
+    // By function and code; a failed query of a connector's IPart or IConnector answers E_NOINTERFACE.
+    const std::tuple<const wchar_t*, HRESULT, std::vector<const wchar_t*>> expected[] = {
+        {kWalk, E_ABORT,
+         {L"Failed to initialize COM instance MMDeviceEnumerator! ", L"EnumAudioEndpoints failed! ",
+          L"GetCount for devices list failed! ", L"Failed to get device from collection! ", L"Failed to get device id! ",
+          L"Failed to open device property store! ", L"Failed to read device GUID! ",
+          L"Failed to read device Form Factor: ", L"Failed to read device friendly name: ", L"GetDataFlow failed! ",
+          L"Device activation failed! ", L"GetConnector failed! ", L"Connector IsConnected failed! ",
+          L"Connector GetType failed! ", L"Connector GetConnectedTo failed! ", L"Failed to find connector part! ",
+          L"Software IO connector not found! ", L"IConnector GetType failed! ", L"GetTopologyObject failed! ",
+          L"GetConnectorCount failed! ", L"Wave filter Connector GetType failed! ", L"GetSignalPath call failed! ",
+          L"Failed to read connector local id! ", L"GetDeviceId failed! ", L"Failed to retrieve wave filer device! ",
+          L"Activate ks control failed! ", L"Failed to retrieve version! ", L"Failed to retrieve modules list size! ",
+          L"Failed to read modules list! "}},
+        {kPartWalk, E_ABORT,
+         {L"EnumParts failed. ", L"Failed to retrieve count of the outgoing/incoming parts! ",
+          L"Failed to retrieve next part from incoming parts! ", L"GetPartType failed! ",
+          L"IPart interface GetLocalId failed! ", L"Failed to select input selector! ",
+          L"Failed to select output selector! ", L"PPFindConnectorPart failed! ", L"GetTopologyObject failed! ",
+          L"GetDeviceId failed! ", L"GetDevice failed! ", L"Failed to activate IKsControl interface! ",
+          L"Failed to retrieve node id! ", L"Failed to retrieve pin id! "}},
+        {kWalk, E_NOINTERFACE,
+         {L"Connector QueryInterfacet failed! ", L"Software IO connector QueryInterfacet failed! ",
+          L"Failed to query next connector IPart interface! ", L"Failed to find connector part! ",
+          L"Software IO connector not found! "}},
+        {kPartWalk, E_NOINTERFACE, {L"Failed to query starting connector IPart interface! ", L"PPFindConnectorPart failed! "}},
+    };
+    std::set<std::pair<std::wstring, std::wstring>> wanted;
+    for (const auto& [function, hr, messages] : expected) {
+        for (const wchar_t* message : messages) wanted.emplace(function, Failure(message, hr));
+    }
+    for (const auto& line : wanted) {
+        EXPECT_TRUE(failures.contains(line)) << "never logged: " << std::string(line.second.begin(), line.second.end());
+    }
+    for (const auto& line : failures) {
+        EXPECT_TRUE(wanted.contains(line)) << "unexpected: " << std::string(line.second.begin(), line.second.end());
+    }
 }
 
 // Each scenario is an endpoint with a DSP of its own, walked alone by its endpoint GUID: the
@@ -432,87 +505,8 @@ TEST_F(PPAPIHelperTest, ScenariosOfOneEndpoint) {
     EXPECT_EQ(helper.LookForSonavelModuleInfo(control, 1, &info), E_ABORT);
 }
 
-// Each call of the platform that the walk makes fails in turn: every failure is logged with its
-// own message, every reference taken is given back, and each entry made holds one reference.
-TEST_F(PPAPIHelperTest, EachPlatformCallFailingInTurn) {
-    const auto scenario = [](sim::Platform& p) {
-        AttachDsp(p, AddEndpoint(p, {kSpeakers, kSpeakersGuid}), {.modules = {kKrelo}},
-                  {.subunits = {sim::Selector::Output, sim::Selector::Input}});
-    };
-    scenario(platform);
-    ASSERT_EQ(helper.PPInitialize(GUID_NULL), S_OK);
-    helper.ClearModuleList();
-    std::map<std::string, int> calls;
-    for (const std::string& method : platform.CalledMethods()) calls[method] = platform.Calls(method);
-
-    std::set<std::pair<std::wstring, std::wstring>> failures;  // function, message
-    installed.reset();  // each run installs a platform of its own
-    int runs = 0;
-    for (const auto& [method, count] : calls) {
-        for (int call = 1; call <= count; ++call, ++runs) {
-            SCOPED_TRACE(method + " call " + std::to_string(call));
-            sim::Platform failing;
-            sim::Installation installation(failing);
-            scenario(failing);
-            failing.FailMethodCall(method, call, E_ABORT);
-            Log().Clear();
-            {
-                CPPAPIHelper walk;
-                walk.PPInitialize(GUID_NULL);
-                EXPECT_EQ(failing.References("IKsControl"), static_cast<long>(walk.Modules().size()));
-                EXPECT_EQ(failing.TotalReferences(), static_cast<long>(walk.Modules().size()));
-            }
-            EXPECT_EQ(failing.TotalReferences(), 0);
-            for (const LogLine& line : Log().Lines()) {
-                if (line.message.find(L"[0x8000400") != std::wstring::npos) {
-                    EXPECT_EQ(line.level, 3);
-                    failures.emplace(line.function, line.message);
-                }
-            }
-        }
-    }
-    EXPECT_GT(runs, 80);  // the walk of this scenario makes some 90 calls
-    // By function and code; a failed query of a connector's IPart or IConnector answers E_NOINTERFACE.
-    const std::tuple<const wchar_t*, HRESULT, std::vector<const wchar_t*>> expected[] = {
-        {kWalk, E_ABORT,
-         {L"Failed to initialize COM instance MMDeviceEnumerator! ", L"EnumAudioEndpoints failed! ",
-          L"GetCount for devices list failed! ", L"Failed to get device from collection! ", L"Failed to get device id! ",
-          L"Failed to open device property store! ", L"Failed to read device GUID! ",
-          L"Failed to read device Form Factor: ", L"Failed to read device friendly name: ", L"GetDataFlow failed! ",
-          L"Device activation failed! ", L"GetConnector failed! ", L"Connector IsConnected failed! ",
-          L"Connector GetType failed! ", L"Connector GetConnectedTo failed! ", L"Failed to find connector part! ",
-          L"Software IO connector not found! ", L"IConnector GetType failed! ", L"GetTopologyObject failed! ",
-          L"GetConnectorCount failed! ", L"Wave filter Connector GetType failed! ", L"GetSignalPath call failed! ",
-          L"Failed to read connector local id! ", L"GetDeviceId failed! ", L"Failed to retrieve wave filer device! ",
-          L"Activate ks control failed! ", L"Failed to retrieve version! ", L"Failed to retrieve modules list size! ",
-          L"Failed to read modules list! "}},
-        {kPartWalk, E_ABORT,
-         {L"EnumParts failed. ", L"Failed to retrieve count of the outgoing/incoming parts! ",
-          L"Failed to retrieve next part from incoming parts! ", L"GetPartType failed! ",
-          L"IPart interface GetLocalId failed! ", L"Failed to select input selector! ",
-          L"Failed to select output selector! ", L"PPFindConnectorPart failed! ", L"GetTopologyObject failed! ",
-          L"GetDeviceId failed! ", L"GetDevice failed! ", L"Failed to activate IKsControl interface! ",
-          L"Failed to retrieve node id! ", L"Failed to retrieve pin id! "}},
-        {kWalk, E_NOINTERFACE,
-         {L"Connector QueryInterfacet failed! ", L"Software IO connector QueryInterfacet failed! ",
-          L"Failed to query next connector IPart interface! ", L"Failed to find connector part! ",
-          L"Software IO connector not found! "}},
-        {kPartWalk, E_NOINTERFACE, {L"Failed to query starting connector IPart interface! ", L"PPFindConnectorPart failed! "}},
-    };
-    std::set<std::pair<std::wstring, std::wstring>> wanted;
-    for (const auto& [function, hr, messages] : expected) {
-        for (const wchar_t* message : messages) wanted.emplace(function, Failure(message, hr));
-    }
-    for (const auto& line : wanted) {
-        EXPECT_TRUE(failures.contains(line)) << "never logged: " << std::string(line.second.begin(), line.second.end());
-    }
-    for (const auto& line : failures) {
-        EXPECT_TRUE(wanted.contains(line)) << "unexpected: " << std::string(line.second.begin(), line.second.end());
-    }
-}
-
 // The DSP module access class: without modules every call is refused; with all modules selected
-// (-1) a parameter goes to each in order until the first failure.
+// (-1) a parameter goes to each in order until the first failure. Then the DSP controller on it.
 TEST_F(PPAPIHelperTest, DspModuleAccessEmptyThenAllModulesInOrder) {
     CSonavelDspKrelo& dsp = CSonavelDspKrelo::Instance();
     dsp.ClearModuleList();
@@ -566,20 +560,17 @@ TEST_F(PPAPIHelperTest, DspModuleAccessEmptyThenAllModulesInOrder) {
     EXPECT_TRUE(Logged(3, kSetParam, Failure(L"Failed to set PP module parameter!: ", fault)));
     ASSERT_EQ(dsp.SelectModule(1), S_OK);
     EXPECT_TRUE(dsp.SelectedIsVersion100());
-}
 
-// The DSP controller keeps the modules found at a device's first open through the next open, and
-// forgets them at its close.
-TEST_F(PPAPIHelperTest, DspControllerKeepsTheModulesOfTheFirstOpen) {
-    AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid}),
-              {.modules = {{.id = kModulePex, .name = "pex", .version = "2.10"}}});
+    // The DSP controller keeps the modules found at a device's first open (no PEX module; the last
+    // other module of the device is its KRELO module) through the next open, and forgets them at
+    // its close.
     ASSERT_EQ(DspController::Open(kSpeakers), S_OK);
-    EXPECT_TRUE(Logged(4, L"DspController::Open", L"DSP module index: " + std::wstring(kSpeakers) + L"[0, -10]"));
+    EXPECT_TRUE(Logged(4, L"DspController::Open", L"DSP module index: " + std::wstring(kSpeakers) + L"[-10, 1]"));
     EXPECT_EQ(DspController::Open(kSpeakers), S_OK);
     EXPECT_TRUE(Logged(4, L"DspController::Open", L"DSP module for device[" + std::wstring(kSpeakers) + L"] is already opened."));
-    EXPECT_EQ(DspController::SelectModule(kSpeakers, 1105), S_OK);
+    EXPECT_EQ(DspController::SelectModule(kSpeakers, 2104), S_OK);
     EXPECT_EQ(DspController::Close(kSpeakers), S_OK);
-    EXPECT_TRUE(DspController::FamilyMissing(kSpeakers, 1105));
+    EXPECT_TRUE(DspController::FamilyMissing(kSpeakers, 2104));
 }
 
 }  // namespace
