@@ -259,11 +259,8 @@ TEST_F(DspRouteTest, ArraysReadBackAsTheCallersStructure) {
                           S_OK);
             }
             if (route == 1 && c.key) { EXPECT_EQ(Bytes(StoredWords(*c.key)), *blob); }
-            UINT32 size = 0;
-            EXPECT_EQ(dll.Get(handle, c.id, nullptr, &size, route), E_INVALIDARG);
-            ASSERT_LE(size, 4096u);
-            std::vector<std::uint8_t> read(std::max<size_t>(size, caller.size()), 0xAA);
-            size = static_cast<UINT32>(read.size());
+            std::vector<std::uint8_t> read(route == 1 ? 4096 : caller.size(), 0xAA);  // the store may need a full structure
+            UINT32 size = static_cast<UINT32>(read.size());
             ASSERT_EQ(dll.Get(handle, c.id, read.data(), &size, route), S_OK);
             EXPECT_TRUE(route == 1 || size == caller.size()) << size;
             read.resize(caller.size());

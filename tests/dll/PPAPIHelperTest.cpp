@@ -68,18 +68,12 @@ constexpr wchar_t kSpeakersGuid[] = L"{5A0C0001-0000-4000-8000-000000000001}";
 constexpr wchar_t kHeadset[] = L"{0.0.0.00000000}.{5a0c0003-0000-4000-8000-000000000003}";
 constexpr wchar_t kHeadsetGuid[] = L"{5A0C0003-0000-4000-8000-000000000003}";
 
-// A render endpoint whose store holds its endpoint GUID (text), form factor and friendly name.
-struct EndpointSetup {
-    const wchar_t* id;
-    const wchar_t* guid;
-    UINT formFactor = 1;
-    const wchar_t* name = L"Speakers";
-    EDataFlow flow = eRender;
-    DWORD state = DEVICE_STATE_ACTIVE;
-};
-sim::Endpoint& AddEndpoint(sim::Platform& platform, const EndpointSetup& setup) {
-    sim::Endpoint& endpoint = platform.AddEndpoint({setup.id, setup.flow, setup.state});
-    sim::DescribeEndpoint(endpoint, setup.guid, setup.formFactor, setup.name);
+// An endpoint (render and active unless said) whose store holds its endpoint GUID (text), form
+// factor and friendly name.
+sim::Endpoint& AddEndpoint(sim::Platform& platform, const wchar_t* id, const wchar_t* guid, UINT formFactor = 1,
+                           const wchar_t* name = L"Speakers", EDataFlow flow = eRender, DWORD state = DEVICE_STATE_ACTIVE) {
+    sim::Endpoint& endpoint = platform.AddEndpoint({id, flow, state});
+    sim::DescribeEndpoint(endpoint, guid, formFactor, name);
     return endpoint;
 }
 // A DSP with modules, attached to the endpoint through a topology.
@@ -162,7 +156,7 @@ protected:
     sim::Dsp& AddCase(sim::DspConfig config, sim::TopologyConfig topology) {
         guids.push_back({0x5A0C1000 + static_cast<unsigned long>(ids.size()), 0, 0x4000, {0x80}});
         ids.push_back(L"{0.0.0.00000000}.{case-" + std::to_wstring(ids.size()) + L"}");
-        return AttachDsp(platform, AddEndpoint(platform, {ids.back().c_str(), GuidString(guids.back()).c_str()}),
+        return AttachDsp(platform, AddEndpoint(platform, ids.back().c_str(), GuidString(guids.back()).c_str()),
                          std::move(config), std::move(topology));
     }
     // The text of each entry, in order: its module part unless another text is asked for.
@@ -193,16 +187,16 @@ protected:
 // reference taken is given back, and each entry made holds one reference.
 TEST_F(PPAPIHelperTest, WalkOfEveryActiveRenderEndpointWithEachCallFailingInTurn) {
     const auto machine = [](sim::Platform& p) {
-        AttachDsp(p, AddEndpoint(p, {kSpeakers, kSpeakersGuid, 1, L"Speakers"}),
+        AttachDsp(p, AddEndpoint(p, kSpeakers, kSpeakersGuid),
                   {.modules = {{.id = kModulePex, .type = 1, .name = "pex", .version = "2.10.3"}, kKrelo}},
                   {.subunits = {sim::Selector::Output, sim::Selector::Input}});
         const wchar_t headphones[] = L"{0.0.0.00000000}.{5a0c0002-0000-4000-8000-000000000002}";
-        AttachDsp(p, AddEndpoint(p, {headphones, L"{5A0C0002-0000-4000-8000-000000000002}", 3, L"Headphones"}),
+        AttachDsp(p, AddEndpoint(p, headphones, L"{5A0C0002-0000-4000-8000-000000000002}", 3, L"Headphones"),
                   {.ppApi = false});
-        AddEndpoint(p, {L"{0.0.1.00000000}.{mic}", L"{5A0C0004-0000-4000-8000-000000000004}", 4, L"Mic", eCapture});
-        AddEndpoint(p, {L"{0.0.0.00000000}.{hdmi}", L"{5A0C0005-0000-4000-8000-000000000005}", 1, L"HDMI", eRender,
-                        DEVICE_STATE_DISABLED});
-        AttachDsp(p, AddEndpoint(p, {kHeadset, kHeadsetGuid, 5, L"Headset"}),
+        AddEndpoint(p, L"{0.0.1.00000000}.{mic}", L"{5A0C0004-0000-4000-8000-000000000004}", 4, L"Mic", eCapture);
+        AddEndpoint(p, L"{0.0.0.00000000}.{hdmi}", L"{5A0C0005-0000-4000-8000-000000000005}", 1, L"HDMI", eRender,
+                    DEVICE_STATE_DISABLED);
+        AttachDsp(p, AddEndpoint(p, kHeadset, kHeadsetGuid, 5, L"Headset"),
                   {.offloadPin = 2, .loopbackPin = 5, .modules = {{.id = kModule100b, .type = 0, .name = "sfx"}}});
     };
     machine(platform);
@@ -235,7 +229,7 @@ TEST_F(PPAPIHelperTest, WalkOfEveryActiveRenderEndpointWithEachCallFailingInTurn
     // The endpoint without the PP API yields nothing and does not stop the walk.
     EXPECT_TRUE(Logged(3, kWalk, Failure(L"Failed to retrieve version! ", HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND))));
 
-    AddEndpoint(platform, {L"{0.0.0.00000000}.{no-guid}", L"speakers"});
+    AddEndpoint(platform, L"{0.0.0.00000000}.{no-guid}", L"speakers");
     EXPECT_EQ(helper.PPInitialize(GUID_NULL), CO_E_CLASSSTRING);
     EXPECT_TRUE(Logged(3, kWalk, Failure(L"Failed to convert device GUID! ", CO_E_CLASSSTRING)));
 
@@ -520,7 +514,7 @@ TEST_F(PPAPIHelperTest, DspModuleAccessEmptyThenAllModulesInOrder) {
     }
     EXPECT_FALSE(dsp.SelectedIsVersion100());
 
-    sim::Dsp& firmware = AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid}),
+    sim::Dsp& firmware = AttachDsp(platform, AddEndpoint(platform, kSpeakers, kSpeakersGuid),
                                    {.modules = {{.id = kModule142, .name = "full", .version = "1.4.2"},
                                                 {.id = kModule100, .name = "early", .version = "1.0.0"}}});
     ASSERT_EQ(dsp.RefreshModules(), S_OK);
