@@ -25,7 +25,6 @@
 #include "PPAPIHelper.h"
 #include "SonavelDspKrelo.h"
 #include "core/KnownModules.h"
-#include "core/ModuleList.h"
 #include "sim/EndpointProperties.h"
 #include "sim/Platform.h"
 
@@ -148,7 +147,6 @@ protected:
     void TearDown() override {
         helper.ClearModuleList();
         CSonavelDspKrelo::Instance().ClearModuleList();
-        enumerator.Reset();
         EXPECT_EQ(platform.TotalReferences(), 0) << "references left on simulated objects";
     }
 
@@ -165,18 +163,11 @@ protected:
         for (const ModuleEntry& entry : helper.Modules()) entries.push_back(text(entry));
         return entries;
     }
-    IMMDeviceEnumerator* Enumerator() {
-        if (!enumerator) {
-            EXPECT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator)), S_OK);
-        }
-        return enumerator.Get();
-    }
 
     sim::Platform platform;
     std::optional<sim::Installation> installed;
     std::vector<std::wstring> ids;
     std::vector<GUID> guids;
-    ComPtr<IMMDeviceEnumerator> enumerator;
     CPPAPIHelper helper;
 };
 
@@ -435,8 +426,10 @@ TEST_F(PPAPIHelperTest, ScenariosOfOneEndpoint) {
     };
     std::vector<sim::Dsp*> dsps;
     for (const Scenario& s : scenarios) dsps.push_back(&AddCase(s.config, s.topology));
+    ComPtr<IMMDeviceEnumerator> enumerator;
+    ASSERT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator)), S_OK);
     ComPtr<IMMDeviceCollection> devices;
-    ASSERT_EQ(Enumerator()->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &devices), S_OK);
+    ASSERT_EQ(enumerator->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &devices), S_OK);
     const long rest = platform.TotalReferences();  // the collection's and the enumerator's
     // The AMD rows a DSP was asked for: the catalogue's, in order, each with its 8-byte reply.
     const auto amdRowsAsked = [](const sim::Dsp& dsp) {
@@ -478,7 +471,7 @@ TEST_F(PPAPIHelperTest, ScenariosOfOneEndpoint) {
     }
     Log().Clear();
     EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), std::size(scenarios), 0), E_INVALIDARG);
-    EXPECT_EQ(helper.SonavelModuleExist(Enumerator(), 0, 0), E_NOINTERFACE);
+    EXPECT_EQ(helper.SonavelModuleExist(enumerator.Get(), 0, 0), E_NOINTERFACE);
     EXPECT_EQ(Messages(3, {kExist}), (std::vector<std::wstring>{Failure(L"Failed to get device: ", E_INVALIDARG),
                                                                 L"Query interface IMMDeviceCollection failed."}));
     // The lookups on the first scenario's control: null arguments before anything is asked, then
