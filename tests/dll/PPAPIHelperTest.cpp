@@ -25,8 +25,6 @@
 #include "PPAPIHelper.h"
 #include "SonavelDspKrelo.h"
 #include "core/KnownModules.h"
-#include "core/ModuleList.h"
-#include "core/PpApiRequests.h"
 #include "sim/EndpointProperties.h"
 #include "sim/Platform.h"
 
@@ -69,18 +67,12 @@ constexpr wchar_t kSpeakersGuid[] = L"{5A0C0001-0000-4000-8000-000000000001}";
 constexpr wchar_t kHeadset[] = L"{0.0.0.00000000}.{5a0c0003-0000-4000-8000-000000000003}";
 constexpr wchar_t kHeadsetGuid[] = L"{5A0C0003-0000-4000-8000-000000000003}";
 
-// A render endpoint whose store holds its endpoint GUID (text), form factor and friendly name.
-struct EndpointSetup {
-    const wchar_t* id;
-    const wchar_t* guid;
-    UINT formFactor = 1;
-    const wchar_t* name = L"Speakers";
-    EDataFlow flow = eRender;
-    DWORD state = DEVICE_STATE_ACTIVE;
-};
-sim::Endpoint& AddEndpoint(sim::Platform& platform, const EndpointSetup& setup) {
-    sim::Endpoint& endpoint = platform.AddEndpoint({setup.id, setup.flow, setup.state});
-    sim::DescribeEndpoint(endpoint, setup.guid, setup.formFactor, setup.name);
+// An endpoint (render and active unless said) whose store holds its endpoint GUID (text), form
+// factor and friendly name.
+sim::Endpoint& AddEndpoint(sim::Platform& platform, const wchar_t* id, const wchar_t* guid, UINT formFactor = 1,
+                           const wchar_t* name = L"Speakers", EDataFlow flow = eRender, DWORD state = DEVICE_STATE_ACTIVE) {
+    sim::Endpoint& endpoint = platform.AddEndpoint({id, flow, state});
+    sim::DescribeEndpoint(endpoint, guid, formFactor, name);
     return endpoint;
 }
 // A DSP with modules, attached to the endpoint through a topology.
@@ -97,23 +89,21 @@ std::wstring Failure(const std::wstring& message, HRESULT hr) {
     _snwprintf(code, 16, L"[0x%.8x]", static_cast<unsigned>(hr));
     return message + code + SystemText(hr);
 }
-// The messages of a function's captured lines, in order; those of one level when level is not 0.
-std::vector<std::wstring> Messages(const std::wstring& function, int level = 0) {
+// The messages of the captured lines of that level from any of the functions, in order.
+std::vector<std::wstring> Messages(int level, std::initializer_list<std::wstring_view> functions) {
     std::vector<std::wstring> messages;
     for (const LogLine& line : Log().Lines()) {
-        if (line.function == function && (level == 0 || line.level == level)) messages.push_back(line.message);
+        if (line.level == level && std::ranges::find(functions, line.function) != functions.end()) {
+            messages.push_back(line.message);
+        }
     }
     return messages;
 }
 // Whether a line of that level, function and message was captured (any number of times).
 testing::AssertionResult Logged(int level, const std::wstring& function, const std::wstring& message) {
+    if (std::ranges::count(Messages(level, {function}), message) > 0) return testing::AssertionSuccess();
     std::string text;
-    for (const LogLine& line : Log().Lines()) {
-        if (line.level == level && line.function == function && line.message == message) {
-            return testing::AssertionSuccess();
-        }
-        text += "\n  " + std::string(line.raw.begin(), line.raw.end());
-    }
+    for (const LogLine& line : Log().Lines()) text += "\n  " + std::string(line.raw.begin(), line.raw.end());
     return testing::AssertionFailure() << "no line of level " << level << ": "
                                        << std::string(message.begin(), message.end()) << text;
 }
@@ -157,15 +147,15 @@ protected:
     void TearDown() override {
         helper.ClearModuleList();
         CSonavelDspKrelo::Instance().ClearModuleList();
-        enumerator.Reset();
         EXPECT_EQ(platform.TotalReferences(), 0) << "references left on simulated objects";
     }
 
-    // Endpoint `index` of a case, with its DSP; connector 0 carries the high word 1.
-    sim::Dsp& AddCase(int index, sim::DspConfig config) {
-        ids.push_back(L"{0.0.0.00000000}.{case-" + std::to_wstring(index) + L"}");
-        return AttachDsp(platform, AddEndpoint(platform, {ids.back().c_str(), kSpeakersGuid}), std::move(config),
-                         {.localIdHighWord = 1});
+    // The endpoint of the next case, with an id and GUID of its own and its DSP.
+    sim::Dsp& AddCase(sim::DspConfig config, sim::TopologyConfig topology) {
+        guids.push_back({0x5A0C1000 + static_cast<unsigned long>(ids.size()), 0, 0x4000, {0x80}});
+        ids.push_back(L"{0.0.0.00000000}.{case-" + std::to_wstring(ids.size()) + L"}");
+        return AttachDsp(platform, AddEndpoint(platform, ids.back().c_str(), GuidString(guids.back()).c_str()),
+                         std::move(config), std::move(topology));
     }
     // The text of each entry, in order: its module part unless another text is asked for.
     std::vector<std::wstring> Entries(std::wstring (*text)(const ModuleEntry&) = ModuleText) const {
@@ -173,43 +163,37 @@ protected:
         for (const ModuleEntry& entry : helper.Modules()) entries.push_back(text(entry));
         return entries;
     }
-    IMMDeviceEnumerator* Enumerator() {
-        if (!enumerator) {
-            EXPECT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator)), S_OK);
-        }
-        return enumerator.Get();
-    }
-    ComPtr<IKsControl> Control(int index) {
-        ComPtr<IMMDevice> device;
-        EXPECT_EQ(Enumerator()->GetDevice(ids.at(static_cast<size_t>(index)).c_str(), &device), S_OK);
-        ComPtr<IKsControl> control;
-        if (device) { EXPECT_EQ(device->Activate(__uuidof(IKsControl), CLSCTX_ALL, nullptr, &control), S_OK); }
-        return control;
-    }
 
     sim::Platform platform;
     std::optional<sim::Installation> installed;
     std::vector<std::wstring> ids;
-    ComPtr<IMMDeviceEnumerator> enumerator;
+    std::vector<GUID> guids;
     CPPAPIHelper helper;
 };
 
 // The walk over every active render endpoint in device order. Each entry holds one reference: a
-// refresh gives back those of the list before, copies of an entry take none, and an empty list
-// holds nothing. An endpoint GUID that is no GUID ends the walk.
-TEST_F(PPAPIHelperTest, KnownModulesOfEveryActiveRenderEndpointInDeviceOrder) {
-    sim::Dsp& dsp = AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid, 1, L"Speakers"}),
-                              {.modules = {{.id = kModulePex, .type = 1, .name = "pex", .version = "2.10.3"}, kKrelo}});
-    const wchar_t headphones[] = L"{0.0.0.00000000}.{5a0c0002-0000-4000-8000-000000000002}";
-    AttachDsp(platform, AddEndpoint(platform, {headphones, L"{5A0C0002-0000-4000-8000-000000000002}", 3, L"Headphones"}),
-              {.ppApi = false});
-    AddEndpoint(platform, {L"{0.0.1.00000000}.{mic}", L"{5A0C0004-0000-4000-8000-000000000004}", 4, L"Mic", eCapture});
-    AddEndpoint(platform, {L"{0.0.0.00000000}.{hdmi}", L"{5A0C0005-0000-4000-8000-000000000005}", 1, L"HDMI", eRender,
-                           DEVICE_STATE_DISABLED});
-    AttachDsp(platform, AddEndpoint(platform, {kHeadset, kHeadsetGuid, 5, L"Headset"}),
-              {.offloadPin = 2, .loopbackPin = 5, .modules = {{.id = kModule100b, .type = 0, .name = "sfx"}}});
-
+// refresh gives back those of the list before and copies of an entry take none (moves are the
+// list's own as it grows). An endpoint GUID that is no GUID ends the walk. Then each call of the
+// platform that the walk makes fails in turn: every failure is logged with its own message, every
+// reference taken is given back, and each entry made holds one reference.
+TEST_F(PPAPIHelperTest, WalkOfEveryActiveRenderEndpointWithEachCallFailingInTurn) {
+    const auto machine = [](sim::Platform& p) {
+        AttachDsp(p, AddEndpoint(p, kSpeakers, kSpeakersGuid),
+                  {.modules = {{.id = kModulePex, .type = 1, .name = "pex", .version = "2.10.3"}, kKrelo}},
+                  {.subunits = {sim::Selector::Output, sim::Selector::Input}});
+        const wchar_t headphones[] = L"{0.0.0.00000000}.{5a0c0002-0000-4000-8000-000000000002}";
+        AttachDsp(p, AddEndpoint(p, headphones, L"{5A0C0002-0000-4000-8000-000000000002}", 3, L"Headphones"),
+                  {.ppApi = false});
+        AddEndpoint(p, L"{0.0.1.00000000}.{mic}", L"{5A0C0004-0000-4000-8000-000000000004}", 4, L"Mic", eCapture);
+        AddEndpoint(p, L"{0.0.0.00000000}.{hdmi}", L"{5A0C0005-0000-4000-8000-000000000005}", 1, L"HDMI", eRender,
+                    DEVICE_STATE_DISABLED);
+        AttachDsp(p, AddEndpoint(p, kHeadset, kHeadsetGuid, 5, L"Headset"),
+                  {.offloadPin = 2, .loopbackPin = 5, .modules = {{.id = kModule100b, .type = 0, .name = "sfx"}}});
+    };
+    machine(platform);
     EXPECT_EQ(helper.RefreshModuleList(), S_OK);
+    std::map<std::string, int> calls;  // of one walk
+    for (const std::string& method : platform.CalledMethods()) calls[method] = platform.Calls(method);
     EXPECT_EQ(helper.RefreshModuleList(), S_OK);
     const std::wstring speakers = std::wstring(kSpeakers) + L" " + kSpeakersGuid + L" 1 Speakers: ";
     const std::wstring headset = std::wstring(kHeadset) + L" " + kHeadsetGuid +
@@ -222,8 +206,6 @@ TEST_F(PPAPIHelperTest, KnownModulesOfEveryActiveRenderEndpointInDeviceOrder) {
         ModuleEntry copy(entry);
         EXPECT_NE(copy.DeviceID, entry.DeviceID);
         EXPECT_EQ(Summary(copy), Summary(entry));
-        ModuleEntry moved(std::move(copy));
-        EXPECT_EQ(Summary(moved), Summary(entry));
     }
     // One reference per entry, nothing else held.
     EXPECT_EQ(platform.References("IKsControl"), 3);
@@ -238,152 +220,12 @@ TEST_F(PPAPIHelperTest, KnownModulesOfEveryActiveRenderEndpointInDeviceOrder) {
     // The endpoint without the PP API yields nothing and does not stop the walk.
     EXPECT_TRUE(Logged(3, kWalk, Failure(L"Failed to retrieve version! ", HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND))));
 
-    dsp.Fail(sim::DspRequest::Version, E_ABORT);
-    EXPECT_EQ(helper.RefreshModuleList(), S_OK);
-    EXPECT_EQ(Entries(), std::vector<std::wstring>{L"pin 2 type 0 amd 0, 1.0.0 sfx"});
-    EXPECT_EQ(platform.TotalReferences(), 1);
-    helper.ClearModuleList();
-    EXPECT_TRUE(helper.Modules().empty());
-    EXPECT_EQ(platform.TotalReferences(), 0);
-
-    AddEndpoint(platform, {L"{0.0.0.00000000}.{no-guid}", L"speakers"});
+    AddEndpoint(platform, L"{0.0.0.00000000}.{no-guid}", L"speakers");
     EXPECT_EQ(helper.PPInitialize(GUID_NULL), CO_E_CLASSSTRING);
     EXPECT_TRUE(Logged(3, kWalk, Failure(L"Failed to convert device GUID! ", CO_E_CLASSSTRING)));
-}
-
-// Each scenario is an endpoint with a DSP of its own, walked alone by its endpoint GUID: the
-// entries it yields, lines among those logged, the AMD rows asked (the catalogue's, in order,
-// until the first that reports itself instantiated), and every reference given back. Replies
-// that lie about their count or texts are the parser's (ModuleListTest).
-TEST_F(PPAPIHelperTest, ScenariosOfOneEndpoint) {
-    struct Scenario {
-        const char* name;
-        sim::DspConfig config;
-        std::vector<std::wstring> entries = {};
-        std::vector<std::tuple<int, const wchar_t*, std::wstring>> lines = {};
-        sim::TopologyConfig topology = {};
-        std::function<void(sim::Platform&, sim::Dsp&)> adjust = {};
-        HRESULT result = S_OK;
-        size_t amdRows = 0;
-    };
-    const std::wstring krelo = L"pin 1 type 2 amd 0, 1.4.2 krelo";
-    const auto listSize = [](ULONG size, HRESULT hr = S_OK) {
-        return [=](sim::Platform&, sim::Dsp& dsp) {
-            dsp.SetModuleListSize(size);
-            if (hr != S_OK) dsp.SetModuleListSizeResult(hr);
-        };
-    };
-    const HRESULT notFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND), setNotFound = HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND);
-    const HRESULT moreData = HRESULT_FROM_WIN32(ERROR_MORE_DATA);
-    const size_t all = AmdModules().size();  // no pin yielded a module and no row is instantiated
-    const Scenario scenarios[] = {
-        // The path ends at the topology filter (no audio engine), then at the wave filter's host and
-        // offload pins; the candidate pins are the offload pin and the loopback pin, which has no
-        // PP API (the requests: DspRouteTest.RequestsOnTheWire). A pin that yields modules leaves
-        // the AMD rows unasked.
-        {"a known module", {.modules = {kKrelo}, .amdModules = {{kAmdRow1, true}}}, {krelo},
-         {{3, kPartWalk, Failure(L"Failed to retrieve pin id! ", setNotFound)},
-          {3, kWalk, L"Unexpected wave filter connector type! 4"},
-          {3, kWalk, Failure(L"GetSignalPath call failed! ", notFound)},
-          {3, kWalk, Failure(L"Failed to retrieve version! ", E_INVALIDARG)}}},
-        {"version 2", {.apiVersion = 2, .modules = {kKrelo}}, {}, {{3, kWalk, L"Version mismatch! 2"}}, {}, {}, S_OK, all},
-        {"unknown, then 1.2.0", {.modules = {{.id = kUnknownModule, .name = "other"}, {.id = kModule120, .name = "k"}}},
-         {L"pin 1 type 2 amd 0, 1.2.0 k"},
-         {{3, kWalk, L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}"},
-          {4, kWalk, L"Modules count: 2, modules size: 304"}}},
-        {"the second 1.0.0 id", {.modules = {{.id = kModule100b, .name = "b"}}}, {L"pin 1 type 2 amd 0, 1.0.0 b"}},
-        {"type 7", {.modules = {{.id = kModule142, .type = 7, .name = "seven", .version = "v"}}},
-         {L"pin 1 type 7 amd 0, 1.4.2 seven"}, {{4, kWalk, L"Module type: Unknown module type, version: v, name: seven"}}},
-        {"size query of 0", {.modules = {kKrelo}}, {}, {{4, kWalk, L"Modules count: 0, modules size: 0"}}, {},
-         listSize(0), S_OK, all},
-        // No reply of the PP API is larger than 64,004 bytes: a larger size leaves the pin.
-        {"size query of 64,005 bytes", {.modules = {kKrelo}}, {},
-         {{3, kWalk, L"Modules list size 64005 is larger than any reply (64004 bytes); the pin is left."}}, {},
-         listSize(64005), S_OK, all},
-        {"size query of 64,004 bytes", {.modules = {kKrelo}}, {krelo}, {{4, kWalk, L"Modules count: 1, modules size: 156"}},
-         {}, listSize(64004)},
-        // Size answers of drivers that report "more data" with the size in the byte count.
-        {"size as more data", {.modules = {kKrelo}}, {krelo}, {}, {}, listSize(156, moreData)},
-        {"size as insufficient buffer", {.modules = {kKrelo}}, {krelo}, {}, {},
-         listSize(156, HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER))},
-        {"size as buffer overflow", {.modules = {kKrelo}}, {krelo}, {}, {}, listSize(156, static_cast<HRESULT>(0x80000005))},
-        {"more data without a size", {.modules = {kKrelo}}, {},
-         {{3, kWalk, Failure(L"Failed to retrieve modules list size! ", moreData)}}, {}, listSize(0, moreData), S_OK,
-         all},
-        // Connector local ids with a high word: the descriptor request names the node by the low
-        // word; the wave filter's connectors are candidates with their ids as they are, and no such
-        // pins exist.
-        {"local ids with a high word", {.offloadPin = 4, .modules = {kKrelo}}, {L"pin 4 type 2 amd 0, 1.4.2 krelo"},
-         {{4, kWalk, L"Using pin id:  65540"}, {4, kWalk, L"Using pin id:  65538"}, {4, kWalk, L"Using pin id:  4"}},
-         {.localIdHighWord = 1}},
-        {"offload and loopback pin with the PP API", {.ppPins = {1, 2}, .modules = {kKrelo}},
-         {krelo, L"pin 2 type 2 amd 0, 1.4.2 krelo"}},
-        {"AMD rows when no pin yields a module", {.ppApi = false, .amdModules = {{kAmdRow1, false}, {kAmdRow4, true}}},
-         {L"pin 0 type 2 amd 1, 1.4.1 krelo-amd"}, {{4, kAmdLookup, L"Sonavel AMD module info is found, version 1.4.1"}},
-         {}, {}, S_OK, 4},
-        {"first connector an unconnected Software_IO", {.modules = {kKrelo}}, {krelo}, {{5, kWalk, L"Next connector..."}},
-         {.shape = sim::TopologyShape::Direct}},
-        {"input selector, no topology filter", {.modules = {kKrelo}}, {krelo},
-         {{4, kPartWalk, L"Input selector activated."}}, {.topologyFilter = false, .subunits = {sim::Selector::Input}}},
-        {"output selector refuses", {.modules = {kKrelo}}, {krelo},
-         {{3, kPartWalk, Failure(L"Failed to select output selector! ", E_ACCESSDENIED)}}, {},
-         Failing("IAudioOutputSelector::SetSelection", E_ACCESSDENIED)},
-        {"the loop ends at the endpoint's own connector", {.modules = {kKrelo}}, {},
-         {{3, kWalk, Failure(L"Connector IsConnected failed! ", E_ABORT)}, {3, kWalk, L"Unexpected connector type! 4"}},
-         {}, Failing("IConnector::IsConnected", E_ABORT), E_FAIL},
-        {"no parts behind the connector", {.modules = {kKrelo}}, {},
-         {{5, kPartWalk, L"No parts were found!"},
-          {5, kWalk, L"End of connectors."},
-          {3, kWalk, Failure(L"Software IO connector not found! ", S_FALSE)}},
-         {.shape = sim::TopologyShape::NoParts}, {}, E_FAIL},
-    };
-    std::vector<GUID> endpoints;
-    std::vector<sim::Dsp*> dsps;
-    for (unsigned i = 0; i < std::size(scenarios); ++i) {
-        endpoints.push_back({0x5A0C1000 + i, 0, 0x4000, {0x80}});
-        const std::wstring id = L"{0.0.0.00000000}.{probe-" + std::to_wstring(i) + L"}";
-        sim::Endpoint& endpoint = AddEndpoint(platform, {id.c_str(), GuidString(endpoints.back()).c_str()});
-        dsps.push_back(&AttachDsp(platform, endpoint, scenarios[i].config, scenarios[i].topology));
-    }
-    for (unsigned i = 0; i < std::size(scenarios); ++i) {
-        const Scenario& s = scenarios[i];
-        SCOPED_TRACE(s.name);
-        if (s.adjust) s.adjust(platform, *dsps[i]);
-        Log().Clear();
-        EXPECT_EQ(helper.PPInitialize(endpoints[i]), s.result);
-        EXPECT_EQ(Entries(), s.entries);
-        EXPECT_EQ(platform.References("IKsControl"), static_cast<long>(s.entries.size()));
-        for (const auto& [level, function, message] : s.lines) EXPECT_TRUE(Logged(level, function, message));
-        const auto unknown = [](const std::wstring& m) { return m.starts_with(L"Unspecific ModuleId"); };
-        EXPECT_LE(std::ranges::count_if(Messages(kWalk, 3), unknown), 1);
-        size_t amd = 0;
-        for (const sim::KsRequest& request : dsps[i]->Requests()) {
-            if (request.property.at(0) != 0xbd) continue;
-            ASSERT_LT(amd, AmdModules().size());
-            EXPECT_EQ(std::memcmp(request.property.data() + 24, &AmdModules()[amd++].id, 16), 0) << amd;
-            EXPECT_EQ(request.dataLength, 8u);
-        }
-        EXPECT_EQ(amd, s.amdRows);
-        platform.ClearFailures();
-        helper.ClearModuleList();
-        EXPECT_EQ(platform.TotalReferences(), 0);
-    }
-}
-
-// Each call of the platform that the walk makes fails in turn: every failure is logged with its
-// own message, every reference taken is given back, and each entry made holds one reference.
-TEST_F(PPAPIHelperTest, EachPlatformCallFailingInTurn) {
-    const auto scenario = [](sim::Platform& p) {
-        AttachDsp(p, AddEndpoint(p, {kSpeakers, kSpeakersGuid}), {.modules = {kKrelo}},
-                  {.subunits = {sim::Selector::Output, sim::Selector::Input}});
-    };
-    scenario(platform);
-    ASSERT_EQ(helper.PPInitialize(GUID_NULL), S_OK);
-    helper.ClearModuleList();
-    std::map<std::string, int> calls;
-    for (const std::string& method : platform.CalledMethods()) calls[method] = platform.Calls(method);
 
     std::set<std::pair<std::wstring, std::wstring>> failures;  // function, message
+    helper.ClearModuleList();
     installed.reset();  // each run installs a platform of its own
     int runs = 0;
     for (const auto& [method, count] : calls) {
@@ -391,7 +233,7 @@ TEST_F(PPAPIHelperTest, EachPlatformCallFailingInTurn) {
             SCOPED_TRACE(method + " call " + std::to_string(call));
             sim::Platform failing;
             sim::Installation installation(failing);
-            scenario(failing);
+            machine(failing);
             failing.FailMethodCall(method, call, E_ABORT);
             Log().Clear();
             {
@@ -409,7 +251,7 @@ TEST_F(PPAPIHelperTest, EachPlatformCallFailingInTurn) {
             }
         }
     }
-    EXPECT_GT(runs, 80);  // the walk of this scenario makes some 90 calls
+    EXPECT_GT(runs, 250);  // the walk of this machine makes some 300 calls
     // By function and code; a failed query of a connector's IPart or IConnector answers E_NOINTERFACE.
     const std::tuple<const wchar_t*, HRESULT, std::vector<const wchar_t*>> expected[] = {
         {kWalk, E_ABORT,
@@ -449,109 +291,209 @@ TEST_F(PPAPIHelperTest, EachPlatformCallFailingInTurn) {
     }
 }
 
-// SonavelModuleExist on device i of the collection: the pin is the low word of the named
-// connector's local id, the module the first known one the list names (LookForSonavelModuleInfo);
-// without it only the first AMD row is asked. Each step that fails is logged with its own message.
-TEST_F(PPAPIHelperTest, ModuleExistAsksTheInstantiationState) {
-    struct Case {
+// Each scenario is an endpoint with a DSP of its own, walked alone by its endpoint GUID: the
+// entries it yields, lines among those logged, the AMD rows asked (the catalogue's, in order,
+// until the first that reports itself instantiated), and every reference given back. Replies
+// that lie about their count or texts are the parser's (ModuleListTest). Where a scenario says,
+// SonavelModuleExist then asks the same device (by its place in the collection) whether its
+// module is instantiated: the pin is the low word of the named connector's local id, the module
+// the first known one the list names (LookForSonavelModuleInfo), the first AMD row alone without
+// it; each step that fails is logged with its own message.
+TEST_F(PPAPIHelperTest, ScenariosOfOneEndpoint) {
+    using Adjust = std::function<void(sim::Platform&, sim::Dsp&)>;
+    struct Exist {
+        HRESULT result = S_OK;
+        std::vector<std::wstring> warnings = {};  // of the lookup and of SonavelModuleExist, in order
+        size_t amdRows = 0;
+        Adjust adjust = {};
+        UINT32 connector = 0;
+        std::wstring found = {};  // the lookup's line of the module it found
+    };
+    struct Scenario {
         const char* name;
         sim::DspConfig config;
-        HRESULT result;
-        std::vector<std::wstring> warnings;  // of the lookup and of SonavelModuleExist, in order
-        size_t amdRequests = 0;
-        std::function<void(sim::Platform&, sim::Dsp&)> adjust = {};
-        UINT32 connector = 0;
+        std::vector<std::wstring> entries = {};
+        std::vector<std::tuple<int, const wchar_t*, std::wstring>> lines = {};
+        sim::TopologyConfig topology = {};
+        Adjust adjust = {};
+        HRESULT result = S_OK;
+        size_t amdRows = 0;
+        std::optional<Exist> exist = {};
+    };
+    const std::wstring krelo = L"pin 1 type 2 amd 0, 1.4.2 krelo";
+    const std::wstring amdKrelo = L"pin 0 type 2 amd 1, 1.4.1 krelo-amd";
+    const auto listSize = [](ULONG size, HRESULT hr = S_OK) {
+        return [=](sim::Platform&, sim::Dsp& dsp) {
+            dsp.SetModuleListSize(size);
+            if (hr != S_OK) dsp.SetModuleListSizeResult(hr);
+        };
     };
     const auto failingRequest = [](sim::DspRequest request) {
         return [=](sim::Platform&, sim::Dsp& dsp) { dsp.Fail(request, E_ABORT, 1); };
     };
+    const HRESULT notFound = HRESULT_FROM_WIN32(ERROR_NOT_FOUND), setNotFound = HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND);
+    const HRESULT moreData = HRESULT_FROM_WIN32(ERROR_MORE_DATA);
+    const size_t all = AmdModules().size();  // no pin yielded a module and no row is instantiated
     const std::wstring unknown = L"Unspecific ModuleId: {0BAD0BAD-0001-4002-8003-000000000004}";
-    const std::wstring noAmd = Failure(L"Failed to GetInstantiationState_AMD: ", HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND));
-    const std::wstring noApi = Failure(L"Failed to retrieve version: ", HRESULT_FROM_WIN32(ERROR_SET_NOT_FOUND));
+    const std::wstring noAmd = Failure(L"Failed to GetInstantiationState_AMD: ", setNotFound);
+    const std::wstring noApi = Failure(L"Failed to retrieve version: ", setNotFound);
     const std::wstring notInstantiated = L"fInstantiated is false.";
-    const Case cases[] = {
-        {"unknown, then known", {.modules = {{.id = kUnknownModule}, kKrelo, {.id = kModule120}}}, S_OK, {unknown}},
-        {"not instantiated", {.modules = {{.id = kModule142, .type = 2, .instantiated = false}}}, E_FAIL,
-         {notInstantiated}},
-        {"only unknown", {.modules = {{.id = kUnknownModule}}}, E_FAIL, {unknown, noAmd, notInstantiated}, 1},
-        {"empty list", {}, E_FAIL, {noAmd, notInstantiated}, 1},
-        {"version 2", {.apiVersion = 2, .modules = {kKrelo}}, E_FAIL, {L"Version mismatch: 2", noAmd, notInstantiated}, 1},
-        {"pin without the API", {.ppPins = {2}, .modules = {kKrelo}}, E_FAIL,
-         {Failure(L"Failed to retrieve version: ", E_INVALIDARG), noAmd, notInstantiated}, 1},
-        {"list size fails", {.modules = {kKrelo}}, E_FAIL,
-         {Failure(L"Failed to retrieve modules list size: ", E_ABORT), noAmd, notInstantiated}, 1,
-         failingRequest(sim::DspRequest::ModuleListSize)},
-        {"list fails", {.modules = {kKrelo}}, E_FAIL,
-         {Failure(L"Failed to read modules list: ", E_ABORT), noAmd, notInstantiated}, 1,
-         failingRequest(sim::DspRequest::ModuleList)},
-        {"AMD first row", {.ppApi = false, .amdModules = {{kAmdRow1, true}, {kAmdRow4, true}}}, S_OK, {noApi}, 1},
-        {"AMD without the first row", {.ppApi = false, .amdModules = {{kAmdRow4, true}}}, E_FAIL,
-         {noApi, Failure(L"Failed to GetInstantiationState_AMD: ", HRESULT_FROM_WIN32(ERROR_NOT_FOUND)), notInstantiated},
-         1},
-        {"state request fails", {.modules = {kKrelo}}, E_FAIL,
-         {Failure(L"Failed to GetInstantiationState: ", E_ABORT), notInstantiated}, 0,
-         failingRequest(sim::DspRequest::InstantiationState)},
-        {"no connector 3", {.modules = {kKrelo}}, E_INVALIDARG, {Failure(L"Failed to get connector: ", E_INVALIDARG)},
-         0, {}, 3},
-        {"topology", {.modules = {kKrelo}}, E_ABORT, {Failure(L"Failed to active device IDeviceTopology: ", E_ABORT)}, 0,
-         Failing("IMMDevice::Activate", E_ABORT)},
-        {"local id", {.modules = {kKrelo}}, E_ABORT, {Failure(L"Failed to get local id: ", E_ABORT)}, 0,
-         Failing("IPart::GetLocalId", E_ABORT)},
-        {"KS control", {.modules = {kKrelo}}, E_ABORT, {Failure(L"Failed to active device IKsControl: ", E_ABORT)}, 0,
-         Failing("IMMDevice::Activate", E_ABORT, 2)},
+    const auto noModule = [&](const std::wstring& why, Adjust adjust = {}) {
+        return Exist{E_FAIL, {why, noAmd, notInstantiated}, 1, std::move(adjust)};
+    };
+    const Scenario scenarios[] = {
+        // The path ends at the topology filter (no audio engine), then at the wave filter's host and
+        // offload pins; the candidate pins are the offload pin and the loopback pin, which has no
+        // PP API. A pin that yields modules leaves the AMD rows unasked.
+        {"a known module", {.modules = {kKrelo}, .amdModules = {{kAmdRow1, true}}}, {krelo},
+         {{3, kPartWalk, Failure(L"Failed to retrieve pin id! ", setNotFound)},
+          {3, kWalk, L"Unexpected wave filter connector type! 4"},
+          {3, kWalk, Failure(L"GetSignalPath call failed! ", notFound)},
+          {3, kWalk, Failure(L"Failed to retrieve version! ", E_INVALIDARG)}},
+         {}, {}, S_OK, 0, Exist{E_INVALIDARG, {Failure(L"Failed to get connector: ", E_INVALIDARG)}, 0, {}, 3}},
+        {"version 2", {.apiVersion = 2, .modules = {kKrelo}}, {}, {{3, kWalk, L"Version mismatch! 2"}}, {}, {}, S_OK, all,
+         noModule(L"Version mismatch: 2")},
+        {"unknown, then 1.2.0", {.modules = {{.id = kUnknownModule, .name = "other"}, {.id = kModule120, .name = "k"}}},
+         {L"pin 1 type 2 amd 0, 1.2.0 k"},
+         {{3, kWalk, unknown}, {4, kWalk, L"Modules count: 2, modules size: 304"}}, {}, {}, S_OK, 0,
+         Exist{S_OK, {unknown}, 0, {}, 0, L"Found DSP module, name = k, version = 1.2.0, type = 2"}},
+        {"only unknown", {.modules = {{.id = kUnknownModule}}}, {}, {{3, kWalk, unknown}}, {}, {}, S_OK, all,
+         Exist{E_FAIL, {unknown, noAmd, notInstantiated}, 1}},
+        {"not instantiated", {.modules = {{.id = kModule142, .instantiated = false}}}, {L"pin 1 type 2 amd 0, 1.4.2 "}, {},
+         {}, {}, S_OK, 0, Exist{E_FAIL, {notInstantiated}}},
+        {"the second 1.0.0 id", {.modules = {{.id = kModule100b, .name = "b"}}}, {L"pin 1 type 2 amd 0, 1.0.0 b"}, {}, {},
+         {}, S_OK, 0,
+         noModule(Failure(L"Failed to retrieve modules list size: ", E_ABORT), failingRequest(sim::DspRequest::ModuleListSize))},
+        {"type 7", {.modules = {{.id = kModule142, .type = 7, .name = "seven", .version = "v"}}},
+         {L"pin 1 type 7 amd 0, 1.4.2 seven"}, {{4, kWalk, L"Module type: Unknown module type, version: v, name: seven"}},
+         {}, {}, S_OK, 0,
+         noModule(Failure(L"Failed to read modules list: ", E_ABORT), failingRequest(sim::DspRequest::ModuleList))},
+        {"size query of 0", {.modules = {kKrelo}}, {}, {{4, kWalk, L"Modules count: 0, modules size: 0"}}, {},
+         listSize(0), S_OK, all},
+        // No reply of the PP API is larger than 64,004 bytes: a larger size leaves the pin.
+        {"size query of 64,005 bytes", {.modules = {kKrelo}}, {},
+         {{3, kWalk, L"Modules list size 64005 is larger than any reply (64004 bytes); the pin is left."}}, {},
+         listSize(64005), S_OK, all},
+        {"size query of 64,004 bytes", {.modules = {kKrelo}}, {krelo}, {{4, kWalk, L"Modules count: 1, modules size: 156"}},
+         {}, listSize(64004)},
+        // Size answers of drivers that report "more data" with the size in the byte count.
+        {"size as more data", {.modules = {kKrelo}}, {krelo}, {}, {}, listSize(156, moreData)},
+        {"size as insufficient buffer", {.modules = {kKrelo}}, {krelo}, {}, {},
+         listSize(156, HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER))},
+        {"size as buffer overflow", {.modules = {kKrelo}}, {krelo}, {}, {}, listSize(156, static_cast<HRESULT>(0x80000005))},
+        {"more data without a size", {.modules = {kKrelo}}, {},
+         {{3, kWalk, Failure(L"Failed to retrieve modules list size! ", moreData)}}, {}, listSize(0, moreData), S_OK,
+         all},
+        // Connector local ids with a high word: the descriptor request names the node by the low
+        // word; the wave filter's connectors are candidates with their ids as they are, and no such
+        // pins exist.
+        {"local ids with a high word", {.offloadPin = 4, .modules = {kKrelo}}, {L"pin 4 type 2 amd 0, 1.4.2 krelo"},
+         {{4, kWalk, L"Using pin id:  65540"}, {4, kWalk, L"Using pin id:  65538"}, {4, kWalk, L"Using pin id:  4"}},
+         {.localIdHighWord = 1}, {}, S_OK, 0, Exist{}},
+        {"offload and loopback pin with the PP API", {.ppPins = {1, 2}, .modules = {kKrelo}},
+         {krelo, L"pin 2 type 2 amd 0, 1.4.2 krelo"}, {}, {}, {}, S_OK, 0,
+         Exist{E_FAIL, {Failure(L"Failed to GetInstantiationState: ", E_ABORT), notInstantiated}, 0,
+               failingRequest(sim::DspRequest::InstantiationState)}},
+        {"the loopback pin alone with the PP API", {.ppPins = {2}, .modules = {kKrelo}}, {L"pin 2 type 2 amd 0, 1.4.2 krelo"},
+         {}, {}, {}, S_OK, 0, noModule(Failure(L"Failed to retrieve version: ", E_INVALIDARG))},
+        {"AMD rows when no pin yields a module", {.ppApi = false, .amdModules = {{kAmdRow1, false}, {kAmdRow4, true}}},
+         {amdKrelo}, {{4, kAmdLookup, L"Sonavel AMD module info is found, version 1.4.1"}}, {}, {}, S_OK, 4,
+         Exist{E_FAIL, {noApi, notInstantiated}, 1}},
+        {"AMD without the first row", {.ppApi = false, .amdModules = {{kAmdRow4, true}}}, {amdKrelo}, {}, {}, {}, S_OK, 4,
+         Exist{E_FAIL, {noApi, Failure(L"Failed to GetInstantiationState_AMD: ", notFound), notInstantiated}, 1}},
+        {"AMD first row", {.ppApi = false, .amdModules = {{kAmdRow1, true}, {kAmdRow4, true}}},
+         {L"pin 0 type 2 amd 1, 1.0.0 krelo-amd"}, {}, {}, {}, S_OK, 1,
+         Exist{S_OK, {noApi}, 1}},
+        {"first connector an unconnected Software_IO", {.modules = {kKrelo}}, {krelo}, {{5, kWalk, L"Next connector..."}},
+         {.shape = sim::TopologyShape::Direct}, {}, S_OK, 0,
+         Exist{E_ABORT, {Failure(L"Failed to active device IKsControl: ", E_ABORT)}, 0, Failing("IMMDevice::Activate", E_ABORT, 2)}},
+        {"input selector, no topology filter", {.modules = {kKrelo}}, {krelo},
+         {{4, kPartWalk, L"Input selector activated."}}, {.topologyFilter = false, .subunits = {sim::Selector::Input}}, {},
+         S_OK, 0,
+         Exist{E_ABORT, {Failure(L"Failed to active device IDeviceTopology: ", E_ABORT)}, 0, Failing("IMMDevice::Activate", E_ABORT)}},
+        {"output selector refuses", {.modules = {kKrelo}}, {krelo},
+         {{3, kPartWalk, Failure(L"Failed to select output selector! ", E_ACCESSDENIED)}}, {},
+         Failing("IAudioOutputSelector::SetSelection", E_ACCESSDENIED), S_OK, 0,
+         Exist{E_ABORT, {Failure(L"Failed to get local id: ", E_ABORT)}, 0, Failing("IPart::GetLocalId", E_ABORT)}},
+        {"the loop ends at the endpoint's own connector", {.modules = {kKrelo}}, {},
+         {{3, kWalk, Failure(L"Connector IsConnected failed! ", E_ABORT)}, {3, kWalk, L"Unexpected connector type! 4"}},
+         {}, Failing("IConnector::IsConnected", E_ABORT), E_FAIL},
+        {"no parts behind the connector", {.modules = {kKrelo}}, {},
+         {{5, kPartWalk, L"No parts were found!"},
+          {5, kWalk, L"End of connectors."},
+          {3, kWalk, Failure(L"Software IO connector not found! ", S_FALSE)}},
+         {.shape = sim::TopologyShape::NoParts}, {}, E_FAIL},
     };
     std::vector<sim::Dsp*> dsps;
-    for (int i = 0; i < static_cast<int>(std::size(cases)); ++i) dsps.push_back(&AddCase(i, cases[i].config));
+    for (const Scenario& s : scenarios) dsps.push_back(&AddCase(s.config, s.topology));
+    ComPtr<IMMDeviceEnumerator> enumerator;
+    ASSERT_EQ(CoCreateInstance(__uuidof(MMDeviceEnumerator), nullptr, CLSCTX_ALL, IID_PPV_ARGS(&enumerator)), S_OK);
     ComPtr<IMMDeviceCollection> devices;
-    ASSERT_EQ(Enumerator()->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &devices), S_OK);
-    for (UINT i = 0; i < std::size(cases); ++i) {
-        const Case& c = cases[i];
-        SCOPED_TRACE(c.name);
-        if (c.adjust) c.adjust(platform, *dsps[i]);
-        Log().Clear();
-        EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), i, c.connector), c.result);
-        std::vector<std::wstring> warnings;
-        for (const LogLine& line : Log().Lines()) {
-            if (line.level == 3 && (line.function == kLookFor || line.function == kExist)) warnings.push_back(line.message);
+    ASSERT_EQ(enumerator->EnumAudioEndpoints(eRender, DEVICE_STATE_ACTIVE, &devices), S_OK);
+    const long rest = platform.TotalReferences();  // the collection's and the enumerator's
+    // The AMD rows a DSP was asked for: the catalogue's, in order, each with its 8-byte reply.
+    const auto amdRowsAsked = [](const sim::Dsp& dsp) {
+        size_t amd = 0;
+        for (const sim::KsRequest& request : dsp.Requests()) {
+            if (request.property.at(0) != 0xbd) continue;
+            if (amd == AmdModules().size()) return amd + 1;
+            EXPECT_EQ(std::memcmp(request.property.data() + 24, &AmdModules()[amd++].id, 16), 0) << amd;
+            EXPECT_EQ(request.dataLength, 8u);
         }
-        EXPECT_EQ(warnings, c.warnings);
-        const std::vector<sim::KsRequest> requests = dsps[i]->Requests();
-        EXPECT_EQ(std::count_if(requests.begin(), requests.end(), [](const sim::KsRequest& r) { return r.property.at(0) == 0xbd; }),
-                  static_cast<std::ptrdiff_t>(c.amdRequests));
-        if (i > 0) continue;
-        // The first known module of the list, with the library's version text, not the firmware's;
-        // its state asked on the pin of connector 0 by the type and id the list gives.
-        EXPECT_TRUE(Logged(4, kLookFor, L"Found DSP module, name = krelo, version = 1.4.2, type = 2"));
-        PpModuleAddress module{1, 2, {}};
-        std::memcpy(&module.moduleId, &kModule142, sizeof module.moduleId);
-        const auto record = PpModuleRequest(kPpInstantiationState, kKsPropertyGet, module);
-        EXPECT_EQ(requests.back().property, std::vector<BYTE>(record.begin(), record.end()));
-        EXPECT_EQ(requests.back().dataLength, 1u);
+        return amd;
+    };
+    for (unsigned i = 0; i < std::size(scenarios); ++i) {
+        const Scenario& s = scenarios[i];
+        SCOPED_TRACE(s.name);
+        if (s.adjust) s.adjust(platform, *dsps[i]);
+        Log().Clear();
+        EXPECT_EQ(helper.PPInitialize(guids[i]), s.result);
+        EXPECT_EQ(Entries(), s.entries);
+        EXPECT_EQ(platform.References("IKsControl"), static_cast<long>(s.entries.size()));
+        for (const auto& [level, function, message] : s.lines) EXPECT_TRUE(Logged(level, function, message));
+        const auto isUnknown = [](const std::wstring& m) { return m.starts_with(L"Unspecific ModuleId"); };
+        EXPECT_LE(std::ranges::count_if(Messages(3, {kWalk}), isUnknown), 1);
+        EXPECT_EQ(amdRowsAsked(*dsps[i]), s.amdRows);
+        platform.ClearFailures();
+        helper.ClearModuleList();
+        EXPECT_EQ(platform.TotalReferences(), rest);
+        if (!s.exist) continue;
+        SCOPED_TRACE("SonavelModuleExist");
+        dsps[i]->ClearRequests();
+        if (s.exist->adjust) s.exist->adjust(platform, *dsps[i]);
+        Log().Clear();
+        EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), i, s.exist->connector), s.exist->result);
+        EXPECT_EQ(Messages(3, {kLookFor, kExist}), s.exist->warnings);
+        EXPECT_EQ(amdRowsAsked(*dsps[i]), s.exist->amdRows);
+        if (!s.exist->found.empty()) { EXPECT_TRUE(Logged(4, kLookFor, s.exist->found)); }
+        platform.ClearFailures();
+        EXPECT_EQ(platform.TotalReferences(), rest);
     }
     Log().Clear();
-    EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), std::size(cases), 0), E_INVALIDARG);
-    EXPECT_EQ(helper.SonavelModuleExist(Enumerator(), 0, 0), E_NOINTERFACE);
-    EXPECT_EQ(Messages(kExist, 3), (std::vector<std::wstring>{Failure(L"Failed to get device: ", E_INVALIDARG),
-                                                              L"Query interface IMMDeviceCollection failed."}));
-    // Null arguments, before anything is asked.
+    EXPECT_EQ(helper.SonavelModuleExist(devices.Get(), std::size(scenarios), 0), E_INVALIDARG);
+    EXPECT_EQ(helper.SonavelModuleExist(enumerator.Get(), 0, 0), E_NOINTERFACE);
+    EXPECT_EQ(Messages(3, {kExist}), (std::vector<std::wstring>{Failure(L"Failed to get device: ", E_INVALIDARG),
+                                                                L"Query interface IMMDeviceCollection failed."}));
+    // The lookups on the first scenario's control: null arguments before anything is asked, then
+    // a list that cannot be read, whose failure the lookup answers.
+    ASSERT_EQ(helper.PPInitialize(guids[0]), S_OK);
+    IKsControl* control = helper.Modules().at(0).KsControl;
     dsps[0]->ClearRequests();
-    ComPtr<IKsControl> control = Control(0);
     ModuleDescriptor info{};
     ModuleEntry entry;
     for (const HRESULT hr : {helper.LookForSonavelModuleInfo(nullptr, 1, &info),
-                             helper.LookForSonavelModuleInfo(control.Get(), 1, nullptr),
+                             helper.LookForSonavelModuleInfo(control, 1, nullptr),
                              helper.LookForPPModuleConnectorId_AMD(nullptr, &entry),
-                             helper.LookForPPModuleConnectorId_AMD(control.Get(), nullptr)}) {
+                             helper.LookForPPModuleConnectorId_AMD(control, nullptr)}) {
         EXPECT_EQ(hr, E_POINTER) << Hex(hr);
     }
     EXPECT_TRUE(dsps[0]->Requests().empty());
-    // A list that cannot be read: the lookup answers its failure.
     dsps[0]->Fail(sim::DspRequest::ModuleList, E_ABORT, 1);
-    EXPECT_EQ(helper.LookForSonavelModuleInfo(control.Get(), 1, &info), E_ABORT);
+    EXPECT_EQ(helper.LookForSonavelModuleInfo(control, 1, &info), E_ABORT);
 }
 
 // The DSP module access class: without modules every call is refused; with all modules selected
-// (-1) a parameter goes to each in order until the first failure.
+// (-1) a parameter goes to each in order until the first failure. Then the DSP controller on it.
 TEST_F(PPAPIHelperTest, DspModuleAccessEmptyThenAllModulesInOrder) {
     CSonavelDspKrelo& dsp = CSonavelDspKrelo::Instance();
     dsp.ClearModuleList();
@@ -565,66 +507,57 @@ TEST_F(PPAPIHelperTest, DspModuleAccessEmptyThenAllModulesInOrder) {
     }
     EXPECT_FALSE(dsp.SelectedIsVersion100());
 
-    sim::Dsp& firmware = AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid}),
+    sim::Dsp& firmware = AttachDsp(platform, AddEndpoint(platform, kSpeakers, kSpeakersGuid),
                                    {.modules = {{.id = kModule142, .name = "full", .version = "1.4.2"},
                                                 {.id = kModule100, .name = "early", .version = "1.0.0"}}});
     ASSERT_EQ(dsp.RefreshModules(), S_OK);
     firmware.ClearRequests();
-    UINT32 count = 0;
-    ASSERT_EQ(dsp.GetModuleCount(&count), S_OK);
-    ASSERT_EQ(count, 2u);
     EXPECT_EQ(dsp.SelectModule(-2), E_FAIL);
     EXPECT_EQ(dsp.SelectModule(2), E_FAIL);
     ASSERT_EQ(dsp.SelectModule(-1), S_OK);
     EXPECT_FALSE(dsp.SelectedIsVersion100());  // the first module reads for -1
 
-    // 40 is valid for "1.4.2" but not for "1.0.0": the first is set, then E_INVALIDARG.
-    EXPECT_EQ(dsp.SetModuleParam(40, value, 4), E_INVALIDARG);
+    // Writes to all modules: each row's result and the number of requests it sends.
+    const HRESULT fault = HRESULT_FROM_WIN32(ERROR_GEN_FAILURE);
+    std::vector<BYTE> large(64001, 1);
+    const struct {
+        UINT32 index;
+        const BYTE* data;
+        UINT32 size;
+        HRESULT hr;
+        size_t sent;
+    } writes[] = {
+        {40, value, 4, E_INVALIDARG, 1},  // valid for "1.4.2", not for "1.0.0": the first is set
+        {5, value, 4, S_OK, 2},           // an initialisation item goes to every module unvalidated
+        {21, value, 4, fault, 1},         // a failure at the first module stops there
+        {21, large.data(), 64001, E_INVALIDARG, 0},  // beyond the buffer: refused before anything is sent
+        {21, nullptr, 4, E_INVALIDARG, 0},
+    };
+    for (const auto& w : writes) {
+        SCOPED_TRACE(w.index);
+        firmware.ClearRequests();
+        if (w.hr == fault) firmware.Fail(sim::DspRequest::ParameterSet, fault, 1);
+        const HRESULT hr = dsp.SetModuleParam(w.index, w.data, w.size);
+        EXPECT_EQ(hr, w.hr) << Hex(hr);
+        EXPECT_EQ(firmware.Requests().size(), w.sent);
+    }
     EXPECT_TRUE(firmware.Parameter(kModule142, 40).has_value());
     EXPECT_FALSE(firmware.Parameter(kModule100, 40).has_value());
-    EXPECT_EQ(firmware.Requests().size(), 1u);
-
-    // Initialisation items are sent to every module without validation.
-    firmware.ClearRequests();
-    EXPECT_EQ(dsp.SetModuleParam(5, value, 4), S_OK);
-    EXPECT_EQ(firmware.Requests().size(), 2u);
     EXPECT_TRUE(Logged(4, kSetParam, L"Speakers - [max_num_channels]"));
-
-    // A failure at the first module stops there.
-    firmware.ClearRequests();
-    const HRESULT fault = HRESULT_FROM_WIN32(ERROR_GEN_FAILURE);
-    firmware.Fail(sim::DspRequest::ParameterSet, fault, 1);
-    EXPECT_EQ(dsp.SetModuleParam(21, value, 4), fault);
-    EXPECT_EQ(firmware.Requests().size(), 1u);
     EXPECT_TRUE(Logged(3, kSetParam, Failure(L"Failed to set PP module parameter!: ", fault)));
-
-    // Values beyond the buffer are refused before anything is sent.
-    firmware.ClearRequests();
-    std::vector<BYTE> large(64001, 1);
-    EXPECT_EQ(dsp.SetModuleParam(21, large.data(), 64001), E_INVALIDARG);
-    EXPECT_EQ(dsp.SetModuleParam(21, nullptr, 4), E_INVALIDARG);
-    EXPECT_TRUE(firmware.Requests().empty());
     ASSERT_EQ(dsp.SelectModule(1), S_OK);
     EXPECT_TRUE(dsp.SelectedIsVersion100());
-}
 
-// The DSP controller on a device with one family.
-TEST_F(PPAPIHelperTest, DspControllerOnADeviceWithOnlyThePexModule) {
-    AttachDsp(platform, AddEndpoint(platform, {kSpeakers, kSpeakersGuid}),
-              {.modules = {{.id = kModulePex, .name = "pex", .version = "2.10"}}});
+    // The DSP controller keeps the modules found at a device's first open (no PEX module; the last
+    // other module of the device is its KRELO module) through the next open, and forgets them at
+    // its close.
     ASSERT_EQ(DspController::Open(kSpeakers), S_OK);
-    EXPECT_TRUE(Logged(4, L"DspController::Open", L"DSP module index: " + std::wstring(kSpeakers) + L"[0, -10]"));
-    EXPECT_FALSE(DspController::FamilyMissing(kSpeakers, 1105));
-    EXPECT_TRUE(DspController::FamilyMissing(kSpeakers, 2104));
-    EXPECT_FALSE(DspController::FamilyMissing(kSpeakers, 3002));  // of neither family
-    EXPECT_EQ(DspController::SelectModule(kSpeakers, 1105), S_OK);
-    EXPECT_EQ(DspController::SelectModule(kSpeakers, 2104), E_INVALIDARG);
-    EXPECT_EQ(DspController::SelectModule(kSpeakers, 3002), E_INVALIDARG);
-    // A second open keeps the modules found at the first.
+    EXPECT_TRUE(Logged(4, L"DspController::Open", L"DSP module index: " + std::wstring(kSpeakers) + L"[-10, 1]"));
     EXPECT_EQ(DspController::Open(kSpeakers), S_OK);
     EXPECT_TRUE(Logged(4, L"DspController::Open", L"DSP module for device[" + std::wstring(kSpeakers) + L"] is already opened."));
+    EXPECT_EQ(DspController::SelectModule(kSpeakers, 2104), S_OK);
     EXPECT_EQ(DspController::Close(kSpeakers), S_OK);
-    EXPECT_TRUE(DspController::FamilyMissing(kSpeakers, 1105));
+    EXPECT_TRUE(DspController::FamilyMissing(kSpeakers, 2104));
 }
 
 }  // namespace
