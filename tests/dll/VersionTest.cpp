@@ -90,6 +90,8 @@ TEST_F(VersionTest, ClassIdsMapThroughTheKeysInOrder) {
          {{7, {L"{00000000-0000-0000-0000-000000000000}", L"{d9916f9c-99f7-11e7-bf21-6c0b849889e1}",
                L"{d9916f9e-99f7-11e7-bf21-6c0b849889e1}"}}},
          {}, L"krelo1.2"},
+        {"vector of unknown ids, nothing read past its end", 2001,
+         {{7, {L"{00000000-0000-0000-0000-000000000000}", L"{12345678-0000-0000-0000-000000000000}"}}}, {}, L""},
         {"BSTR values", 2001, {{6, {L"{d9916f9d-99f7-11e7-bf21-6c0b849889e1}"}, VT_BSTR}}, {}, L"krelo1.0-gaming"},
         {"the other family's effect", 2001, {{5, {kPex25}}}, {}, L""},
         {"no effect", 1001, {}, {}, L""},
