@@ -90,6 +90,7 @@ TEST(ShapeDspReplyTest, RepliesIntoCallerBuffers) {
         {"tuning info below 1.4.1", 2125, L"1.3.1", tuning, 160, LayoutStatus::Ok, 160, {&tuning[0], &tuning[160]}},
         {"tuning info of 1.4.1", 2125, L"1.4.1", tuning, 160, LayoutStatus::InvalidArgument, 720, {}},
         {"tuning info, version not parsed", 2125, L"2.10", tuning, 719, LayoutStatus::InvalidArgument, 720, {}},
+        {"tuning info, numbers not parted by points", 2125, L"1,3,1", tuning, 160, LayoutStatus::InvalidArgument, 720, {}},
         {"vis bands, 40 bytes", 2126, L"1.4.2", std::vector<std::uint8_t>(80, 1), 40, LayoutStatus::InvalidArgument,
          80, {}},
         {"vis bands, short reply", 2126, L"1.4.2", std::vector<std::uint8_t>(40, 1), 80, LayoutStatus::Ok, 80,
